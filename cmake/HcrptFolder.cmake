@@ -1,0 +1,60 @@
+# Functions by which each folder declares what it is made of.
+
+# hcrpt_folder(<name> SOURCES <file>... [USES <folder>...] [LIBRARIES <target>...])
+#
+# Makes from one source folder
+#   hcrpt_<name>_objects   the object files, which end in libzeb_HCrashReporter.so,
+#   hcrpt_<name>           a static library of the same objects for unit tests; it brings the
+#                          libraries of the folders that it uses,
+#   hcrpt_<name>_border    a shared library linked from the objects and the folders named in
+#                          USES alone, without undefined symbols: a call into a folder that is
+#                          not named there fails the build. It is not installed.
+function(hcrpt_folder name)
+    cmake_parse_arguments(arg "" "" "SOURCES;USES;LIBRARIES" ${ARGN})
+    list(TRANSFORM arg_USES PREPEND hcrpt_ OUTPUT_VARIABLE uses)
+
+    add_library(hcrpt_${name}_objects OBJECT ${arg_SOURCES})
+    target_include_directories(hcrpt_${name}_objects
+        PUBLIC ${PROJECT_SOURCE_DIR}/include
+        PRIVATE ${PROJECT_SOURCE_DIR})
+    target_link_libraries(hcrpt_${name}_objects
+        PUBLIC hcrpt_platform ${arg_LIBRARIES} PRIVATE hcrpt_flags)
+
+    add_library(hcrpt_${name} STATIC $<TARGET_OBJECTS:hcrpt_${name}_objects>)
+    set_target_properties(hcrpt_${name} PROPERTIES LINKER_LANGUAGE CXX)
+    target_include_directories(hcrpt_${name} PUBLIC ${PROJECT_SOURCE_DIR}/include)
+    target_link_libraries(hcrpt_${name} PUBLIC ${uses} hcrpt_platform ${arg_LIBRARIES})
+
+    add_library(hcrpt_${name}_border SHARED $<TARGET_OBJECTS:hcrpt_${name}_objects>)
+    set_target_properties(hcrpt_${name}_border PROPERTIES
+        LINKER_LANGUAGE CXX LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/border)
+    target_link_libraries(hcrpt_${name}_border PRIVATE ${uses} hcrpt_platform hcrpt_flags)
+    if(NOT HCRPT_SANITIZE)  # a sanitizer's own symbols are resolved in the program only
+        target_link_options(hcrpt_${name}_border PRIVATE -Wl,-z,defs)
+    endif()
+
+    set_property(GLOBAL APPEND PROPERTY HCRPT_FOLDERS ${name})
+endfunction()
+
+# Reads the folder names that hcrpt_folder() has collected so far.
+function(hcrpt_all_folders out)
+    get_property(folders GLOBAL PROPERTY HCRPT_FOLDERS)
+    set(${out} ${folders} PARENT_SCOPE)
+endfunction()
+
+# hcrpt_companion(<target>): puts a program beside the others of an installation.
+function(hcrpt_companion target)
+    set_target_properties(${target} PROPERTIES
+        RUNTIME_OUTPUT_DIRECTORY ${HCRPT_ROOT_DIR}/${HCRPT_BIN_SUBDIR}
+        BUILD_RPATH "${HCRPT_LIB_RPATH}" BUILD_RPATH_USE_ORIGIN ON
+        INSTALL_RPATH "${HCRPT_LIB_RPATH}")
+    target_link_libraries(${target} PRIVATE hcrpt_flags)
+endfunction()
+
+# hcrpt_shared_library(<target>): puts a shared library where the programs look for it.
+function(hcrpt_shared_library target)
+    set_target_properties(${target} PROPERTIES
+        LIBRARY_OUTPUT_DIRECTORY ${HCRPT_ROOT_DIR}/${HCRPT_LIB_SUBDIR}
+        BUILD_RPATH "$ORIGIN" INSTALL_RPATH "$ORIGIN")
+    target_link_libraries(${target} PRIVATE hcrpt_flags)
+endfunction()

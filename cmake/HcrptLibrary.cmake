@@ -1,0 +1,19 @@
+# The installed shared library: the objects of all folders. (Linked from static libraries it
+# would lose the classes that only callers outside use.)
+
+hcrpt_all_folders(folders)
+list(TRANSFORM folders REPLACE "(.+)" "$<TARGET_OBJECTS:hcrpt_\\1_objects>" OUTPUT_VARIABLE objects)
+
+add_library(hcrpt SHARED ${objects})
+add_library(hcrpt::hcrpt ALIAS hcrpt)
+# The word HCrashReporter in the file name is what trace readers go by to drop the library's
+# own frames; see docs/file-formats.md.
+set_target_properties(hcrpt PROPERTIES OUTPUT_NAME zeb_HCrashReporter LINKER_LANGUAGE CXX)
+hcrpt_shared_library(hcrpt)
+target_include_directories(hcrpt PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
+target_link_libraries(hcrpt PUBLIC hcrpt_platform)
+if(NOT HCRPT_SANITIZE)
+    target_link_options(hcrpt PRIVATE -Wl,-z,defs)
+endif()

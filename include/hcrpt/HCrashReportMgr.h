@@ -1,0 +1,51 @@
+/// @file
+/// Finds the crash reports that wait in the crash store, and makes raw traces readable on the way.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "hcrpt/HCrashRptSettings.h"
+#include "hcrpt/HCrptExport.h"
+
+/// Grade: @ordinary; runs in the crash reporter, on one thread. No messages.
+namespace HCrashReportMgr {
+
+/// One way of listing reports. Stateless. There is no virtual destructor: delete a handler, if at
+/// all, through its own type.
+class HCRPT_EXPORT HCrashReportHandler {
+  public:
+    /// Full paths of the reports in the crash store, in directory order.
+    virtual std::vector<std::string> getReportsInCrashStore() = 0;
+};
+
+/// Lists the files of the crash store that begin with "CrashReport_".
+class HCRPT_EXPORT CompleteCrashReportHandler : public HCrashReportHandler {
+  public:
+    std::vector<std::string> getReportsInCrashStore() override;
+};
+
+/// Turns every raw trace of the crash store into its readable log, then lists the reports. Raw
+/// traces stay where they are, so each call writes each readable log again.
+class HCRPT_EXPORT MangledStackTraceHandler : public HCrashReportHandler {
+  public:
+    std::vector<std::string> getReportsInCrashStore() override;
+    /// demangleBTFile() of each path, in order, empty results included.
+    std::vector<std::string> generateDemangledBTFiles(const std::vector<std::string>& rawTraces);
+    /// Writes the readable log of one raw trace beside it, under the path without its first
+    /// "mangled_": lines without directories, without frames of this library and of the in-house
+    /// stream library, without empty lines, with demangled names. The log appears whole under its
+    /// name; a log of that name is replaced.
+    /// @return the log's path, also when the raw trace cannot be read; empty when the path holds no
+    ///         "mangled_".
+    /// @throws std::out_of_range for a path of fewer than 18 characters.
+    std::string demangleBTFile(const std::string& rawTrace);
+};
+
+/// @return a new handler, owned by the caller; null for a value that is no ReportType.
+HCRPT_EXPORT HCrashReportHandler* getReportHandler(HCrashRptSettings::ReportType type);
+
+/// Makes raw traces readable and returns the full paths of the reports to send.
+HCRPT_EXPORT std::vector<std::string> probeAndGetCrashReports();
+
+}  // namespace HCrashReportMgr

@@ -1,0 +1,58 @@
+/// @file
+/// The one object behind HUTEnv, HUTFile and HUTFork. Tests put another in its place.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "HUTExport.h"
+#include "HUTFile.h"
+#include "HUTPlatform.h"
+
+/// The POSIX answers. A test derives from it and overrides what it wants to be different: another
+/// host name, a directory that cannot be made.
+class HUT_EXPORT HUTBackend {
+  public:
+    virtual ~HUTBackend();
+
+    // --- Facts (see HUTEnv) ---
+    virtual std::string hostName();
+    virtual std::string userName();
+    virtual std::string domainName();
+    virtual bool isHostInsideVeltra();
+    virtual int pid();
+    virtual std::string workingDirectory();
+    virtual std::string programName();
+    virtual std::string commandLine();
+    virtual HUTPlatform::HUTProductInfo product();
+    virtual std::string timeStamp();
+    virtual std::string appRoot();
+    virtual std::string appDataDir();
+    virtual std::string tmpDir();
+    virtual std::string dataDir(const std::string& relativePath);
+
+    // --- Files (see HUTFile) ---
+    virtual bool exists(const std::string& path);
+    virtual bool isDir(const std::string& path);
+    virtual bool isExecutable(const std::string& path);
+    virtual bool isWriteable(const std::string& path);
+    virtual std::string canonicalName(const std::string& path);
+    virtual bool mkDir(const std::string& path);
+    virtual bool mkDirRecursive(const std::string& path);
+    virtual bool rm(const std::string& path);
+    virtual bool rmRecursive(const std::string& path);
+    virtual bool copyToDir(const std::string& path, const std::string& directory,
+                           HUTFile::CopyMode mode);
+    virtual HUTFileIter* createFileIter(const std::string& path);
+
+    // --- Processes (see HUTFork) ---
+    virtual int launch(const std::string& cmdLine, bool throughShell, bool wait, bool inheritOutput,
+                       bool inheritInput, bool inheritEnvironment);
+
+    /// The object in use: the POSIX one unless a test has put another in its place.
+    static HUTBackend& current();
+    /// Puts another object in place; null brings the POSIX one back. The caller keeps it alive while
+    /// it is in use. No lock: call it while no other thread uses the library.
+    /// @return what was in place before; null for the POSIX one.
+    static HUTBackend* replace(HUTBackend* backend);
+};

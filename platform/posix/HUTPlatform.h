@@ -1,0 +1,23 @@
+/// @file
+/// What a host tells this platform library about its product.
+#pragma once
+
+#include <string>
+
+#include "HUTExport.h"
+
+namespace HUTPlatform {
+
+/// Facts that only the host knows.
+struct HUTProductInfo {
+    std::string name;     ///< such as "Designer"
+    std::string version;  ///< such as "4.2"
+    int buildNumber = 0;
+    std::string buildDate;
+};
+
+/// Sets the product's facts. A host calls it once, on its start-up thread, before it registers.
+/// Later calls replace them.
+HUT_EXPORT void setProduct(const HUTProductInfo& product);
+
+}  // namespace HUTPlatform
