@@ -1,0 +1,134 @@
+#include <cstdio>
+#include <cstring>
+
+#include "HUTEnv.h"
+#include "HUTFile.h"
+#include "hcrpt/HCrashCapture.h"
+#include "hcrpt/HCrashRptSettings.h"
+
+namespace {
+
+constexpr std::size_t kArenaSize = 50000;    // bytes
+constexpr std::size_t kScratchSize = 10000;  // bytes
+
+// A crash during the exit of the process, after the singleton's destructor, still needs an arena.
+// This one takes its place then; until it is written to it costs no memory.
+char s_arenaAfterExit[kArenaSize];
+bool s_released = false;
+
+}  // namespace
+
+char* HCrptResourceMgr::mp_buffer = nullptr;
+std::uint64_t HCrptResourceMgr::m_offset = 0;
+char* HCrptResourceMgr::mp_scratchBuffer1 = nullptr;
+char* HCrptResourceMgr::mp_scratchBuffer2 = nullptr;
+bool HCrptResourceMgr::m_buffer1Free = true;
+bool HCrptResourceMgr::m_buffer2Free = true;
+std::string& HCrptResourceMgr::m_stackTraceLogPath = *new std::string;
+std::string& HCrptResourceMgr::m_stackTraceTempFilePath = *new std::string;
+
+HCrptResourceMgr* HCrptResourceMgr::get() {
+    static HCrptResourceMgr instance;
+    return &instance;
+}
+
+HCrptResourceMgr::HCrptResourceMgr() {
+    mp_buffer = new char[kArenaSize]();
+    mp_scratchBuffer1 = new char[kScratchSize]();
+    mp_scratchBuffer2 = new char[kScratchSize]();
+
+    char pid[16];
+    std::snprintf(pid, sizeof pid, "%d", HUTEnv::getPid());
+    m_stackTraceLogPath += HCrashRptSettings::getCrashStorePath() + HUTFile::getDirSeparator() +
+                           "hs_err_pid" + pid + ".log";
+    m_stackTraceTempFilePath += HCrashRptSettings::getStackTraceLogPath() +
+                                HUTFile::getDirSeparator() + "hs_mangled_err_pid" + pid + ".log";
+}
+
+HCrptResourceMgr::~HCrptResourceMgr() {
+    s_released = true;
+    // The pointers keep their values: nothing looks at them once s_released is set.
+    if (mp_buffer != nullptr) delete[] mp_buffer;
+    if (mp_scratchBuffer1 != nullptr) delete[] mp_scratchBuffer1;
+    if (mp_scratchBuffer2 != nullptr) delete[] mp_scratchBuffer2;
+}
+
+void* HCrptResourceMgr::allocateMem(std::size_t n) {
+    get();
+    char* const arena = s_released ? s_arenaAfterExit : mp_buffer;
+    if (arena == nullptr) return nullptr;
+    // Compared without adding: m_offset + n would wrap around for a huge n.
+    if (n > kArenaSize - m_offset) return nullptr;
+    char* const block = arena + m_offset;
+    m_offset += n;
+    return block;
+}
+
+char* HCrptResourceMgr::getScratchBuffer1() {
+    if (!m_buffer1Free || s_released) return nullptr;
+    m_buffer1Free = false;
+    return mp_scratchBuffer1;
+}
+
+char* HCrptResourceMgr::getScratchBuffer2() {
+    if (!m_buffer2Free || s_released) return nullptr;
+    m_buffer2Free = false;
+    return mp_scratchBuffer2;
+}
+
+void HCrptResourceMgr::releaseScratchBuffer1() {
+    m_buffer1Free = true;
+}
+
+void HCrptResourceMgr::releaseScratchBuffer2() {
+    m_buffer2Free = true;
+}
+
+std::size_t HCrptResourceMgr::getScratchSize() {
+    return kScratchSize;
+}
+
+const std::string& HCrptResourceMgr::getStacktraceLogPath() {
+    return m_stackTraceLogPath;
+}
+
+const std::string& HCrptResourceMgr::getStacktraceTempFilePath() {
+    return m_stackTraceTempFilePath;
+}
+
+char* HCrptResourceMgr::getNextLineFromBuffer(char* src, std::size_t last, char* dest,
+                                              std::size_t cap, std::size_t& offset, bool skip) {
+    // last is the index of the final readable byte. The end of the bytes is looked at before cap,
+    // and a cap of 0 before skip: callers rely on both.
+    if (offset > last || cap == 0) {
+        if (!skip) dest[0] = '\0';
+        return dest;
+    }
+    if (skip) {
+        for (std::size_t i = offset; i <= last; ++i) {
+            if (src[i] == '\n') {
+                offset = i + 1;
+                break;
+            }
+        }
+        return dest;
+    }
+    std::size_t copied = 0;
+    for (;;) {
+        const char c = src[offset + copied];
+        dest[copied++] = c;
+        if (c == '\n') {
+            offset += copied;
+            break;
+        }
+        // A line without line feed at the end of the bytes leaves the offset where it was: so the
+        // caller tells it from a whole one.
+        if (offset + copied > last) break;
+        if (copied == cap) {
+            offset += copied;
+            break;
+        }
+    }
+    dest[copied] = '\0';
+    return dest;
+}
