@@ -1,0 +1,80 @@
+// Every directory and file of the system. Parts are joined with one separator and never normalised:
+// processes that build a path from the same environment get the same text, even from an odd one.
+
+#include <cctype>
+#include <cstdlib>
+
+#include "HUTEnv.h"
+#include "HUTFile.h"
+#include "hcrpt/HCrashRptSettings.h"
+
+namespace {
+
+constexpr char kSessionVariable[] = "ZEB_SESSION_INFO";
+constexpr char kSessionDelimiter = ':';
+
+/// The session's description; empty when there is none.
+std::string sessionInfo() {
+    const char* value = std::getenv(kSessionVariable);
+    return value == nullptr ? std::string() : std::string(value);
+}
+
+}  // namespace
+
+std::string HCrashRptSettings::getSessionLaunchDir() {
+    const std::string info = sessionInfo();
+    return info.substr(0, info.find(kSessionDelimiter));
+}
+
+std::string HCrashRptSettings::getSessionId() {
+    const std::string info = sessionInfo();
+    // On purpose: without a delimiter the position wraps to 0, so that the whole value is the
+    // session id as well as the launch directory.
+    return info.substr(info.find(kSessionDelimiter) + 1);
+}
+
+std::string HCrashRptSettings::getCrashReporterScratchDir() {
+    return getSessionLaunchDir() + getDirSeparator() + ".crashReporter";
+}
+
+std::string HCrashRptSettings::getCrashReporterSessionDir() {
+    return getCrashReporterScratchDir() + getDirSeparator() + getSessionId();
+}
+
+std::string HCrashRptSettings::crashReporterLogDir() {
+    return getCrashReporterSessionDir();
+}
+
+std::string HCrashRptSettings::getCrashStorePath() {
+    return getCrashReporterSessionDir() + getDirSeparator() + "crashStore";
+}
+
+std::string HCrashRptSettings::getProcRegFileFullPath() {
+    // Inside the crash store on purpose: who deletes the store deletes the registrations too.
+    return getCrashStorePath() + getDirSeparator() + "processRegFile.txt";
+}
+
+std::string HCrashRptSettings::getCrashBackupStorePath() {
+    return HUTEnv::getTUVAppDataDir() + getDirSeparator() + "crashStoreBackup";
+}
+
+std::string HCrashRptSettings::getGuiStrDumpFileName() {
+    std::string product = HUTEnv::getProductName();
+    if (!product.empty())
+        product[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(product[0])));
+    return getSessionLaunchDir() + getDirSeparator() + product + "_pid" +
+           std::to_string(HUTEnv::getPid()) + ".str";
+}
+
+std::string HCrashRptSettings::getStackTraceLogPath() {
+    return HUTEnv::getPWD();
+}
+
+std::string HCrashRptSettings::getAppPath(const std::string& name) {
+    const std::string separator = getDirSeparator();
+    const std::string path = HUTEnv::getTUVAppRoot() + separator + "bin" + separator + "unwrapped" +
+                             separator + "lnx64.o" + separator + name;
+    const HUTFile program(path);
+    if (!program.exists() || !program.isExecutable()) return std::string();
+    return path;
+}

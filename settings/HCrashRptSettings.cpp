@@ -1,0 +1,84 @@
+#include "hcrpt/HCrashRptSettings.h"
+
+#include <cstdlib>
+#include <unordered_set>
+
+#include "HUTEnv.h"
+#include "HUTFile.h"
+
+namespace {
+
+constexpr char kOffVariable[] = "CRPT_OFF";
+constexpr char kAlreadyRunningVariable[] = "CRPT_ALREADY_RUNNING";
+constexpr char kTrue[] = "true";
+constexpr char kFalse[] = "false";
+constexpr int kMaxReportsPerPass = 30;
+
+}  // namespace
+
+bool HCrashRptSettings::isCrptEnvironVarOff() {
+    const char* value = std::getenv(kOffVariable);
+    if (value == nullptr) return false;
+    // On purpose: whatever a user writes into the variable, an empty text too, switches reporting
+    // off; only the one explicit "false" does not.
+    return std::string(value) != kFalse;
+}
+
+bool HCrashRptSettings::isRunningOnInternalHost() {
+    return HUTEnv::isHostInsideVeltra();
+}
+
+bool HCrashRptSettings::isSupportedProduct(const std::string& product) {
+    static const std::unordered_set<std::string> unsupported = {"corvo_kit"};
+    // On purpose: letter case counts; a product that spells the name otherwise is supported.
+    return unsupported.count(product) == 0;
+}
+
+bool HCrashRptSettings::isCrashReporterEnabled(const std::string& product) {
+    // The environment costs least, so it is asked first.
+    if (isCrptEnvironVarOff()) return false;
+    // On purpose: reporting is for machines inside the maker's own network only.
+    if (!isRunningOnInternalHost()) return false;
+    return isSupportedProduct(product);
+}
+
+bool HCrashRptSettings::isCrptAlreadyRunning() {
+    const char* value = std::getenv(kAlreadyRunningVariable);
+    return value != nullptr && std::string(value) == kTrue;
+}
+
+void HCrashRptSettings::setCrptAlreadyRunning() {
+    setenv(kAlreadyRunningVariable, kTrue, 1);
+}
+
+std::string HCrashRptSettings::getDirSeparator() {
+    return HUTFile::getDirSeparator();
+}
+
+std::string HCrashRptSettings::getCrptAppName() {
+    return "crash_reporter";
+}
+
+std::string HCrashRptSettings::getCurlAppName() {
+    return "velcurl";
+}
+
+std::string HCrashRptSettings::getKorServerUrl() {
+    return "https://" HCRPT_REPORT_HOST "/cgi-bin/crashreporter.cgi";
+}
+
+std::string HCrashRptSettings::getCrashRptPrefix() {
+    return "CrashReport_";
+}
+
+std::string HCrashRptSettings::getMangledStackTraceFilePrefix() {
+    return "hs_mangled_err_pid";
+}
+
+std::string HCrashRptSettings::getDemangledStackTraceFilePrefix() {
+    return "hs_err_pid";
+}
+
+int HCrashRptSettings::getMaxRptsToSend() {
+    return kMaxReportsPerPass;
+}
