@@ -1,0 +1,50 @@
+#include <fstream>
+
+#include "HUTFile.h"
+#include "hcrpt/HCrashRptUtils.h"
+#include "utils/Message.h"
+#include "utils/WholeFile.h"
+
+namespace {
+
+/// Copies byte for byte. What can be had of a report is kept, so failures are not looked at.
+void copyFile(const std::string& from, const std::string& to) {
+    std::ifstream in(from, std::ios::binary);
+    hcrpt::WholeFile out(to);
+    out.stream() << in.rdbuf();
+    out.commit();
+}
+
+}  // namespace
+
+namespace HCrashRptUtils {
+
+std::string backupStatusToString(HCrashRptSettings::RptBackupStatus status) {
+    switch (status) {
+        case HCrashRptSettings::SEND_SUCCESS:
+            return "send_success";
+        case HCrashRptSettings::SEND_FAIL:
+            return "send_fail";
+        case HCrashRptSettings::SEND_LATER:
+            return "send_later";
+    }
+    return std::string();
+}
+
+void moveFileToBackupStore(std::string path, HCrashRptSettings::RptBackupStatus status) {
+    const std::string storePath = HCrashRptSettings::getCrashBackupStorePath();
+    const HUTFile store(storePath);
+    if (!store.exists()) store.mkDir();
+
+    const HUTFile report(path);
+    const std::string destination = storePath + HCrashRptSettings::getDirSeparator() +
+                                    report.getName() + "." + backupStatusToString(status);
+    if (!report.exists()) return;
+    // This order on purpose, whatever becomes of the copy: a report that stayed in the crash store
+    // would be sent again in every pass.
+    copyFile(path, destination);
+    hcrpt::printMessage("Moved crash report to backup store at " + destination);
+    report.rm();
+}
+
+}  // namespace HCrashRptUtils

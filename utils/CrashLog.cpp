@@ -1,0 +1,27 @@
+#include "HUTEnv.h"
+#include "HUTFile.h"
+#include "hcrpt/HCrashRptUtils.h"
+#include "utils/Message.h"
+
+namespace HCrashRptUtils {
+
+bool redirectedStdOut = false;
+
+void redirectStdoutToCrashLog() {
+    if (redirectedStdOut) return;
+    const std::string pid = std::to_string(HUTEnv::getPid());
+    hcrpt::redirectStandardOutput(HCrashRptSettings::crashReporterLogDir() +
+                                  HUTFile::getDirSeparator() + "crashReporter" + pid + ".log");
+    // Set even when the log could not be opened: standard output is closed then, and a second
+    // attempt could not bring it back.
+    redirectedStdOut = true;
+    hcrpt::printMessage("Started with processId = " + pid + ", at dir = '" + HUTEnv::getPWD() +
+                        "', at time = " + timestamp());
+}
+
+void closeCrashLogFile() {
+    // The flag stays set: the redirection is never made twice in one process.
+    if (redirectedStdOut) hcrpt::closeStandardOutput();
+}
+
+}  // namespace HCrashRptUtils

@@ -1,0 +1,52 @@
+#include <memory>
+
+#include "HUTFile.h"
+#include "hcrpt/HCrashRptUtils.h"
+#include "utils/Message.h"
+
+namespace HCrashRptUtils {
+
+bool createCrashStore() {
+    const std::string path = HCrashRptSettings::getCrashStorePath();
+    const HUTFile store(path);
+    if (!store.exists()) store.mkDirRecursive();
+    // Another process may have made it meanwhile: what counts is whether it is there now.
+    const bool exists = store.exists();
+    if (!exists)
+        hcrpt::printError("Could not create crash store at: " + path +
+                          " Please check folder path exists or has write permission.");
+    return exists;
+}
+
+void deleteCrashStore() {
+    const HUTFile store(HCrashRptSettings::getCrashStorePath());
+    if (store.exists()) store.rmRecursive();
+    if (!store.exists())
+        hcrpt::printMessage("Deleted crash store.");
+    else
+        hcrpt::printError("Could not delete crash store.");
+}
+
+void deleteCrashReporterDir() {
+    const HUTFile directory(HCrashRptSettings::getCrashReporterScratchDir());
+    if (directory.exists()) directory.rmRecursive();
+    if (directory.exists()) hcrpt::printError("Could not delete crash reporter directory.");
+}
+
+std::vector<std::string> getFilesWithPrefix(std::string prefix, std::string directory) {
+    std::vector<std::string> files;
+    if (prefix.empty() || directory.empty()) return files;
+    const HUTFile parent(directory);
+    if (!parent.isDir()) return files;
+    const std::unique_ptr<HUTFileIter> entries(parent.createFileIter());
+    for (; entries->isValid(); entries->next()) {
+        const HUTFile entry(entries->getPath());
+        if (entry.isDir()) continue;
+        const std::string name = entry.getName();
+        if (name.compare(0, prefix.size(), prefix) == 0)
+            files.push_back(directory + HUTFile::getDirSeparator() + name);
+    }
+    return files;
+}
+
+}  // namespace HCrashRptUtils

@@ -1,0 +1,66 @@
+#include "utils/Message.h"
+
+#include <sys/stat.h>
+
+#include <cstdio>
+
+namespace {
+
+constexpr char kPrefix[] = "[Crash Reporter] ";
+constexpr char kErrorPrefix[] = "[Crash Reporter] Error: ";
+
+bool standardOutputClosed = false;
+
+void put(const std::string& text) {
+    if (!standardOutputClosed) std::fwrite(text.data(), 1, text.size(), stdout);
+}
+
+void flush() {
+    if (!standardOutputClosed) std::fflush(stdout);
+}
+
+/// Takes the rights of all others away from an older file that was opened again.
+void restrictToOwner(int fd) {
+    struct stat status = {};
+    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) fchmod(fd, S_IRUSR | S_IWUSR);
+}
+
+}  // namespace
+
+namespace hcrpt {
+
+void printMessage(const std::string& text) {
+    printRaw(kPrefix + text + "\n");
+}
+
+void printError(const std::string& text) {
+    printRaw(kErrorPrefix + text + "\n");
+}
+
+void printRaw(const std::string& text) {
+    put(text);
+    flush();
+}
+
+void printUnflushed(const std::string& text) {
+    put(text);
+}
+
+void redirectStandardOutput(const std::string& path) {
+    if (standardOutputClosed) return;
+    const mode_t before = umask(S_IRWXG | S_IRWXO);
+    const bool opened = std::freopen(path.c_str(), "w", stdout) != nullptr;
+    umask(before);
+    if (opened)
+        restrictToOwner(fileno(stdout));
+    else
+        standardOutputClosed = true;
+}
+
+void closeStandardOutput() {
+    if (standardOutputClosed) return;
+    standardOutputClosed = true;
+    std::fclose(stdout);
+}
+
+}  // namespace hcrpt

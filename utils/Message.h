@@ -1,10 +1,13 @@
 /// @file
-/// The one way in which messages reach standard output.
+/// The one way in which messages reach standard output, and the owner of its state.
 #pragma once
 
 #include <string>
 
 namespace hcrpt {
+
+// Once standard output is closed, all messages are dropped: using a closed stream is undefined, and
+// its descriptor may by then be another file's.
 
 /// Prints "[Crash Reporter] ", the text and a line feed, and flushes. @crashtime
 void printMessage(const std::string& text);
@@ -15,5 +18,11 @@ void printRaw(const std::string& text);
 /// Prints the text as it is and leaves it in the buffer, where the next message follows it.
 /// @crashtime
 void printUnflushed(const std::string& text);
+
+/// Sends standard output into a file, which is made or emptied and is for its owner only. When the
+/// file cannot be opened, standard output is closed for good. One thread at a time.
+void redirectStandardOutput(const std::string& path);
+/// Closes standard output; nothing happens when it is closed already. One thread at a time.
+void closeStandardOutput();
 
 }  // namespace hcrpt

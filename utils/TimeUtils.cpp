@@ -1,0 +1,43 @@
+#include <chrono>
+#include <ctime>
+#include <stdexcept>
+
+#include "hcrpt/HCrashRptUtils.h"
+
+namespace {
+
+/// asctime_r() and ctime_r() ask for 26 characters; a year of more than four digits takes more.
+constexpr std::size_t kTextSize = 64;
+
+/// The text before its line feed.
+std::string withoutLineFeed(const char* text) {
+    // Years beyond the calendar have no text; there is no sensible stand-in for it.
+    if (text == nullptr) throw std::logic_error("no text for the current time");
+    const std::string line(text);
+    return line.substr(0, line.find('\n'));
+}
+
+}  // namespace
+
+namespace HCrashRptUtils {
+
+// The reentrant variants: a host's threads use the shared buffer of the others. These variants do
+// not look at the time zone again by themselves, hence tzset().
+
+std::string timestamp() {
+    tzset();
+    const std::time_t now = std::time(nullptr);
+    tm parts = {};
+    char text[kTextSize];
+    return withoutLineFeed(localtime_r(&now, &parts) == nullptr ? nullptr
+                                                                : asctime_r(&parts, text));
+}
+
+std::string getCurrentTime() {
+    tzset();
+    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+    char text[kTextSize];
+    return withoutLineFeed(ctime_r(&now, text));
+}
+
+}  // namespace HCrashRptUtils

@@ -1,0 +1,78 @@
+#include "utils/WholeFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+constexpr auto kOpenMode = std::ios::binary | std::ios::trunc;
+
+/// The path's directory with its last separator; empty for a bare name.
+std::string directoryOf(const std::string& path) {
+    return path.substr(0, path.rfind('/') + 1);
+}
+
+}  // namespace
+
+namespace hcrpt {
+
+WholeFile::WholeFile(const std::string& path) : m_path(path) {
+    struct stat status = {};
+    const bool exists = stat(path.c_str(), &status) == 0;
+    if (exists && S_ISDIR(status.st_mode)) return;
+    if (exists && !S_ISREG(status.st_mode)) {
+        // A device must not be replaced by a file.
+        openInPlace();
+        return;
+    }
+    // A rename would replace even a file that may not be written.
+    if (exists && faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) != 0) return;
+    if (!openBeside() && exists) openInPlace();
+}
+
+WholeFile::~WholeFile() {
+    if (m_committed || m_temporary.empty()) return;
+    m_stream.close();
+    unlink(m_temporary.c_str());
+}
+
+bool WholeFile::isOpen() const {
+    return m_stream.is_open();
+}
+
+void WholeFile::commit() {
+    if (!isOpen()) return;
+    m_stream.close();
+    // Stays false when the place cannot be taken, so that the destructor clears away.
+    m_committed = m_temporary.empty() || std::rename(m_temporary.c_str(), m_path.c_str()) == 0;
+}
+
+bool WholeFile::openBeside() {
+    if (m_path.empty() || m_path.back() == '/') return false;
+    // Does not hold the file's own name, which may be as long as a name can be.
+    std::string name = directoryOf(m_path) + ".hcrpt-" + std::to_string(getpid()) + "-XXXXXX";
+    // Opens with O_EXCL, which follows no link, and with mode 0600.
+    const int fd = mkostemp(name.data(), O_CLOEXEC);
+    if (fd == -1) return false;
+    m_stream.open(name, kOpenMode);
+    close(fd);
+    if (!m_stream.is_open()) {
+        unlink(name.c_str());
+        return false;
+    }
+    m_temporary = name;
+    return true;
+}
+
+void WholeFile::openInPlace() {
+    m_stream.open(m_path, kOpenMode);
+    struct stat status = {};
+    if (m_stream.is_open() && stat(m_path.c_str(), &status) == 0 && S_ISREG(status.st_mode))
+        chmod(m_path.c_str(), S_IRUSR | S_IWUSR);
+}
+
+}  // namespace hcrpt
