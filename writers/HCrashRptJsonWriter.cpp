@@ -1,0 +1,94 @@
+#include <rapidjson/ostreamwrapper.h>
+#include <rapidjson/prettywriter.h>
+
+#include <cstring>
+#include <fstream>
+
+#include "HUTFile.h"
+#include "hcrpt/HCrashRptWriters.h"
+#include "utils/Message.h"
+#include "utils/WholeFile.h"
+#include "writers/ReportFileName.h"
+
+using HCrashRptMetaData::Manager;
+using HCrashRptMetaData::TableNode;
+
+namespace {
+
+constexpr unsigned kIndentWidth = 2;  // blanks
+
+/// The node's text as a string of the document. It ends at its first NUL, on purpose.
+rapidjson::Value copyOfKey(const TableNode& node, rapidjson::Document::AllocatorType& allocator) {
+    const std::string key = node.getKey();
+    const auto length = static_cast<rapidjson::SizeType>(std::strlen(key.c_str()));
+    return rapidjson::Value(key.c_str(), length, allocator);
+}
+
+void writeIndented(const rapidjson::Document& document, std::ofstream& stream) {
+    rapidjson::BasicOStreamWrapper<std::ofstream> wrapper(stream);
+    rapidjson::PrettyWriter<rapidjson::BasicOStreamWrapper<std::ofstream>> writer(wrapper);
+    writer.SetIndent(' ', kIndentWidth);
+    document.Accept(writer);
+}
+
+}  // namespace
+
+std::string HCrashRptJsonWriter::writeJsonRpt(const std::string& directory, Manager& manager) {
+    const std::string path = directory + HUTFile::getDirSeparator() + getCrashReportJsonName();
+    if (!HUTFile::isWriteable(path)) {
+        hcrpt::printError("file " + path + " is not writable.");
+        return "";
+    }
+    // The crash reporter may list the directory at any moment and sends what it finds.
+    hcrpt::WholeFile file(path);
+    if (!file.isOpen()) {
+        // On purpose no blank after the colon.
+        hcrpt::printError("Could not open crash report file for write:" + path);
+        return "";
+    }
+    rapidjson::Document document(rapidjson::kObjectType);
+    populateDocWithMetaData(document, manager);
+    writeIndented(document, file.stream());
+    file.commit();
+    return path;  // on purpose also when the disk was full: the caller could do nothing about it
+}
+
+std::string HCrashRptJsonWriter::getCrashReportJsonName() {
+    return hcrpt::reportFileName(".json");
+}
+
+void HCrashRptJsonWriter::populateDocWithMetaData(rapidjson::Document& document,
+                                                  const Manager& manager) {
+    rapidjson::Document::AllocatorType& allocator = document.GetAllocator();
+    // A name that occurs twice stays twice: a log with two error lines has two signal numbers.
+    for (const TableNode* node : manager.getTable())
+        document.AddMember(copyOfKey(*node, allocator), setValRec(node->getTreeTable(), allocator),
+                           allocator);
+}
+
+rapidjson::Value HCrashRptJsonWriter::setValRec(const std::vector<TableNode*>& children,
+                                                rapidjson::Document::AllocatorType& allocator) {
+    // A single null child is a value for which the crash-time arena had no room.
+    if (children.empty() || (children.size() == 1 && children.front() == nullptr))
+        return rapidjson::Value("");
+    if (isContainString(children)) return copyOfKey(*children.front(), allocator);
+
+    rapidjson::Value list(rapidjson::kArrayType);
+    for (const TableNode* child : children) {
+        if (child == nullptr) continue;
+        rapidjson::Value key = copyOfKey(*child, allocator);
+        if (child->getTreeTable().empty()) {
+            list.PushBack(key, allocator);
+        } else {
+            rapidjson::Value object(rapidjson::kObjectType);
+            object.AddMember(key, setValRec(child->getTreeTable(), allocator), allocator);
+            list.PushBack(object, allocator);
+        }
+    }
+    return list;
+}
+
+bool HCrashRptJsonWriter::isContainString(const std::vector<TableNode*>& children) {
+    return children.size() == 1 && children.front() != nullptr &&
+           children.front()->getTreeTable().empty();
+}
