@@ -1,0 +1,66 @@
+#include "HUTEnv.h"
+#include "HUTFile.h"
+#include "hcrpt/HCrashRptTransmit.h"
+#include "utils/Message.h"
+
+ClientInfoCL::ClientInfoCL() {
+    m_regId = probeAndGetRegId();
+    m_coreDumpDir = probeAndGetCoreDumpDir();
+    m_tempDir = probeAndGetTempDir();
+}
+
+std::string ClientInfoCL::getRegId() const {
+    return m_regId;
+}
+void ClientInfoCL::setRegId(const std::string& value) {
+    m_regId = value;
+}
+std::string ClientInfoCL::getCoreDumpDir() const {
+    return m_coreDumpDir;
+}
+void ClientInfoCL::setCoreDumpDir(const std::string& value) {
+    m_coreDumpDir = value;
+}
+std::string ClientInfoCL::getTempDir() const {
+    return m_tempDir;
+}
+void ClientInfoCL::setTempDir(const std::string& value) {
+    m_tempDir = value;
+}
+std::string ClientInfoCL::getProxy() const {
+    return m_proxy;
+}
+void ClientInfoCL::setProxy(const std::string& value) {
+    m_proxy = value;
+}
+std::string ClientInfoCL::getCacert() const {
+    return m_cacert;
+}
+void ClientInfoCL::setCacert(const std::string& value) {
+    m_cacert = value;
+}
+
+// The form has a field for a registration id, but nothing hands one out.
+std::string ClientInfoCL::probeAndGetRegId() {
+    return "";
+}
+
+// Core dumps are not collected.
+std::string ClientInfoCL::probeAndGetCoreDumpDir() {
+    return "";
+}
+
+std::string ClientInfoCL::probeAndGetTempDir() {
+    const HUTFile directory(HUTEnv::getTUVTmpDir() + HUTFile::getDirSeparator() + "CrashReporter");
+    std::string path;
+    directory.getCanonicalName(path);
+    if (path.empty() || HUTFile::exists(path)) return path;
+    if (!directory.mkDirRecursive()) {
+        hcrpt::printError("Could not create tmp dir: " + path);
+        return "";
+    }
+    // On purpose a blank before the colon and none after it: whoever searches logs for this line
+    // knows it in this form.
+    hcrpt::printMessage("created tmp dir :" + path);
+    return path;
+}

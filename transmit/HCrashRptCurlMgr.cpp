@@ -1,0 +1,87 @@
+#include <cstdlib>
+#include <fstream>
+
+#include "HUTFile.h"
+#include "HUTFork.h"
+#include "hcrpt/HCrashRptSettings.h"
+#include "hcrpt/HCrashRptTransmit.h"
+#include "utils/Message.h"
+
+namespace {
+
+constexpr char kLogName[] = "curlOut.log";
+/// The status line of the only answer that counts as success. Other protocol versions and other
+/// good statuses do not.
+constexpr char kSuccessLine[] = "HTTP/1.1 200 OK";
+
+std::string uploadLogPath(const ClientInfoCL& client) {
+    const std::string separator = HUTFile::getDirSeparator();
+    std::string directory = client.getTempDir();
+    // The path then holds two separators in a row, which names the same file.
+    if (directory.empty()) directory = "." + separator;
+    return directory + separator + kLogName;
+}
+
+std::string optional(const std::string& option, const std::string& value) {
+    return value.empty() ? "" : option + value;
+}
+
+}  // namespace
+
+bool HCrashRptCurlMgr::uploadHttps(std::string report, const ServerInfoCL& server,
+                                   const ClientInfoCL& client) {
+    return UploadUsingVelcurlApp(report, server, client);
+}
+
+bool HCrashRptCurlMgr::UploadUsingVelcurlApp(std::string report, const ServerInfoCL& server,
+                                             const ClientInfoCL& client) {
+    const std::string tool = HCrashRptSettings::getAppPath(HCrashRptSettings::getCurlAppName());
+    if (tool.empty()) return false;
+    const std::string log = uploadLogPath(client);
+    // The arguments begin with a blank of their own, so two stand after the tool.
+    const std::string command =
+        tool + " " + buildArgs(report, server, client) + " > " + log + " 2>&1";
+    const bool ok = launchProcessSystem(command, log);
+    // The next upload writes to the same path: it must not find this one's success.
+    HUTFile(log).rm();
+    return ok;
+}
+
+std::string HCrashRptCurlMgr::buildArgs(std::string report, const ServerInfoCL& server,
+                                        const ClientInfoCL& client) {
+    // On purpose only the report's path is quoted, the one text that a user chooses. The others
+    // come from the deployment and reach the shell as they stand.
+    return " --verbose" + optional(" --proxy ", client.getProxy()) +
+           optional(" --cacert ", client.getCacert()) +
+           (report.empty() ? "" : " -F file_loc=@\"" + report + "\"") +
+           optional(" -F domain=", server.getDomainName()) +
+           optional(" -F regid=", client.getRegId()) + optional(" -F access=", server.getAccess()) +
+           " " + server.getUrl();
+}
+
+bool HCrashRptCurlMgr::launchProcessSystem(const std::string& command, const std::string& log) {
+    hcrpt::printMessage("Running cmd: " + command);
+    const int status = std::system(command.c_str());
+    // Judged whatever the status is: this echoes the log, which tells why an upload failed.
+    const bool found = isUploadSuccess(log);
+    return found && status == 0;
+}
+
+bool HCrashRptCurlMgr::launchProcess(const std::string& command, const std::string& log) {
+    hcrpt::printMessage("Running cmd: " + command);
+    HUTFork process;
+    process.setCmdLine(command, true);
+    const int launched = process.launch(true, true, true, true);
+    const bool found = isUploadSuccess(log);
+    return launched > 0 && found;
+}
+
+bool HCrashRptCurlMgr::isUploadSuccess(const std::string& log) {
+    std::ifstream in(log);
+    std::string line;
+    while (std::getline(in, line)) {
+        hcrpt::printMessage("CURL LOG: " + line);
+        if (line.find(kSuccessLine) != std::string::npos) return true;
+    }
+    return false;
+}
