@@ -1,0 +1,64 @@
+// One pass of the crash reporter over the reports that wait.
+#include <vector>
+
+#include "HUTFile.h"
+#include "hcrpt/HCrashReportMgr.h"
+#include "hcrpt/HCrashReporter.h"
+#include "hcrpt/HCrashRptTransmit.h"
+#include "hcrpt/HCrashRptUtils.h"
+#include "utils/Message.h"
+
+namespace HCrashReporter {
+
+HCrashRptSettings::ConsentType consentType = HCrashRptSettings::CONSENT_NOT_ASKED;
+
+bool getConsentAndBackupStatus(HCrashRptSettings::ConsentType& consent,
+                               HCrashRptSettings::RptBackupStatus& status) {
+    if (consent == HCrashRptSettings::CONSENT_NOT_ASKED)
+        consent = HCrashRptConsentForm::getCustomerConsent();
+    if (consent == HCrashRptSettings::CONSENT_REFUSED) return false;
+    if (consent == HCrashRptSettings::CONSENT_LATER) status = HCrashRptSettings::SEND_LATER;
+    return true;
+}
+
+bool probeAndSendCrashReports() {
+    const std::vector<std::string> reports = HCrashReportMgr::probeAndGetCrashReports();
+    if (reports.empty()) return true;
+    auto status = HCrashRptSettings::SEND_SUCCESS;
+    if (!getConsentAndBackupStatus(consentType, status)) return false;
+
+    int sent = 0;
+    for (const std::string& report : reports) {
+        if (HCrashRptUtils::handleIfEmptyFile(report)) continue;
+        if (consentType != HCrashRptSettings::CONSENT_GIVEN) {
+            hcrpt::printMessage("Crash report is not transmitted as no consent to send received.");
+            HCrashRptUtils::moveFileToBackupStore(report, status);
+            continue;
+        }
+        if (!HCrashRptFileTransmitMgr::uploadToServer(report)) {
+            // On purpose for the rest of this pass: the server has shown itself unreliable, so what
+            // is sent after this is filed as a failure too. The next pass starts afresh.
+            status = HCrashRptSettings::SEND_FAIL;
+            HCrashRptUtils::moveFileToBackupStore(report, status);
+            continue;
+        }
+        hcrpt::printMessage("Velcurl send success");
+        HCrashRptUtils::moveFileToBackupStore(report, status);
+        // A report that is still there would be sent again in the next pass.
+        HUTFile(report).rm();
+        ++sent;
+        const int limit = HCrashRptSettings::getMaxRptsToSend();
+        if (sent >= limit) {
+            hcrpt::printMessage("Crash report send limit of " + std::to_string(limit) +
+                                " files reached.");
+            break;
+        }
+    }
+    return true;
+}
+
+bool hasCrashReports() {
+    return !HCrashReportMgr::probeAndGetCrashReports().empty();
+}
+
+}  // namespace HCrashReporter

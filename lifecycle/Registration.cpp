@@ -1,0 +1,69 @@
+// The host's side of the registration file: one record per process, appended under a lock.
+#include <cstdio>
+
+#include "HUTEnv.h"
+#include "HUTFile.h"
+#include "hcrpt/HCrashCapture.h"
+#include "hcrpt/HCrashReporter.h"
+#include "hcrpt/HCrashRptUtils.h"
+
+namespace {
+
+/// The crash reporter may still be making the file.
+constexpr int kFileTests = 3;
+constexpr int kLockAttempts = 3;
+constexpr int kPauseSeconds = 1;
+
+std::string recordOfThisProcess() {
+    char pid[16];
+    std::snprintf(pid, sizeof pid, "%d", HUTEnv::getPid());
+    return HUTEnv::getHostName() + ":" + pid + "\n";
+}
+
+bool writeUnderLock(int fd, const std::string& record) {
+    for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
+        if (HCrashRptUtils::fileLock(fd, "LOCK_EX|LOCK_NB") == 0) {
+            // Had the lock, had its chance: there is nothing a host could do about a full disk.
+            HCrashRptUtils::fileWrite(fd, record);
+            HCrashRptUtils::fileLock(fd, "LOCK_UN");
+            return true;
+        }
+        // After the last attempt, too: giving up takes three whole seconds.
+        HCrashRptUtils::sleep(kPauseSeconds);
+    }
+    return false;
+}
+
+}  // namespace
+
+namespace HCrashReporter {
+
+void registration() {
+    // A host that could not register is to leave a report all the same.
+    registerThisProcess();
+    HCrptExceptionMgr::get()->registerSignalHandlers();
+}
+
+bool registerThisProcess() {
+    const std::string path = HCrashRptSettings::getProcRegFileFullPath();
+    const HUTFile file(path);
+    for (int test = 1; !file.exists() && test < kFileTests; ++test)
+        HCrashRptUtils::sleep(kPauseSeconds);
+    if (!file.exists()) return false;
+    return writeProcIdToFile(path);
+}
+
+bool writeProcIdToFile(std::string path) {
+    const int fd = HCrashRptUtils::fileOpen(path);
+    if (fd == -1) {
+        // On purpose: every open is paired with a close, a failed one as well. Closing -1 does
+        // nothing but set errno.
+        HCrashRptUtils::fileClose(fd);
+        return false;
+    }
+    const bool written = writeUnderLock(fd, recordOfThisProcess());
+    HCrashRptUtils::fileClose(fd);
+    return written;
+}
+
+}  // namespace HCrashReporter
