@@ -1,0 +1,49 @@
+#include "capture/CrashOutput.h"
+
+#include <stdio_ext.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace hcrpt {
+
+bool writeAll(int fd, const char* data, std::size_t length) {
+    while (length > 0) {
+        const ssize_t written = write(fd, data, length);
+        if (written < 0) {
+            if (errno == EINTR) continue;
+            return false;
+        }
+        data += written;
+        length -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+void putStdout(const char* text, std::size_t length) {
+    if (ftrylockfile(stdout) != 0) {
+        writeAll(STDOUT_FILENO, text, length);
+        return;
+    }
+    // Without a buffer nothing is waiting in it, so the order is kept; and stdio would take the
+    // buffer from the heap. A closed stdout has the descriptor -1.
+    if (__fbufsize(stdout) == 0)
+        writeAll(fileno_unlocked(stdout), text, length);
+    else
+        fwrite_unlocked(text, 1, length, stdout);
+    funlockfile(stdout);
+}
+
+void putStdout(const char* text) {
+    putStdout(text, std::strlen(text));
+}
+
+void flushStdout() {
+    if (ftrylockfile(stdout) != 0) return;
+    fflush_unlocked(stdout);
+    funlockfile(stdout);
+}
+
+}  // namespace hcrpt

@@ -1,0 +1,35 @@
+#include <new>
+
+#include "capture/CrashStack.h"
+#include "capture/RawTrace.h"
+#include "hcrpt/HCrashCapture.h"
+
+namespace HCrashReporter {
+
+HCrptExceptionHandlerBase* HCrptExceptionHandlerBase::m_handler = nullptr;
+
+HCrptExceptionHandlerBase::HCrptExceptionHandlerBase() {
+    HCrptResourceMgr::get();
+    hcrpt::CrashStack::reserve();
+    hcrpt::primeRawTrace();
+}
+
+HCrptExceptionHandlerBase::~HCrptExceptionHandlerBase() = default;
+
+bool HCrptExceptionHandlerBase::printTraceMangled(int, unsigned long) {
+    return true;
+}
+
+HCrptExceptionHandlerBase* HCrptExceptionHandlerBase::get(std::string name) {
+    if (m_handler != nullptr) return m_handler;
+    if (name.empty()) {
+        if (void* storage = HCrptResourceMgr::allocateMem(sizeof(HCrptLinuxExceptionHandler)))
+            m_handler = new (storage) HCrptLinuxExceptionHandler;
+    } else if (name == "Self") {
+        if (void* storage = HCrptResourceMgr::allocateMem(sizeof(HCrptSelfLinuxExceptionHandler)))
+            m_handler = new (storage) HCrptSelfLinuxExceptionHandler;
+    }
+    return m_handler;
+}
+
+}  // namespace HCrashReporter

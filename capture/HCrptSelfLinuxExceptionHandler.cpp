@@ -1,0 +1,32 @@
+#include <signal.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "hcrpt/HCrashCapture.h"
+#include "hcrpt/HCrashRptUtils.h"
+#include "utils/Message.h"
+
+namespace HCrashReporter {
+
+HCrptSelfLinuxExceptionHandler::HCrptSelfLinuxExceptionHandler()
+    : m_selfSignalRoutine(&HCrptSelfLinuxExceptionHandler::crptSelfLinuxSignalHandler) {}
+
+HCrptSelfLinuxExceptionHandler::~HCrptSelfLinuxExceptionHandler() = default;
+
+bool HCrptSelfLinuxExceptionHandler::install() {
+    // On purpose the inherited routine: a crash of the crash reporter is reported like any other,
+    // and the waiting reports stay. m_selfSignalRoutine, which would delete them, is only kept.
+    const bool installed = HCrptLinuxExceptionHandler::install();
+    signal(SIGINT, SIG_IGN);
+    return installed;
+}
+
+void HCrptSelfLinuxExceptionHandler::crptSelfLinuxSignalHandler(int sig) {
+    hcrpt::printMessage("Closed Unexpectedly! Deleting crash store...");
+    HCrashRptUtils::deleteCrashStore();
+    std::fflush(stdout);
+    std::_Exit(128 + sig);
+}
+
+}  // namespace HCrashReporter

@@ -1,0 +1,62 @@
+// Runs on the 8 KiB alternate stack up to the hand-over: small frames, no heap, no strings.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "HUTEnv.h"
+#include "capture/CrashOutput.h"
+#include "capture/CrashStack.h"
+#include "capture/RawTrace.h"
+#include "capture/SafeFormat.h"
+#include "capture/TraceHandOver.h"
+#include "hcrpt/HCrashCapture.h"
+
+namespace HCrashReporter {
+namespace {
+
+void announce(int sig) {
+    char buffer[96];
+    hcrpt::TextBuilder line(buffer, sizeof buffer);
+    line.add("Error: Abnormal program termination (").add(sig).add(") of process id ");
+    line.add(HUTEnv::getPid()).add(". ");  // on purpose no line feed: the next message follows
+    hcrpt::putStdout(line.text(), line.length());
+}
+
+void writeHeader(int fd, int sig) {
+    char buffer[60] = {};
+    hcrpt::TextBuilder header(buffer, sizeof buffer);
+    header.add("#\n# An unexpected error has occurred (").add(sig).add(")\n#\nStack:\n");
+    hcrpt::writeAll(fd, header.text(), header.length());
+}
+
+}  // namespace
+
+void HCrptExceptionHandlerBase::writeStackTraceTxtLog(int sig) {
+    announce(sig);
+
+    // Not truncated: see writeRawTrace() for what becomes of an older, longer file.
+    const int fd = open(HCrptResourceMgr::getStacktraceTempFilePath().c_str(),
+                        O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    if (fd < 1) {  // on purpose: descriptor 0 counts as a failure too
+        hcrpt::putStdout(
+            "Unable to write a stacktrace file, probably because current directory is not "
+            "writable.\n");
+        hcrpt::flushStdout();
+        return;
+    }
+    writeHeader(fd, sig);
+    hcrpt::TraceHandOver handOver;
+    if (HCrptResourceMgr::isReleased()) {
+        hcrpt::writeRawTrace(fd);  // the handler object went with the arena
+    } else {
+        // getHandler() takes a string; it is needed only where no handler has been made.
+        HCrptExceptionHandlerBase* const handler =
+            m_handler != nullptr ? m_handler : HCrptExceptionMgr::get()->getHandler("");
+        if (handler != nullptr) handOver.copyRawTrace = handler->printTraceMangled(fd, 100);
+    }
+    hcrpt::writeAll(fd, "\n", 1);
+    close(fd);
+
+    hcrpt::CrashStack::run(&hcrpt::TraceHandOver::run, &handOver);
+}
+
+}  // namespace HCrashReporter

@@ -88,6 +88,8 @@ std::size_t HCrptResourceMgr::getScratchSize() {
     return kScratchSize;
 }
 
+bool HCrptResourceMgr::isReleased() { return s_released; }
+
 const std::string& HCrptResourceMgr::getStacktraceLogPath() {
     return m_stackTraceLogPath;
 }

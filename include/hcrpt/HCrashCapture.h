@@ -45,6 +45,10 @@ class HCRPT_EXPORT HCrptResourceMgr {
     /// Full path of this process's raw trace in the working directory. @signalsafe
     static const std::string& getStacktraceTempFilePath();
 
+    /// Whether the instance's destructor has run, at the exit of the process: the arena and the
+    /// scratch buffers are gone then. Blocks come from a spare arena afterwards. @signalsafe
+    static bool isReleased();
+
     /// Reads one line of src from offset on, up to and including its line feed. @signalsafe
     ///
     /// | met first | copy mode (skip false) | skip mode |

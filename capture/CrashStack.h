@@ -1,0 +1,28 @@
+/// @file
+/// A stack for the heavy steps of the crash routine.
+///
+/// A fatal signal may arrive on an alternate stack of 8,192 bytes, of which the kernel takes up to
+/// 3,400 for itself. That is room for unwinding, not for strings, streams or a shell. So a larger
+/// stack is reserved at start-up and entered once the trace has been taken.
+#pragma once
+
+#include <cstddef>
+
+namespace hcrpt::CrashStack {
+
+/// Bytes that the heavy steps may use. They cost address space only until a crash.
+constexpr std::size_t kSize = 256 * 1024;
+
+/// Reserves the stack, with a guard page beneath it; later calls do nothing. @ordinary
+/// @return whether it is there.
+bool reserve();
+
+/// Uses memory that the caller owns instead, so that tests can look at it afterwards. @ordinary
+void adopt(void* low, std::size_t size);
+
+/// Runs body(argument) on the reserved stack and returns after it. Where there is none, or it is in
+/// use already, runs it on the current one. The body must not let an exception out.
+/// @signalsafe as far as the body is.
+void run(void (*body)(void*), void* argument);
+
+}  // namespace hcrpt::CrashStack

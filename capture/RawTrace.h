@@ -1,0 +1,15 @@
+/// @file
+/// The raw trace of the calling thread.
+#pragma once
+
+namespace hcrpt {
+
+/// Writes the frames one by one, each on disk before the next is looked for, then replaces them by
+/// the whole trace. @signalsafe, once the unwinder has been primed.
+void writeRawTrace(int fd);
+
+/// Takes and writes one trace into the void, so that all that taking a trace needs is loaded and
+/// bound before a crash. @ordinary
+void primeRawTrace();
+
+}  // namespace hcrpt
