@@ -51,8 +51,8 @@ class HUT_EXPORT HUTBackend {
 
     /// The object in use: the POSIX one unless a test has put another in its place.
     static HUTBackend& current();
-    /// Puts another object in place; null brings the POSIX one back. The caller keeps it alive while
-    /// it is in use. No lock: call it while no other thread uses the library.
+    /// Puts another object in place; null brings the POSIX one back. The caller keeps it alive
+    /// while it is in use. No lock: call it while no other thread uses the library.
     /// @return what was in place before; null for the POSIX one.
     static HUTBackend* replace(HUTBackend* backend);
 };

@@ -1,0 +1,117 @@
+#include "CopyFile.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "FileDescriptor.h"
+#include "PathText.h"
+
+namespace {
+
+const std::size_t kBufferBytes = 512;
+const int kTemporaryNames = 100;
+const mode_t kCrashDataMode = 0600;  // traces and reports are for their owner only
+
+// Hidden, and not a name that anyone who lists traces or reports looks for. The thread's id keeps
+// two threads apart, the number what a killed process or another machine has left there.
+std::string temporaryName(int number) {
+    return ".crashcopy_" + std::to_string(getpid()) + "_" + std::to_string(gettid()) + "_" +
+           std::to_string(number);
+}
+
+bool writeAll(int fd, const char* data, std::size_t size) {
+    while (size > 0) {
+        const ssize_t written = write(fd, data, size);
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return false;
+        data += written;
+        size -= static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+bool copyContent(int from, int to) {
+    for (;;) {
+        char buffer[kBufferBytes];
+        const ssize_t got = read(from, buffer, sizeof buffer);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return false;
+        if (got == 0) return true;
+        if (!writeAll(to, buffer, static_cast<std::size_t>(got))) return false;
+    }
+}
+
+// A new file of the directory that removes itself unless it has got its final name.
+class TemporaryFile {
+  public:
+    explicit TemporaryFile(int directory) : m_directory(directory), m_file(-1) {
+        for (int number = 0; number < kTemporaryNames && !m_file.isOpen(); ++number) {
+            m_name = temporaryName(number);
+            const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+            m_file.reset(openat(directory, m_name.c_str(), flags, kCrashDataMode));
+            if (!m_file.isOpen() && errno != EEXIST) break;
+        }
+        m_isThere = m_file.isOpen();
+        if (m_isThere) fchmod(m_file.get(), kCrashDataMode);  // whatever the umask
+    }
+    ~TemporaryFile() {
+        if (m_isThere) unlinkat(m_directory, m_name.c_str(), 0);
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    bool isThere() const { return m_isThere; }
+    int get() const { return m_file.get(); }
+    bool close() { return m_file.close() == 0; }
+
+    bool replace(const std::string& name) {
+        if (renameat(m_directory, m_name.c_str(), m_directory, name.c_str()) != 0) return false;
+        m_isThere = false;
+        return true;
+    }
+    bool becomeNew(const std::string& name) {
+        if (renameat2(m_directory, m_name.c_str(), m_directory, name.c_str(), RENAME_NOREPLACE) ==
+            0) {
+            m_isThere = false;
+            return true;
+        }
+        // Not every file system knows that rename; a second link never replaces anything either.
+        return (errno == EINVAL || errno == ENOSYS) &&
+               linkat(m_directory, m_name.c_str(), m_directory, name.c_str(), 0) == 0;
+    }
+
+  private:
+    int m_directory;
+    std::string m_name;
+    FileDescriptor m_file;
+    bool m_isThere = false;
+};
+
+bool isSameFile(const struct stat& one, const struct stat& other) {
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+}  // namespace
+
+bool copyFileToDirectory(const std::string& path, const std::string& directory,
+                         HUTFile::CopyMode mode) {
+    const std::string name = path_text::lastComponent(path);
+    // Without O_NONBLOCK a pipe in place of the file would hold up the dying process for ever.
+    const FileDescriptor source(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat from = {};
+    if (!source.isOpen() || fstat(source.get(), &from) != 0 || !S_ISREG(from.st_mode)) return false;
+    const FileDescriptor target(open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!target.isOpen()) return false;
+
+    struct stat there = {};
+    if (fstatat(target.get(), name.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0) {
+        if (mode == HUTFile::COPY_KEEP) return false;
+        if (isSameFile(from, there)) return true;  // the file itself: nothing to do
+    }
+    TemporaryFile copy(target.get());
+    if (!copy.isThere() || !copyContent(source.get(), copy.get()) || !copy.close()) return false;
+    return mode == HUTFile::COPY_KEEP ? copy.becomeNew(name) : copy.replace(name);
+}

@@ -1,0 +1,45 @@
+#include "FileTests.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "PathText.h"
+
+namespace file_tests {
+namespace {
+
+// Asks for the effective user, whose rights open() goes by.
+bool isAllowed(const std::string& path, int rights) {
+    return faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) == 0;
+}
+
+}  // namespace
+
+bool exists(const std::string& path) {
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0;
+}
+
+bool isDir(const std::string& path) {
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+bool isExecutable(const std::string& path) {
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && isAllowed(path, X_OK);
+}
+
+bool isWriteable(const std::string& path) {
+    struct stat status = {};
+    if (stat(path.c_str(), &status) == 0) return S_ISREG(status.st_mode) && isAllowed(path, W_OK);
+    if (errno != ENOENT || path.empty() || path.back() == '/') return false;
+    // A link that leads nowhere is there: writing would make a file at a place of its choice.
+    if (lstat(path.c_str(), &status) == 0) return false;
+    const std::string directory = path_text::parentDirectory(path);
+    return isDir(directory) && isAllowed(directory, W_OK | X_OK);
+}
+
+}  // namespace file_tests

@@ -1,0 +1,75 @@
+#include "MachineFacts.h"
+
+#include <errno.h>
+#include <limits.h>
+#include <sys/stat.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <ctime>
+
+#include "FactParsers.h"
+#include "Immortal.h"
+#include "PathText.h"
+#include "WholeText.h"
+
+namespace {
+
+std::string runningExecutable() {
+    char target[PATH_MAX];
+    const ssize_t length = readlink("/proc/self/exe", target, sizeof target);
+    if (length <= 0 || length == sizeof target) return "";
+    std::string path(target, static_cast<std::size_t>(length));
+    // The kernel marks the program of a process so once an update has replaced its file.
+    const std::string mark = " (deleted)";
+    struct stat status = {};
+    if (path.size() > mark.size() && stat(path.c_str(), &status) != 0 &&
+        path.compare(path.size() - mark.size(), mark.size(), mark) == 0)
+        path.resize(path.size() - mark.size());
+    return path;
+}
+
+void read(MachineFacts& facts) {
+    struct utsname system = {};
+    uname(&system);
+    const std::string nodeName = system.nodename;
+    facts.hostName = facts::hostName(nodeName);
+    facts.domainName =
+        facts::domainName(nodeName, system.domainname, wholeText("/etc/resolv.conf"));
+
+    const unsigned int uid = getuid();
+    const facts::Account account = facts::accountOf(uid, wholeText("/etc/passwd"));
+    facts.userName =
+        facts::userName(account.name, std::getenv("LOGNAME"), std::getenv("USER"), uid);
+    facts.homeDirectory = account.home;
+
+    const std::string arguments = wholeText("/proc/self/cmdline");
+    facts.commandLine = facts::commandLine(arguments);
+    facts.executable = runningExecutable();
+    facts.programName = path_text::lastComponent(
+        facts.executable.empty() ? arguments.substr(0, arguments.find('\0')) : facts.executable);
+}
+
+// Runs while the library is being loaded, when nobody could catch an exception: facts that no
+// memory is left for stay empty.
+struct FactsAtLoad {
+    FactsAtLoad() noexcept {
+        const int before = errno;
+        tzset();  // the time zone's file is read here, not in the dying process
+        try {
+            read(facts);
+        } catch (...) {
+        }
+        errno = before;
+    }
+    MachineFacts facts;
+};
+
+Immortal<FactsAtLoad> s_atLoad;
+
+}  // namespace
+
+const MachineFacts& machineFacts() {
+    return s_atLoad.value.facts;
+}
