@@ -1,0 +1,126 @@
+#include <gtest/gtest.h>
+
+#include "hcrpt/HCrashRptTransmit.h"
+#include "support/ScopedFakePlatform.h"
+#include "support/StdoutCapture.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using test_support::ScopedFakePlatform;
+using test_support::StdoutCapture;
+using test_support::TempDir;
+
+class ClientInfoCLTest : public testing::Test {
+  protected:
+    ClientInfoCLTest() { platform.fakeTmpDir = directory / "tmp"; }
+
+    TempDir directory;
+    ScopedFakePlatform platform;
+    const std::string temporary = directory / "tmp/CrashReporter";
+};
+
+TEST_F(ClientInfoCLTest, IsEmptyAtFirstButForItsTemporaryDirectory) {
+    StdoutCapture output;
+    const ClientInfoCL info;
+    EXPECT_EQ(info.getRegId(), "");
+    EXPECT_EQ(info.getCoreDumpDir(), "");
+    EXPECT_EQ(info.getTempDir(), temporary);
+    EXPECT_EQ(info.getProxy(), "");
+    EXPECT_EQ(info.getCacert(), "");
+}
+
+TEST_F(ClientInfoCLTest, MakesAMissingTemporaryDirectoryAndItsParentsAndSaysSo) {
+    StdoutCapture output;
+    const ClientInfoCL info;
+    EXPECT_EQ(info.getTempDir(), temporary);
+    EXPECT_TRUE(std::filesystem::is_directory(temporary));
+    EXPECT_EQ(output.flushedText(), "[Crash Reporter] created tmp dir :" + temporary + "\n");
+}
+
+TEST_F(ClientInfoCLTest, AnExistingTemporaryDirectoryIsUsedSilently) {
+    std::filesystem::create_directories(temporary);
+    StdoutCapture output;
+    EXPECT_EQ(ClientInfoCL().getTempDir(), temporary);
+    EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(ClientInfoCLTest, TheTemporaryDirectoryIsCanonical) {
+    std::filesystem::create_directory(directory / "real");
+    std::filesystem::create_directory_symlink(directory / "real", directory / "link");
+    platform.fakeTmpDir = directory / "link";
+    StdoutCapture output;
+    EXPECT_EQ(ClientInfoCL().getTempDir(), directory / "real/CrashReporter");
+    EXPECT_EQ(output.flushedText(),
+              "[Crash Reporter] created tmp dir :" + (directory / "real/CrashReporter") + "\n");
+}
+
+TEST_F(ClientInfoCLTest, ATemporaryDirectoryThatCannotBeMadeIsEmptyAndReported) {
+    test_support::writeFile(directory / "tmp", "a file in its parent's place");
+    StdoutCapture output;
+    EXPECT_EQ(ClientInfoCL().getTempDir(), "");
+    EXPECT_EQ(output.flushedText(),
+              "[Crash Reporter] Error: Could not create tmp dir: " + temporary + "\n");
+}
+
+TEST_F(ClientInfoCLTest, WithoutACanonicalNameTheTemporaryDirectoryIsEmptyAndNothingIsMadeOrSaid) {
+    platform.onCanonicalName = [](const std::string&) { return std::string(); };
+    StdoutCapture output;
+    EXPECT_EQ(ClientInfoCL().getTempDir(), "");
+    EXPECT_EQ(output.text(), "");
+    EXPECT_FALSE(std::filesystem::exists(directory / "tmp"));
+}
+
+TEST_F(ClientInfoCLTest, NothingHandsOutARegistrationIdOrACoreDumpDirectory) {
+    StdoutCapture output;
+    ClientInfoCL info;
+    info.setRegId("set");
+    info.setCoreDumpDir("set");
+    EXPECT_EQ(info.probeAndGetRegId(), "");
+    EXPECT_EQ(info.probeAndGetCoreDumpDir(), "");
+    EXPECT_EQ(info.probeAndGetTempDir(), temporary);
+}
+
+TEST_F(ClientInfoCLTest, EachSetterChangesItsOwnFieldOnlyAndNeitherChecksNorTrims) {
+    StdoutCapture output;
+    ClientInfoCL info;
+    info.setRegId(" r ");
+    info.setCoreDumpDir("c\n");
+    info.setTempDir("t");
+    info.setProxy("p q");
+    info.setCacert("missing.pem");
+    EXPECT_EQ(info.getRegId(), " r ");
+    EXPECT_EQ(info.getCoreDumpDir(), "c\n");
+    EXPECT_EQ(info.getTempDir(), "t");
+    EXPECT_EQ(info.getProxy(), "p q");
+    EXPECT_EQ(info.getCacert(), "missing.pem");
+}
+
+TEST_F(ClientInfoCLTest, AssigningAFieldToItselfChangesNothing) {
+    StdoutCapture output;
+    ClientInfoCL info;
+    info.setRegId("r");
+    info.setCoreDumpDir("c");
+    info.setProxy("p");
+    info.setCacert("f");
+    info.setRegId(info.getRegId());
+    info.setCoreDumpDir(info.getCoreDumpDir());
+    info.setTempDir(info.getTempDir());
+    info.setProxy(info.getProxy());
+    info.setCacert(info.getCacert());
+    EXPECT_EQ(info.getRegId(), "r");
+    EXPECT_EQ(info.getCoreDumpDir(), "c");
+    EXPECT_EQ(info.getTempDir(), temporary);
+    EXPECT_EQ(info.getProxy(), "p");
+    EXPECT_EQ(info.getCacert(), "f");
+}
+
+TEST_F(ClientInfoCLTest, ACopyIsIndependent) {
+    StdoutCapture output;
+    ClientInfoCL info;
+    const ClientInfoCL copy = info;
+    info.setTempDir("after");
+    EXPECT_EQ(copy.getTempDir(), temporary);
+}
+
+}  // namespace

@@ -1,0 +1,45 @@
+#include <gtest/gtest.h>
+
+#include "hcrpt/HCrashRptTransmit.h"
+
+namespace {
+
+TEST(ServerInfoCLTest, IsEmptyAtFirst) {
+    const ServerInfoCL info;
+    EXPECT_EQ(info.getUrl(), "");
+    EXPECT_EQ(info.getDomainName(), "");
+    EXPECT_EQ(info.getAccess(), "");
+}
+
+TEST(ServerInfoCLTest, EachSetterChangesItsOwnFieldOnlyAndNeitherChecksNorTrims) {
+    ServerInfoCL info;
+    info.setUrl(" no url ");
+    info.setDomainName("domain\t");
+    info.setAccess("far too long for an access code");
+    EXPECT_EQ(info.getUrl(), " no url ");
+    EXPECT_EQ(info.getDomainName(), "domain\t");
+    EXPECT_EQ(info.getAccess(), "far too long for an access code");
+}
+
+TEST(ServerInfoCLTest, AssigningAFieldToItselfChangesNothing) {
+    ServerInfoCL info;
+    info.setUrl("https://u");
+    info.setDomainName("d");
+    info.setAccess("a");
+    info.setUrl(info.getUrl());
+    info.setDomainName(info.getDomainName());
+    info.setAccess(info.getAccess());
+    EXPECT_EQ(info.getUrl(), "https://u");
+    EXPECT_EQ(info.getDomainName(), "d");
+    EXPECT_EQ(info.getAccess(), "a");
+}
+
+TEST(ServerInfoCLTest, ACopyIsIndependent) {
+    ServerInfoCL info;
+    info.setUrl("before");
+    const ServerInfoCL copy = info;
+    info.setUrl("after");
+    EXPECT_EQ(copy.getUrl(), "before");
+}
+
+}  // namespace
