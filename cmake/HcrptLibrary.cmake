@@ -7,7 +7,7 @@ list(TRANSFORM folders REPLACE "(.+)" "$<TARGET_OBJECTS:hcrpt_\\1_objects>" OUTP
 add_library(hcrpt SHARED ${objects})
 add_library(hcrpt::hcrpt ALIAS hcrpt)
 # The word HCrashReporter in the file name is what trace readers go by to drop the library's
-# own frames; see docs/file-formats.md.
+# own frames; see docs/architecture.md.
 set_target_properties(hcrpt PROPERTIES OUTPUT_NAME zeb_HCrashReporter LINKER_LANGUAGE CXX)
 hcrpt_shared_library(hcrpt)
 target_include_directories(hcrpt PUBLIC
