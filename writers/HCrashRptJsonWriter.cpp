@@ -49,8 +49,9 @@ std::string HCrashRptJsonWriter::writeJsonRpt(const std::string& directory, Mana
     rapidjson::Document document(rapidjson::kObjectType);
     populateDocWithMetaData(document, manager);
     writeIndented(document, file.stream());
-    file.commit();
-    return path;  // on purpose also when the disk was full: the caller could do nothing about it
+    // Half a report, cut off by a full disk, would be sent as if it were one.
+    if (file.stream().flush()) file.commit();
+    return path;  // on purpose also when the write failed: the caller could do nothing about it
 }
 
 std::string HCrashRptJsonWriter::getCrashReportJsonName() {
