@@ -1,0 +1,89 @@
+#include <gtest/gtest.h>
+
+#include "TreeText.h"
+#include "hcrpt/HCrashRptMetaData.h"
+#include "support/ScopedFakePlatform.h"
+#include "support/StdoutCapture.h"
+#include "support/TempDir.h"
+
+using HCrashRptMetaData::Manager;
+using test_support::ScopedFakePlatform;
+using test_support::StdoutCapture;
+using test_support::TempDir;
+using test_support::writeFile;
+
+namespace {
+
+TEST(GetCmdlineTest, ProgramLosesItsDirectory) {
+    ScopedFakePlatform platform;
+    platform.fakeCommandLine = "/opt/tool/bin/prog -mode batch";
+    EXPECT_EQ("prog -mode batch", Manager().getCmdline());
+}
+
+TEST(GetCmdlineTest, WithoutDirectoryIsUnchanged) {
+    ScopedFakePlatform platform;
+    platform.fakeCommandLine = "prog -source /a/b";
+    EXPECT_EQ("prog -source /a/b", Manager().getCmdline());
+}
+
+TEST(GetTestcaseTest, OutsideTheMakersNetworkIsTheScriptAlone) {
+    ScopedFakePlatform platform;
+    platform.fakeInsideVeltra = false;
+    EXPECT_EQ("run.tcl", Manager().getTestcase("prog -source  run.tcl -mode batch"));
+}
+
+TEST(GetTestcaseTest, InsideTheMakersNetworkStandsInTheWorkingDirectory) {
+    ScopedFakePlatform platform;
+    platform.fakeWorkingDirectory = "/home/tester/run";
+    EXPECT_EQ("/home/tester/run/run.tcl", Manager().getTestcase("prog -source  run.tcl"));
+}
+
+TEST(GetTestcaseTest, WorkingDirectoryIsPutInFrontOfAnAbsolutePathToo) {
+    ScopedFakePlatform platform;
+    platform.fakeWorkingDirectory = "/home/tester";
+    EXPECT_EQ("/home/tester//a/run.tcl", Manager().getTestcase("prog -source /a/run.tcl"));
+}
+
+TEST(GetTestcaseTest, WithoutScriptIsEmptyInsideAndOutside) {
+    ScopedFakePlatform platform;
+    platform.fakeWorkingDirectory = "/home/tester";
+    for (const bool inside : {true, false}) {
+        platform.fakeInsideVeltra = inside;
+        for (const char* line : {"prog", "prog -source", "prog -source ", "prog -source    "})
+            EXPECT_EQ("", Manager().getTestcase(line)) << "'" << line << "' " << inside;
+    }
+}
+
+TEST(GuiStrDumpTest, EachLineIsALeafInFileOrder) {
+    TempDir dir;
+    writeFile(dir / "dump", "first\n\n  second  \nlast without end");
+    Manager manager;
+    EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));
+    EXPECT_EQ(Texts{"GuiStrDump[first, ,   second  , last without end]"},
+              treeTexts(manager.getTable()));
+}
+
+TEST(GuiStrDumpTest, EmptyFileGivesATableWithoutLeaves) {
+    TempDir dir;
+    writeFile(dir / "dump", "");
+    Manager manager;
+    EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));
+    EXPECT_EQ(Texts{"GuiStrDump"}, treeTexts(manager.getTable()));
+}
+
+TEST(GuiStrDumpTest, EmptyPathAddsNothing) {
+    Manager manager;
+    EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(""));
+    EXPECT_TRUE(manager.getTable().empty());
+}
+
+TEST(GuiStrDumpTest, MissingFileAddsNothingAndSaysNothing) {
+    TempDir dir;
+    StdoutCapture output;
+    Manager manager;
+    EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));
+    EXPECT_TRUE(manager.getTable().empty());
+    EXPECT_EQ("", output.text());
+}
+
+}  // namespace

@@ -1,0 +1,305 @@
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include "TreeText.h"
+#include "hcrpt/HCrashRptMetaData.h"
+#include "support/ScopedFakePlatform.h"
+#include "support/StdoutCapture.h"
+#include "support/TempDir.h"
+
+using HCrashRptMetaData::Manager;
+using test_support::ScopedFakePlatform;
+using test_support::StdoutCapture;
+using test_support::TempDir;
+using test_support::writeFile;
+
+namespace {
+
+/// The items that a log of these lines adds, but for "stacktrace" at the end.
+Texts analysisOf(const Texts& lines) {
+    TempDir dir;
+    std::string text;
+    for (const std::string& line : lines) text += line + "\n";
+    writeFile(dir / "log", text);
+    Manager manager;
+    EXPECT_TRUE(manager.addStackTraceToMetaDataTable(dir / "log"));
+    Texts items = treeTexts(manager.getTable());
+    EXPECT_EQ("stacktrace", manager.getTable().back()->getKey());
+    EXPECT_EQ(lines, treeTexts(manager.getTable().back()->getTreeTable()));
+    items.pop_back();
+    return items;
+}
+
+// --- The log -----------------------------------------------------------------------------------
+
+TEST(StackTraceAnalysisTest, WholeLogGivesSignalSubsystemFunctionAndLines) {
+    EXPECT_EQ((Texts{"signalNumber[11]", "subSystem[Router]", "functionName[Net::route()]"}),
+              analysisOf({
+                  "#",
+                  "# An unexpected error has occurred (11)",
+                  "#",
+                  "Stack:",
+                  "libc.so.6(abort+0x12)[0x7f00]",
+                  "/opt/lib/libzeb_HCrashReporter.so(handler()+0x1)[0x7f01]",
+                  "/opt/lib/libzeb_Router.so(Net::route()+0x1a)[0x7f02]",
+                  "/opt/lib/libzeb_Placer.so(place()+0x2b)[0x7f03]",
+                  "",
+                  "prog(main+0x1)[0x400]",
+              }));
+}
+
+TEST(StackTraceAnalysisTest, MissingLogAddsNothingAndSaysNothing) {
+    TempDir dir;
+    StdoutCapture output;
+    Manager manager;
+    EXPECT_FALSE(manager.addStackTraceToMetaDataTable(dir / "log"));
+    EXPECT_TRUE(manager.getTable().empty());
+    EXPECT_EQ("", output.text());
+}
+
+TEST(StackTraceAnalysisTest, ExistenceIsThePlatformsAnswer) {
+    TempDir dir;
+    writeFile(dir / "log", "line\n");
+    ScopedFakePlatform platform;
+    platform.onExists = [](const std::string&) { return false; };
+    Manager manager;
+    EXPECT_FALSE(manager.addStackTraceToMetaDataTable(dir / "log"));
+    EXPECT_TRUE(manager.getTable().empty());
+}
+
+// Nobody can open a socket as a file, not even root.
+TEST(StackTraceAnalysisTest, LogThatCannotBeOpenedSaysSoAndAddsAnEmptyTrace) {
+    TempDir dir;
+    const test_support::ScopedWorkingDirectory here(dir.path());
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    struct sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    const std::string name = "log";
+    name.copy(address.sun_path, name.size());
+    ASSERT_EQ(0, bind(fd, reinterpret_cast<const struct sockaddr*>(&address), sizeof address));
+    close(fd);
+
+    StdoutCapture output;
+    Manager manager;
+    EXPECT_FALSE(manager.addStackTraceToMetaDataTable(dir / "log"));
+    EXPECT_EQ("\nCould not open hs_err_pid*.log file for updating crash report\n",
+              output.flushedText());
+    EXPECT_EQ(Texts{"stacktrace"}, treeTexts(manager.getTable()));
+}
+
+TEST(StackTraceAnalysisTest, EmptyLogGivesEmptyItems) {
+    EXPECT_EQ((Texts{"subSystem[]", "functionName[]"}), analysisOf({}));
+}
+
+TEST(StackTraceAnalysisTest, LastLineWithoutEndIsKept) {
+    TempDir dir;
+    writeFile(dir / "log", "one\ntwo");
+    Manager manager;
+    EXPECT_TRUE(manager.addStackTraceToMetaDataTable(dir / "log"));
+    EXPECT_EQ("stacktrace[one, two]", treeText(manager.getTable().back()));
+}
+
+// --- Choice of the frame -------------------------------------------------------------------------
+
+TEST(StackTraceAnalysisTest, WithoutInHouseFrameSubsystemAndFunctionAreEmpty) {
+    EXPECT_EQ((Texts{"subSystem[]", "functionName[]"}),
+              analysisOf({"/lib/libc.so.6(abort+0x12)[0x1]", "prog(main+0x1)[0x2]"}));
+}
+
+TEST(StackTraceAnalysisTest, OnlyTheFirstAcceptableFrameIsRecorded) {
+    EXPECT_EQ((Texts{"subSystem[A]", "functionName[f()]"}),
+              analysisOf({"libzeb_A.so(f()+0x1)[0x1]", "libzeb_B.so(g()+0x1)[0x2]",
+                          "libzeb_A.so(h()+0x1)[0x3]"}));
+}
+
+TEST(StackTraceAnalysisTest, OnlyStandardLibraryFramesGiveTheFirstSubsystemAndNoFunction) {
+    EXPECT_EQ(
+        (Texts{"subSystem[A]", "functionName[]"}),
+        analysisOf({"libzeb_A.so(std::sort()+0x1)[0x1]", "libzeb_B.so(std::map()+0x1)[0x2]"}));
+}
+
+TEST(StackTraceAnalysisTest, AcceptedFrameShowsItsOwnSubsystemNotTheCarriedOne) {
+    EXPECT_EQ((Texts{"subSystem[B]", "functionName[g()]"}),
+              analysisOf({"libzeb_A.so(std::sort()+0x1)[0x1]", "libzeb_B.so(g()+0x1)[0x2]"}));
+}
+
+TEST(StackTraceAnalysisTest, FramesOfThisLibraryAreSkipped) {
+    EXPECT_EQ((Texts{"subSystem[]", "functionName[]"}),
+              analysisOf({"libzeb_HCrashReporter.so(f()+0x1)[0x1]"}));
+    EXPECT_EQ((Texts{"subSystem[]", "functionName[]"}),
+              analysisOf({"libzeb_A.so(HCrashReporter::f()+0x1)[0x1]"}));
+}
+
+// The word may stand anywhere in the line: a program's own function counts, too.
+TEST(StackTraceAnalysisTest, LineThatContainsTheInHouseWordAnywhereIsJudged) {
+    EXPECT_EQ((Texts{"subSystem[]", "functionName[f()]"}),
+              analysisOf({"/opt/libzeb_dir/prog(f()+0x1)[0x1]"}));
+}
+
+TEST(StackTraceAnalysisTest, TwoErrorLinesGiveTwoSignalNumbers) {
+    EXPECT_EQ((Texts{"signalNumber[11]", "signalNumber[6]", "subSystem[A]", "functionName[f()]"}),
+              analysisOf({"# An unexpected error has occurred (11)",
+                          "# An unexpected error has occurred (6)", "libzeb_A.so(f()+0x1)[0x1]"}));
+}
+
+TEST(StackTraceAnalysisTest, ItemsStandInTheOrderInWhichTheirLinesAreMet) {
+    EXPECT_EQ((Texts{"subSystem[A]", "functionName[f()]", "signalNumber[11]"}),
+              analysisOf({"libzeb_A.so(f()+0x1)[0x1]", "# An unexpected error has occurred (11)"}));
+}
+
+TEST(StackTraceAnalysisTest, ErrorLineNeedsItsExactWords) {
+    EXPECT_EQ(
+        (Texts{"subSystem[]", "functionName[]"}),
+        analysisOf({"# an unexpected error has occurred (11)", "# An unexpected error (11)"}));
+}
+
+TEST(StackTraceAnalysisTest, ErrorLineMayBeAFrame) {
+    EXPECT_EQ((Texts{"signalNumber[f]", "subSystem[A]",
+                     "functionName[f) An unexpected error has "
+                     "occurred]"}),
+              analysisOf({"libzeb_A.so(f) An unexpected error has occurred+"}));
+}
+
+// --- One frame
+// -------------------------------------------------------------------------------------
+
+struct Frame {
+    const char* line;
+    const char* subsystem;
+    const char* function;  // null: not accepted
+};
+
+void expectFrames(const std::vector<Frame>& frames) {
+    for (const Frame& frame : frames) {
+        Manager manager;
+        std::string carried;
+        bool found = false;
+        manager.addFailingFuncAndSubsystemName(frame.line, carried, found);
+        EXPECT_EQ(frame.subsystem, carried) << frame.line;
+        EXPECT_EQ(frame.function != nullptr, found) << frame.line;
+        const Texts expected = frame.function == nullptr
+                                   ? Texts{}
+                                   : Texts{"subSystem[" + std::string(frame.subsystem) + "]",
+                                           "functionName[" + std::string(frame.function) + "]"};
+        EXPECT_EQ(expected, treeTexts(manager.getTable())) << frame.line;
+    }
+}
+
+TEST(FailingFrameTest, SubsystemStandsBetweenPrefixAndSuffix) {
+    expectFrames({
+        {"libzeb_Router.so(f()+0x1)[0x1]", "Router", "f()"},
+        {"/opt/lib/libzeb_Router.so(f()+0x1)[0x1]", "Router", "f()"},
+        {"libzeb_Router.so.1.2(f()+0x1)[0x1]", "Router", "f()"},
+        {"libzeb_A_B.so(f()+0x1)", "A_B", "f()"},
+        {"libzebRouter.so(f()+0x1)[0x1]", "Router", "f()"},
+        {"libzeb_.so(f()+0x1)[0x1]", "", "f()"},
+        {"libzeb.so(f()+0x1)[0x1]", "", "f()"},
+        {"libother.so(f()+0x1)[0x1]", "", "f()"},
+    });
+}
+
+TEST(FailingFrameTest, UnderscoreFormGoesBeforeTheOtherWhereverItStands) {
+    expectFrames({{"libzebA.solibzeb_B(f+1)", "B(f+1)", "f"}});
+}
+
+TEST(FailingFrameTest, FirstOccurrencesCount) {
+    expectFrames({
+        {"libzeb_A.so(libzeb_B.so+1)", "A", "libzeb_B.so"},
+        {"libzeb_A.so(f(int)+0x1)(g+2)", "A", "f(int)"},
+        {"libzeb_A.so(operator+(int)+0x1)", "A", "operator"},
+    });
+}
+
+TEST(FailingFrameTest, DirectoryEndsAtTheLastSeparatorOfTheLine) {
+    expectFrames({
+        {"/opt/libzeb_dir/libzeb_A.so(f()+0x1)", "A", "f()"},
+        {"/opt/libzeb_A.so(f(a/b)+0x1)", "", "b)"},
+        {"/opt/libzeb_A.so(f()+0x1)/", "", nullptr},
+    });
+}
+
+TEST(FailingFrameTest, WithoutSuffixTheSubsystemRunsToTheEnd) {
+    expectFrames({
+        {"libzeb_A(f+1)", "A(f+1)", "f"},
+        {"x.so libzeb_A(f+1)", "A(f+1)", "f"},
+        {"a.solibzebB(f+1)", "B(f+1)", "f"},
+    });
+}
+
+TEST(FailingFrameTest, FunctionStandsBetweenParenthesisAndPlus) {
+    expectFrames({
+        {"libzeb_A.so(+0x1)[0x1]", "A", nullptr},
+        {"libzeb_A.so(", "A", nullptr},
+        {"libzeb_A.so()", "A", ")"},
+        {"libzeb_A.so(f", "A", "f"},
+        {"libzeb_A.so", "A", "libzeb_A.so"},
+        {"libzeb_A.so+0x1", "A", "libzeb_A.so"},
+        {"+libzeb_A.so", "A", nullptr},
+        {"libzeb_A++.so(f+1)", "A++", "f+1)"},
+        {"", "", nullptr},
+    });
+}
+
+TEST(FailingFrameTest, StandardLibraryFunctionsAreRejectedFromFiveCharactersOn) {
+    expectFrames({
+        {"libzeb_A.so(std::sort()+0x1)", "A", nullptr},
+        {"libzeb_A.so(std::+0x1)", "A", nullptr},
+        {"libzeb_A.so(std:+0x1)", "A", "std:"},
+        {"libzeb_A.so(std+0x1)", "A", "std"},
+        {"libzeb_A.so(f+0x1)", "A", "f"},
+        {"libzeb_A.so(xstd::f+0x1)", "A", "xstd::f"},
+        {"libzeb_A.so(void std::sort()+0x1)", "A", "void std::sort()"},
+    });
+}
+
+TEST(FailingFrameTest, CarriedSubsystemNeverChangesOnceItHasText) {
+    Manager manager;
+    std::string carried;
+    bool found = false;
+    manager.addFailingFuncAndSubsystemName("libzeb_.so(std::f+1)", carried, found);
+    EXPECT_EQ("", carried);
+    manager.addFailingFuncAndSubsystemName("libzeb_A.so(std::f+1)", carried, found);
+    EXPECT_EQ("A", carried);
+    manager.addFailingFuncAndSubsystemName("libzeb_B.so(std::f+1)", carried, found);
+    EXPECT_EQ("A", carried);
+    EXPECT_FALSE(found);
+    EXPECT_TRUE(manager.getTable().empty());
+    manager.addFailingFuncAndSubsystemName("libzeb_C.so(g+1)", carried, found);
+    EXPECT_EQ("A", carried);
+    EXPECT_TRUE(found);
+    EXPECT_EQ((Texts{"subSystem[C]", "functionName[g]"}), treeTexts(manager.getTable()));
+}
+
+TEST(FailingFrameTest, RejectedFrameLeavesFoundAsItIs) {
+    Manager manager;
+    std::string carried;
+    bool found = true;
+    manager.addFailingFuncAndSubsystemName("libzeb_A.so(std::f+1)", carried, found);
+    EXPECT_TRUE(found);
+}
+
+// --- Signal number
+// -----------------------------------------------------------------------------------
+
+TEST(GetSignalNumberTest, IsTheTextBetweenTheFirstParentheses) {
+    const std::vector<std::pair<std::string, std::string>> rows = {
+        {"# An unexpected error has occurred (11)", "11"},
+        {"(6) and (7)", "6"},
+        {"()", ""},
+        {"a(b(c)d)", "b(c"},
+        {"no parenthesis", "no parenthesis"},
+        {"", ""},
+        {"closed 11) only", "closed 11"},
+        {"open (11", "11"},
+        {"open (", ""},
+        {"wrong ) order (11 end", "11 end"},
+        {")(", ""},
+        {")", ""},
+    };
+    for (const auto& [line, expected] : rows)
+        EXPECT_EQ(expected, Manager().getSignalNumber(line)) << "'" << line << "'";
+}
+
+}  // namespace

@@ -1,0 +1,345 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/inotify.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <deque>
+
+#include "hcrpt/HCrashRptWriters.h"
+#include "support/ChildProcess.h"
+#include "support/CrashArena.h"
+#include "support/ScopedFakePlatform.h"
+#include "support/StdoutCapture.h"
+#include "support/TempDir.h"
+
+using HCrashRptMetaData::Manager;
+using HCrashRptMetaData::TableNode;
+using test_support::ChildProcess;
+using test_support::namesIn;
+using test_support::readFile;
+using test_support::ScopedFakePlatform;
+using test_support::StdoutCapture;
+using test_support::TempDir;
+using test_support::writeFile;
+using Nodes = std::vector<TableNode*>;
+using Names = std::vector<std::string>;
+
+namespace {
+
+const std::string kFileName = "CrashReport_4242_testhost_tester_20261121T054733.json";
+
+class JsonWriterTest : public testing::Test {
+  protected:
+    JsonWriterTest() { platform.fakePid = 4242; }
+
+    TableNode* leaf(const std::string& key) { return &nodes.emplace_back(key); }
+    TableNode* node(const std::string& key, const Nodes& children) {
+        return &nodes.emplace_back(key, children);
+    }
+    /// What the report with the manager's items holds.
+    std::string written() {
+        const std::string path = HCrashRptJsonWriter::writeJsonRpt(dir.path(), manager);
+        EXPECT_EQ(dir / kFileName, path);
+        return readFile(path);
+    }
+
+    ScopedFakePlatform platform;
+    TempDir dir;
+    Manager manager;
+    std::deque<TableNode> nodes;  // keeps its elements' addresses
+};
+
+/// A list's value as compact text: strings in quotes, arrays and objects in their brackets.
+std::string valueText(const rapidjson::Value& value) {
+    if (value.IsString())
+        return "'" + std::string(value.GetString(), value.GetStringLength()) + "'";
+    std::string text;
+    if (value.IsArray()) {
+        for (const auto& element : value.GetArray())
+            text += (text.empty() ? "" : ",") + valueText(element);
+        return "[" + text + "]";
+    }
+    for (const auto& member : value.GetObject())
+        text += (text.empty() ? "" : ",") + valueText(member.name) + ":" + valueText(member.value);
+    return "{" + text + "}";
+}
+
+std::string valueOf(const Nodes& children) {
+    rapidjson::Document document;
+    return valueText(HCrashRptJsonWriter::setValRec(children, document.GetAllocator()));
+}
+
+// --- The file ------------------------------------------------------------------------------------
+
+TEST_F(JsonWriterTest, EmptyReportIsAnEmptyObject) {
+    EXPECT_EQ("{}", written());
+}
+
+TEST_F(JsonWriterTest, EachShapeIsWrittenWithTwoSpacesAndNoFinalLineFeed) {
+    manager.addItem("pair", "value");
+    manager.addItem("empty pair", "");
+    manager.addItem("table without children", Nodes{});
+    manager.addItem("table with one leaf", Nodes{leaf("only")});
+    manager.addItem("table with one table", Nodes{node("inner", {leaf("value")})});
+    manager.addItem("table with two leaves", Nodes{leaf("a"), leaf("b")});
+    manager.addItem("nested",
+                    Nodes{leaf("a"), node("b", {leaf("c"), node("d", {leaf("e"), leaf("")})})});
+    EXPECT_EQ(
+        "{\n"
+        "  \"pair\": \"value\",\n"
+        "  \"empty pair\": \"\",\n"
+        "  \"table without children\": \"\",\n"
+        "  \"table with one leaf\": \"only\",\n"
+        "  \"table with one table\": [\n"
+        "    {\n"
+        "      \"inner\": \"value\"\n"
+        "    }\n"
+        "  ],\n"
+        "  \"table with two leaves\": [\n"
+        "    \"a\",\n"
+        "    \"b\"\n"
+        "  ],\n"
+        "  \"nested\": [\n"
+        "    \"a\",\n"
+        "    {\n"
+        "      \"b\": [\n"
+        "        \"c\",\n"
+        "        {\n"
+        "          \"d\": [\n"
+        "            \"e\",\n"
+        "            \"\"\n"
+        "          ]\n"
+        "        }\n"
+        "      ]\n"
+        "    }\n"
+        "  ]\n"
+        "}",
+        written());
+}
+
+TEST_F(JsonWriterTest, SameKeyTwiceGivesTwoMembers) {
+    manager.addItem("signalNumber", "11");
+    manager.addItem("other", "x");
+    manager.addItem("signalNumber", "6");
+    EXPECT_EQ("{\n  \"signalNumber\": \"11\",\n  \"other\": \"x\",\n  \"signalNumber\": \"6\"\n}",
+              written());
+}
+
+TEST_F(JsonWriterTest, QuotesBackslashesAndControlCharactersAreEscaped) {
+    manager.addItem("a\"b\\c/d", "\b\f\n\r\t\x01\x1f\x7f");
+    EXPECT_EQ("{\n  \"a\\\"b\\\\c/d\": \"\\b\\f\\n\\r\\t\\u0001\\u001F\x7f\"\n}", written());
+}
+
+TEST_F(JsonWriterTest, BytesBeyondAsciiAreCopiedValidOrNot) {
+    manager.addItem("gr\xc3\xbc\xc3\x9f", "\xff\x80\xc3");
+    EXPECT_EQ("{\n  \"gr\xc3\xbc\xc3\x9f\": \"\xff\x80\xc3\"\n}", written());
+}
+
+TEST_F(JsonWriterTest, TextsEndAtTheirFirstNul) {
+    manager.addItem(std::string("key\0cut", 7), std::string("value\0cut", 9));
+    manager.addItem(std::string("\0all", 4), Nodes{leaf("a"), leaf(std::string("b\0c", 3))});
+    EXPECT_EQ("{\n  \"key\": \"value\",\n  \"\": [\n    \"a\",\n    \"b\"\n  ]\n}", written());
+}
+
+TEST_F(JsonWriterTest, DepthHasNoLimit) {
+    constexpr int kDepth = 300;
+    TableNode* inner = leaf("innermost");
+    for (int i = 0; i < kDepth; ++i) inner = node("level", {inner});
+    manager.addItem("root", Nodes{inner});
+    rapidjson::Document document;
+    ASSERT_FALSE(document.Parse(written().c_str()).HasParseError());
+    const rapidjson::Value* value = &document["root"];
+    int depth = 0;
+    for (; value->IsArray(); ++depth) {
+        ASSERT_EQ(1u, value->Size());
+        value = &(*value)[0]["level"];
+    }
+    EXPECT_EQ(kDepth, depth);
+    EXPECT_STREQ("innermost", value->GetString());
+}
+
+TEST_F(JsonWriterTest, DirectoryIsUsedAsItIsPassed) {
+    EXPECT_EQ(dir.path() + "//" + kFileName,
+              HCrashRptJsonWriter::writeJsonRpt(dir.path() + "/", manager));
+    EXPECT_EQ(Names{kFileName}, namesIn(dir.path()));
+}
+
+TEST_F(JsonWriterTest, OlderFileOfThatNameIsReplaced) {
+    writeFile(dir / kFileName, std::string(1000, 'x'));
+    EXPECT_EQ("{}", written());
+    EXPECT_EQ(Names{kFileName}, namesIn(dir.path()));
+}
+
+TEST_F(JsonWriterTest, SuccessSaysNothing) {
+    StdoutCapture output;
+    written();
+    EXPECT_EQ("", output.text());
+}
+
+TEST_F(JsonWriterTest, EachCallBuildsItsDocumentAfresh) {
+    manager.addItem("key", "value");
+    const std::string first = written();
+    EXPECT_EQ(first, written());
+}
+
+// The crash reporter lists the directory while reports are written, and sends what it finds.
+TEST_F(JsonWriterTest, ReportAppearsUnderItsNameWhole) {
+    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    ASSERT_NE(-1, inotify_add_watch(watch, dir.path().c_str(),
+                                    IN_CREATE | IN_MODIFY | IN_MOVED_TO | IN_MOVED_FROM));
+    manager.addItem("key", std::string(100000, 'v'));
+    written();
+    alignas(struct inotify_event) char buffer[65536];
+    const ssize_t got = read(watch, buffer, sizeof buffer);
+    close(watch);
+    Names moved;
+    Names otherwise;
+    for (ssize_t at = 0; at < got;) {
+        const auto* event = reinterpret_cast<const struct inotify_event*>(buffer + at);
+        ((event->mask & IN_MOVED_TO) != 0 ? moved : otherwise).emplace_back(event->name);
+        at += static_cast<ssize_t>(sizeof(struct inotify_event) + event->len);
+    }
+    EXPECT_EQ(Names{kFileName}, moved);
+    EXPECT_FALSE(otherwise.empty());
+    for (const std::string& name : otherwise)
+        EXPECT_NE(0u, name.find("CrashReport_")) << name << " was listed before it was complete";
+}
+
+// --- Failures ------------------------------------------------------------------------------------
+
+TEST_F(JsonWriterTest, MissingDirectoryIsNotWritable) {
+    StdoutCapture output;
+    EXPECT_EQ("", HCrashRptJsonWriter::writeJsonRpt(dir / "missing", manager));
+    EXPECT_EQ(
+        "[Crash Reporter] Error: file " + (dir / "missing/") + kFileName + " is not writable.\n",
+        output.flushedText());
+    EXPECT_TRUE(namesIn(dir.path()).empty());
+}
+
+TEST_F(JsonWriterTest, DirectoryInItsPlaceIsNotWritable) {
+    std::filesystem::create_directory(dir / kFileName);
+    StdoutCapture output;
+    EXPECT_EQ("", HCrashRptJsonWriter::writeJsonRpt(dir.path(), manager));
+    EXPECT_EQ("[Crash Reporter] Error: file " + (dir / kFileName) + " is not writable.\n",
+              output.flushedText());
+}
+
+TEST_F(JsonWriterTest, WritableIsThePlatformsAnswerForTheWholePath) {
+    std::string asked;
+    platform.onIsWriteable = [&asked](const std::string& path) {
+        asked = path;
+        return false;
+    };
+    StdoutCapture output;
+    EXPECT_EQ("", HCrashRptJsonWriter::writeJsonRpt(dir.path(), manager));
+    EXPECT_EQ(dir / kFileName, asked);
+    EXPECT_EQ("[Crash Reporter] Error: file " + (dir / kFileName) + " is not writable.\n",
+              output.flushedText());
+    EXPECT_TRUE(namesIn(dir.path()).empty());
+}
+
+TEST_F(JsonWriterTest, FileThatCannotBeOpenedIsNamedWithoutABlank) {
+    platform.onIsWriteable = [](const std::string&) { return true; };
+    StdoutCapture output;
+    EXPECT_EQ("", HCrashRptJsonWriter::writeJsonRpt(dir / "missing", manager));
+    EXPECT_EQ("[Crash Reporter] Error: Could not open crash report file for write:" +
+                  (dir / "missing/") + kFileName + "\n",
+              output.flushedText());
+    EXPECT_TRUE(namesIn(dir.path()).empty());
+}
+
+TEST_F(JsonWriterTest, FailedWriteGoesUnnoticedAndLeavesNoHalfReport) {
+    manager.addItem("key", std::string(100000, 'v'));
+    ChildProcess child = ChildProcess::fork([this] {
+        signal(SIGXFSZ, SIG_IGN);  // writes beyond the limit fail instead
+        const struct rlimit limit = {1000, 1000};
+        if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
+        return HCrashRptJsonWriter::writeJsonRpt(dir.path(), manager) == dir / kFileName ? 0 : 2;
+    });
+    EXPECT_EQ(test_support::exitedWith(0), child.wait());
+    EXPECT_EQ("", child.standardOutput());
+    EXPECT_TRUE(namesIn(dir.path()).empty());
+}
+
+TEST_F(JsonWriterTest, FullDeviceGoesUnnoticed) {
+    std::filesystem::create_symlink("/dev/full", dir / kFileName);
+    platform.onIsWriteable = [](const std::string&) { return true; };
+    manager.addItem("key", "value");
+    StdoutCapture output;
+    EXPECT_EQ(dir / kFileName, HCrashRptJsonWriter::writeJsonRpt(dir.path(), manager));
+    EXPECT_EQ("", output.text());
+}
+
+// --- Values --------------------------------------------------------------------------------------
+
+TEST_F(JsonWriterTest, ValueOfNoChildrenIsTheEmptyString) {
+    EXPECT_EQ("''", valueOf({}));
+}
+
+TEST_F(JsonWriterTest, ValueOfASingleLeafIsItsText) {
+    EXPECT_EQ("'a'", valueOf({leaf("a")}));
+    EXPECT_EQ("''", valueOf({leaf("")}));
+}
+
+TEST_F(JsonWriterTest, ValueOfASingleNodeWithChildrenIsAnArrayOfOneObject) {
+    EXPECT_EQ("[{'a':'b'}]", valueOf({node("a", {leaf("b")})}));
+}
+
+TEST_F(JsonWriterTest, ValueOfSeveralChildrenIsAnArrayInOrder) {
+    EXPECT_EQ("['b','a']", valueOf({leaf("b"), leaf("a")}));
+    EXPECT_EQ("['a',{'b':['c','d']},'e']",
+              valueOf({leaf("a"), node("b", {leaf("c"), leaf("d")}), leaf("e")}));
+}
+
+TEST_F(JsonWriterTest, SharedChildrenAreWrittenUnderEachParent) {
+    TableNode* shared = leaf("s");
+    EXPECT_EQ("[{'a':'s'},{'b':'s'}]", valueOf({node("a", {shared}), node("b", {shared})}));
+}
+
+TEST_F(JsonWriterTest, ValuesAreCopiesThatOutliveTheTree) {
+    rapidjson::Document document;
+    rapidjson::Value value;
+    {
+        TableNode temporary(std::string(100, 'x'));
+        value = HCrashRptJsonWriter::setValRec({&temporary}, document.GetAllocator());
+    }
+    EXPECT_EQ("'" + std::string(100, 'x') + "'", valueText(value));
+}
+
+TEST_F(JsonWriterTest, ContainsStringOnlyAsASingleLeaf) {
+    const auto isContainString = HCrashRptJsonWriter::isContainString;
+    EXPECT_TRUE(isContainString({leaf("a")}));
+    EXPECT_TRUE(isContainString({leaf("")}));
+    EXPECT_FALSE(isContainString({}));
+    EXPECT_FALSE(isContainString({leaf("a"), leaf("b")}));
+    EXPECT_FALSE(isContainString({node("a", {leaf("b")})}));
+    EXPECT_FALSE(isContainString({nullptr}));
+}
+
+TEST_F(JsonWriterTest, PopulateAddsToTheMembersThatAreThere) {
+    rapidjson::Document document(rapidjson::kObjectType);
+    document.AddMember("first", "x", document.GetAllocator());
+    manager.addItem("second", "y");
+    HCrashRptJsonWriter::populateDocWithMetaData(document, manager);
+    EXPECT_EQ("{'first':'x','second':'y'}", valueText(document));
+}
+
+// --- Null children, left by an exhausted arena
+// -----------------------------------------------------
+
+TEST_F(JsonWriterTest, PairWhoseValueFoundNoRoomHasTheEmptyString) {
+    test_support::leaveInArena(2 * sizeof(TableNode) - 1);
+    manager.addItem("key", "value");
+    ASSERT_EQ(nullptr, manager.getTable()[0]->getTreeTable()[0]);
+    EXPECT_EQ("{\n  \"key\": \"\"\n}", written());
+}
+
+TEST_F(JsonWriterTest, NullChildIsLeftOutOfAList) {
+    EXPECT_EQ("['a','b']", valueOf({nullptr, leaf("a"), nullptr, leaf("b")}));
+    EXPECT_EQ("['a']", valueOf({leaf("a"), nullptr}));
+    EXPECT_EQ("[]", valueOf({nullptr, nullptr}));
+    EXPECT_EQ("[{'pair':''},'a']", valueOf({node("pair", {nullptr}), leaf("a")}));
+}
+
+}  // namespace
