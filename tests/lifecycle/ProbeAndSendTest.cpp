@@ -1,0 +1,355 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "lifecycle/Session.h"
+#include "support/StdoutCapture.h"
+
+namespace {
+
+using lifecycle_test::spies;
+using test_support::namesIn;
+using test_support::readFile;
+using test_support::StdoutCapture;
+using test_support::writeFile;
+using Names = std::vector<std::string>;
+
+constexpr char kSendSuccess[] = "[Crash Reporter] Velcurl send success\n";
+constexpr char kEmpty[] = "[Crash Reporter] Empty crash report not sent.\n";
+constexpr char kNoConsent[] =
+    "[Crash Reporter] Crash report is not transmitted as no consent to send received.\n";
+
+std::size_t timesIn(const std::string& text, const std::string& part) {
+    std::size_t times = 0;
+    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++times;
+    return times;
+}
+
+class ProbeAndSendTest : public lifecycle_test::SessionTest {
+  protected:
+    ProbeAndSendTest() {
+        spies().sortReports = true;
+        std::filesystem::create_directory(directory / "telemon");
+        writeFile(directory / "telemon/cacert.pem", "certificate");
+        makeStore();
+    }
+
+    std::string moved(const std::string& name) const {
+        return "[Crash Reporter] Moved crash report to backup store at " + backup + "/" + name +
+               "\n";
+    }
+    bool isBackupMade() const { return std::filesystem::exists(backup); }
+};
+
+// --- hasCrashReports ------------------------------------------------------------------------
+
+TEST_F(ProbeAndSendTest, HasCrashReportsOnlyAsks) {
+    StdoutCapture output;
+    EXPECT_FALSE(HCrashReporter::hasCrashReports());
+    addReport("hs_err_pid1.log");
+    EXPECT_FALSE(HCrashReporter::hasCrashReports());
+    const std::string report = addReport("CrashReport_1.json");
+    EXPECT_TRUE(HCrashReporter::hasCrashReports());
+    EXPECT_TRUE(std::filesystem::exists(report));
+    EXPECT_EQ(tool.calls(), 0);
+    EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(ProbeAndSendTest, WithoutACrashStoreThereAreNoReports) {
+    std::filesystem::remove(store);
+    EXPECT_FALSE(HCrashReporter::hasCrashReports());
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+}
+
+TEST_F(ProbeAndSendTest, RawTracesBecomeReadableOnTheWay) {
+    addReport("hs_mangled_err_pid7.log", "/opt/libfoo.so(_ZN3foo3barEv+0x1a)[0x7f00]\n");
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(readFile(store + "/hs_err_pid7.log"), "libfoo.so(foo::bar()+0x1a)[0x7f00]\n");
+}
+
+// --- getConsentAndBackupStatus --------------------------------------------------------------
+
+TEST_F(ProbeAndSendTest, ConsentIsAskedForOnlyWhenItIsNotKnown) {
+    for (const auto known : {HCrashRptSettings::CONSENT_GIVEN, HCrashRptSettings::CONSENT_LATER,
+                             HCrashRptSettings::CONSENT_REFUSED}) {
+        auto consent = known;
+        auto status = HCrashRptSettings::SEND_SUCCESS;
+        HCrashReporter::getConsentAndBackupStatus(consent, status);
+        EXPECT_EQ(consent, known);
+    }
+    EXPECT_EQ(spies().consentQuestions, 0);
+    auto consent = HCrashRptSettings::CONSENT_NOT_ASKED;
+    auto status = HCrashRptSettings::SEND_SUCCESS;
+    EXPECT_TRUE(HCrashReporter::getConsentAndBackupStatus(consent, status));
+    EXPECT_EQ(consent, HCrashRptSettings::CONSENT_GIVEN);
+    EXPECT_EQ(spies().consentQuestions, 1);
+}
+
+TEST_F(ProbeAndSendTest, ConsentDecidesResultAndStatus) {
+    struct Case {
+        HCrashRptSettings::ConsentType consent;
+        HCrashRptSettings::RptBackupStatus before;
+        bool result;
+        HCrashRptSettings::RptBackupStatus after;
+    };
+    const Case cases[] = {
+        {HCrashRptSettings::CONSENT_GIVEN, HCrashRptSettings::SEND_FAIL, true,
+         HCrashRptSettings::SEND_FAIL},
+        {HCrashRptSettings::CONSENT_LATER, HCrashRptSettings::SEND_FAIL, true,
+         HCrashRptSettings::SEND_LATER},
+        {HCrashRptSettings::CONSENT_REFUSED, HCrashRptSettings::SEND_FAIL, false,
+         HCrashRptSettings::SEND_FAIL},
+    };
+    for (const Case& each : cases) {
+        for (const bool asked : {false, true}) {
+            spies().consentAnswer = each.consent;
+            auto consent = asked ? each.consent : HCrashRptSettings::CONSENT_NOT_ASKED;
+            auto status = each.before;
+            EXPECT_EQ(HCrashReporter::getConsentAndBackupStatus(consent, status), each.result)
+                << each.consent;
+            EXPECT_EQ(consent, each.consent);
+            EXPECT_EQ(status, each.after) << each.consent;
+        }
+    }
+}
+
+// --- probeAndSendCrashReports ---------------------------------------------------------------
+
+TEST_F(ProbeAndSendTest, AnEmptyStoreIsSuccessAndNobodyIsAsked) {
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(spies().consentQuestions, 0);
+    EXPECT_EQ(HCrashReporter::consentType, HCrashRptSettings::CONSENT_NOT_ASKED);
+    EXPECT_EQ(output.text(), "");
+    EXPECT_FALSE(isBackupMade());
+}
+
+TEST_F(ProbeAndSendTest, AReportIsUploadedThenConfirmedThenMoved) {
+    const std::string report = addReport("CrashReport_1.json", "content");
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(namesIn(backup), Names{"CrashReport_1.json.send_success"});
+    EXPECT_EQ(readFile(backup + "/CrashReport_1.json.send_success"), "content");
+    EXPECT_FALSE(std::filesystem::exists(report));
+    EXPECT_EQ(tool.calls(), 1);
+    const std::string text = output.flushedText();
+    const std::string end =
+        "[Crash Reporter] Successfully sent error report to server, report = " + report + "\n" +
+        kSendSuccess + moved("CrashReport_1.json.send_success");
+    ASSERT_GE(text.size(), end.size());
+    EXPECT_EQ(text.substr(text.size() - end.size()), end);
+}
+
+TEST_F(ProbeAndSendTest, ConsentIsAskedOncePerProcess) {
+    StdoutCapture output;
+    addReport("CrashReport_1.json");
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    addReport("CrashReport_2.json");
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(spies().consentQuestions, 1);
+    EXPECT_EQ(HCrashReporter::consentType, HCrashRptSettings::CONSENT_GIVEN);
+}
+
+TEST_F(ProbeAndSendTest, AFailedUploadIsFiledAndItsMessageContinuesTheLine) {
+    const std::string report = addReport("CrashReport_1.json", "content");
+    tool.answer("refused\n", 22);
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(namesIn(backup), Names{"CrashReport_1.json.send_fail"});
+    EXPECT_EQ(readFile(backup + "/CrashReport_1.json.send_fail"), "content");
+    EXPECT_FALSE(std::filesystem::exists(report));
+    const std::string text = output.flushedText();
+    const std::string end =
+        "[Crash Reporter] CURL LOG: refused\n"
+        "[Crash Reporter] Error:  Unable to send error report to server, report = " +
+        report + moved("CrashReport_1.json.send_fail");
+    ASSERT_GE(text.size(), end.size());
+    EXPECT_EQ(text.substr(text.size() - end.size()), end);
+}
+
+TEST_F(ProbeAndSendTest, WithoutACertificateReportsAreFiledAsFailures) {
+    std::filesystem::remove(directory / "telemon/cacert.pem");
+    addReport("CrashReport_1.json");
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(output.flushedText(),
+              "[Crash Reporter] Error: CA certificate file  does not exist.\n" +
+                  moved("CrashReport_1.json.send_fail"));
+    EXPECT_EQ(tool.calls(), 0);
+}
+
+TEST_F(ProbeAndSendTest, AfterAFailureLaterSuccessesOfTheSamePassAreFiledAsFailures) {
+    for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3", "CrashReport_4"})
+        addReport(name);
+    tool.answerCall(2, "refused\n");
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(tool.calls(), 4);
+    EXPECT_EQ(namesIn(backup), (Names{"CrashReport_1.send_success", "CrashReport_2.send_fail",
+                                      "CrashReport_3.send_fail", "CrashReport_4.send_fail"}));
+    EXPECT_EQ(timesIn(output.text(), kSendSuccess), 3u);
+    EXPECT_EQ(namesIn(store), Names{});
+}
+
+TEST_F(ProbeAndSendTest, TheNextPassStartsWithSuccessAgain) {
+    addReport("CrashReport_1");
+    tool.answerCall(1, "refused\n");
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    addReport("CrashReport_2");
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(namesIn(backup), (Names{"CrashReport_1.send_fail", "CrashReport_2.send_success"}));
+}
+
+TEST_F(ProbeAndSendTest, AReportThatSurvivesItsMoveIsRemovedAfterASuccess) {
+    const std::string report = addReport("CrashReport_1.json");
+    int removals = 0;
+    platform.onRm = [&](const std::string& path) {
+        if (path == report && ++removals == 1) return false;
+        return std::filesystem::remove(path);
+    };
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(removals, 2);
+    EXPECT_FALSE(std::filesystem::exists(report));
+}
+
+TEST_F(ProbeAndSendTest, AfterAFailureOnlyTheMoveRemovesTheReport) {
+    const std::string report = addReport("CrashReport_1.json");
+    tool.answer("refused\n");
+    int removals = 0;
+    platform.onRm = [&](const std::string& path) {
+        if (path == report) ++removals;
+        return std::filesystem::remove(path);
+    };
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(removals, 1);
+}
+
+TEST_F(ProbeAndSendTest, AnEmptyReportIsRemovedNotSentAndNotCounted) {
+    addReport("CrashReport_1", "");
+    addReport("CrashReport_2");
+    addReport("CrashReport_3");
+    spies().sendLimit = 1;
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(output.flushedText().rfind(kEmpty, 0), 0u);
+    EXPECT_EQ(tool.calls(), 1);
+    EXPECT_EQ(namesIn(backup), Names{"CrashReport_2.send_success"});
+    EXPECT_EQ(namesIn(store), Names{"CrashReport_3"});
+}
+
+// --- Limit ------------------------------------------------------------------------------------
+
+TEST_F(ProbeAndSendTest, ALimitOfOneSendsOneOfThreeReports) {
+    for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3"}) addReport(name);
+    spies().sendLimit = 1;
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(tool.calls(), 1);
+    EXPECT_EQ(namesIn(store), (Names{"CrashReport_2", "CrashReport_3"}));
+    const std::string end = kSendSuccess + moved("CrashReport_1.send_success") +
+                            "[Crash Reporter] Crash report send limit of 1 files reached.\n";
+    const std::string text = output.flushedText();
+    ASSERT_GE(text.size(), end.size());
+    EXPECT_EQ(text.substr(text.size() - end.size()), end);
+}
+
+TEST_F(ProbeAndSendTest, ALimitOfNoneOrLessStopsAfterTheFirstSuccess) {
+    for (const int limit : {0, -7}) {
+        SCOPED_TRACE(limit);
+        addReport("CrashReport_1");
+        addReport("CrashReport_2");
+        spies().sendLimit = limit;
+        StdoutCapture output;
+        EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+        EXPECT_EQ(namesIn(store), Names{"CrashReport_2"});
+        EXPECT_EQ(timesIn(output.text(), "[Crash Reporter] Crash report send limit of " +
+                                             std::to_string(limit) + " files reached.\n"),
+                  1u);
+    }
+}
+
+TEST_F(ProbeAndSendTest, FailedUploadsDoNotCountAgainstTheLimit) {
+    for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3"}) addReport(name);
+    tool.answerCall(1, "refused\n");
+    spies().sendLimit = 1;
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(tool.calls(), 2);
+    EXPECT_EQ(namesIn(backup), (Names{"CrashReport_1.send_fail", "CrashReport_2.send_fail"}));
+    EXPECT_EQ(namesIn(store), Names{"CrashReport_3"});
+}
+
+TEST_F(ProbeAndSendTest, OnePassSendsThirtyReportsAndTheNextTheRest) {
+    for (int i = 10; i < 41; ++i) addReport("CrashReport_" + std::to_string(i));
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(namesIn(store), Names{"CrashReport_40"});
+    EXPECT_EQ(timesIn(output.text(), kSendSuccess), 30u);
+    EXPECT_EQ(
+        timesIn(output.text(), "[Crash Reporter] Crash report send limit of 30 files reached.\n"),
+        1u);
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(namesIn(store), Names{});
+    EXPECT_EQ(timesIn(output.text(), "send limit"), 1u);
+}
+
+TEST_F(ProbeAndSendTest, ThirtyReportsReachTheLimitToo) {
+    for (int i = 10; i < 40; ++i) addReport("CrashReport_" + std::to_string(i));
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(
+        timesIn(output.text(), "[Crash Reporter] Crash report send limit of 30 files reached.\n"),
+        1u);
+}
+
+// --- Other consents ---------------------------------------------------------------------------
+
+TEST_F(ProbeAndSendTest, RefusedConsentTouchesNothing) {
+    addReport("CrashReport_1");
+    addReport("CrashReport_2", "");
+    spies().consentAnswer = HCrashRptSettings::CONSENT_REFUSED;
+    StdoutCapture output;
+    EXPECT_FALSE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(HCrashReporter::consentType, HCrashRptSettings::CONSENT_REFUSED);
+    EXPECT_EQ(output.text(), "");
+    EXPECT_EQ(tool.calls(), 0);
+    EXPECT_EQ(namesIn(store), (Names{"CrashReport_1", "CrashReport_2"}));
+    EXPECT_FALSE(isBackupMade());
+    EXPECT_FALSE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(spies().consentQuestions, 1);
+}
+
+TEST_F(ProbeAndSendTest, WithoutReportsEvenRefusedConsentIsSuccess) {
+    HCrashReporter::consentType = HCrashRptSettings::CONSENT_REFUSED;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+}
+
+TEST_F(ProbeAndSendTest, ConsentForLaterFilesEveryReportWithoutSending) {
+    addReport("CrashReport_1");
+    addReport("CrashReport_2", "");
+    addReport("CrashReport_3");
+    HCrashReporter::consentType = HCrashRptSettings::CONSENT_LATER;
+    spies().sendLimit = 1;
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(output.flushedText(), kNoConsent + moved("CrashReport_1.send_later") + kEmpty +
+                                        kNoConsent + moved("CrashReport_3.send_later"));
+    EXPECT_EQ(tool.calls(), 0);
+    EXPECT_EQ(namesIn(store), Names{});
+}
+
+TEST_F(ProbeAndSendTest, ConsentThatStaysUnknownIsAskedForAgainAndFilesUnderTheCurrentStatus) {
+    spies().consentAnswer = HCrashRptSettings::CONSENT_NOT_ASKED;
+    addReport("CrashReport_1");
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(output.flushedText(), kNoConsent + moved("CrashReport_1.send_success"));
+    addReport("CrashReport_2");
+    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_EQ(spies().consentQuestions, 2);
+}
+
+}  // namespace

@@ -1,0 +1,158 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+
+#include "lifecycle/Session.h"
+#include "support/ChildProcess.h"
+#include "support/StdoutCapture.h"
+
+namespace {
+
+using lifecycle_test::spies;
+using test_support::ChildProcess;
+using test_support::exitedWith;
+using test_support::readFile;
+using test_support::StdoutCapture;
+using test_support::writeFile;
+
+class ReporterLaunchTest : public lifecycle_test::SessionTest {
+  protected:
+    /// A crash reporter that writes down that it ran and whether it found the flag.
+    void installReporter() {
+        installReporter("#!/bin/sh\necho \"flag=${CRPT_ALREADY_RUNNING-unset}\" >\"" + trace +
+                        "\"\n");
+    }
+    void installReporter(const std::string& script) {
+        writeFile(reporter, script);
+        std::filesystem::permissions(reporter, std::filesystem::perms::owner_all);
+    }
+    static bool isFlagSet() { return std::getenv("CRPT_ALREADY_RUNNING") != nullptr; }
+
+    const std::string trace = directory / "reporter-ran";
+    const std::string reporter = tool.appRoot() + "/bin/unwrapped/lnx64.o/crash_reporter";
+};
+
+/// Waits for the only child of this process.
+int statusOfChild() {
+    int status = -1;
+    EXPECT_GT(waitpid(-1, &status, 0), 0);
+    return status;
+}
+
+TEST_F(ReporterLaunchTest, StartsTheProgramWithoutAnyArgumentAndSetsTheFlagAfterwards) {
+    installReporter();
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::launchCrashReporter());
+    EXPECT_EQ(statusOfChild(), 0);
+    EXPECT_EQ(spies().launched, (std::vector<std::pair<std::string, std::size_t>>{{reporter, 0}}));
+    EXPECT_EQ(readFile(trace), "flag=unset\n");
+    EXPECT_STREQ(std::getenv("CRPT_ALREADY_RUNNING"), "true");
+    EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(ReporterLaunchTest, StartsNoSecondReporter) {
+    installReporter();
+    EXPECT_TRUE(HCrashReporter::launchCrashReporter());
+    EXPECT_EQ(statusOfChild(), 0);
+    EXPECT_FALSE(HCrashReporter::launchCrashReporter());
+    EXPECT_EQ(spies().launched.size(), 1u);
+}
+
+TEST_F(ReporterLaunchTest, ReportingThatIsSwitchedOffStartsNothing) {
+    installReporter();
+    off.set("");
+    StdoutCapture output;
+    EXPECT_FALSE(HCrashReporter::launchCrashReporter());
+    EXPECT_TRUE(spies().launched.empty());
+    EXPECT_FALSE(isFlagSet());
+    EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(ReporterLaunchTest, OutsideTheMakersNetworkNothingIsStarted) {
+    installReporter();
+    platform.fakeInsideVeltra = false;
+    EXPECT_FALSE(HCrashReporter::launchCrashReporter());
+    EXPECT_TRUE(spies().launched.empty());
+    EXPECT_FALSE(isFlagSet());
+}
+
+TEST_F(ReporterLaunchTest, AReporterThatRunsAlreadyIsEnough) {
+    installReporter();
+    running.set("true");
+    EXPECT_FALSE(HCrashReporter::launchCrashReporter());
+    EXPECT_TRUE(spies().launched.empty());
+}
+
+TEST_F(ReporterLaunchTest, AnyOtherValueOfTheFlagIsOverwritten) {
+    spies().launchAnswer = true;
+    installReporter();
+    running.set("TRUE");
+    EXPECT_TRUE(HCrashReporter::launchCrashReporter());
+    EXPECT_STREQ(std::getenv("CRPT_ALREADY_RUNNING"), "true");
+}
+
+TEST_F(ReporterLaunchTest, AMissingProgramIsASilentFailure) {
+    StdoutCapture output;
+    EXPECT_FALSE(HCrashReporter::launchCrashReporter());
+    EXPECT_TRUE(spies().launched.empty());
+    EXPECT_FALSE(isFlagSet());
+    EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(ReporterLaunchTest, AProgramThatMayNotBeExecutedCountsAsMissing) {
+    installReporter();
+    std::filesystem::permissions(reporter, std::filesystem::perms::owner_read);
+    EXPECT_FALSE(HCrashReporter::launchCrashReporter());
+    EXPECT_TRUE(spies().launched.empty());
+    EXPECT_FALSE(isFlagSet());
+}
+
+TEST_F(ReporterLaunchTest, TheProgramIsLookedForBeforeTheSwitchesAreTested) {
+    off.set("true");
+    std::vector<std::string> lookedFor;
+    platform.onExists = [&](const std::string& path) {
+        lookedFor.push_back(path);
+        return false;
+    };
+    EXPECT_FALSE(HCrashReporter::launchCrashReporter());
+    EXPECT_EQ(lookedFor, std::vector<std::string>{reporter});
+}
+
+TEST_F(ReporterLaunchTest, AFailedForkLeavesTheFlagUnsetAndMayBeTriedAgain) {
+    installReporter();
+    spies().launchAnswer = false;
+    StdoutCapture output;
+    EXPECT_FALSE(HCrashReporter::launchCrashReporter());
+    EXPECT_FALSE(isFlagSet());
+    spies().launchAnswer = true;
+    EXPECT_TRUE(HCrashReporter::launchCrashReporter());
+    EXPECT_TRUE(isFlagSet());
+    EXPECT_EQ(spies().launched.size(), 2u);
+    EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(ReporterLaunchTest, AFailedExecReturnsFalseInTheCopyAndTrueInTheHost) {
+    installReporter("#!/no/such/interpreter\n");
+    ChildProcess host = ChildProcess::fork([] {
+        const pid_t self = getpid();
+        const bool launched = HCrashReporter::launchCrashReporter();
+        if (getpid() != self) _exit(!launched && !isFlagSet() ? 77 : 78);
+        int status = -1;
+        if (waitpid(-1, &status, 0) <= 0 || !WIFEXITED(status)) return 1;
+        if (WEXITSTATUS(status) != 77) return 2;
+        return launched && isFlagSet() ? 0 : 3;
+    });
+    EXPECT_EQ(host.wait(), exitedWith(0));
+}
+
+TEST_F(ReporterLaunchTest, IsEnabledAsksForTheProduct) {
+    EXPECT_TRUE(HCrashReporter::isEnabled(""));
+    EXPECT_TRUE(HCrashReporter::isEnabled("Designer"));
+    EXPECT_FALSE(HCrashReporter::isEnabled("corvo_kit"));
+    off.set("true");
+    EXPECT_FALSE(HCrashReporter::isEnabled("Designer"));
+}
+
+}  // namespace
