@@ -6,12 +6,12 @@
 
 namespace {
 
-/// asctime_r() and ctime_r() ask for 26 characters; a year of more than four digits takes more.
-constexpr std::size_t kTextSize = 64;
+/// What asctime_r() and ctime_r() ask for; they have no text for a year of more than four digits.
+constexpr std::size_t kTextSize = 26;
 
 /// The text before its line feed.
 std::string withoutLineFeed(const char* text) {
-    // Years beyond the calendar have no text; there is no sensible stand-in for it.
+    // There is no sensible stand-in for a time that cannot be shown.
     if (text == nullptr) throw std::logic_error("no text for the current time");
     const std::string line(text);
     return line.substr(0, line.find('\n'));

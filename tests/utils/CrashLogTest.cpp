@@ -1,0 +1,203 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "hcrpt/HCrashRptUtils.h"
+#include "support/ChildProcess.h"
+#include "support/ScopedEnvVar.h"
+#include "support/ScopedFakePlatform.h"
+#include "support/StdoutCapture.h"
+#include "support/TempDir.h"
+#include "utils/Message.h"
+
+using test_support::ChildProcess;
+using test_support::exitedWith;
+using test_support::ScopedEnvVar;
+using test_support::ScopedFakePlatform;
+using test_support::StdoutCapture;
+using test_support::TempDir;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Standard output can be given away only once: each test does so in a child.
+class CrashLogTest : public testing::Test {
+  protected:
+    CrashLogTest() : m_info("ZEB_SESSION_INFO", dir.path() + ":1") {
+        platform.fakePid = 4711;
+        platform.fakeWorkingDirectory = "/some/where";
+    }
+    void makeSessionDirectory() { fs::create_directories(dir / ".crashReporter/1"); }
+
+    const TempDir dir;
+    ScopedFakePlatform platform;
+    const std::string log = dir / ".crashReporter/1/crashReporter4711.log";
+    const std::string startLine =
+        "[Crash Reporter] Started with processId = 4711, at dir = '/some/where', at time = ";
+
+  private:
+    const ScopedEnvVar m_info;
+};
+
+mode_t permissionsOf(const std::string& path) {
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+}  // namespace
+
+TEST_F(CrashLogTest, FlagIsFalseUntilTheRedirection) {
+    makeSessionDirectory();
+    auto child = ChildProcess::fork([&] {
+        if (HCrashRptUtils::redirectedStdOut) return 2;
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        return HCrashRptUtils::redirectedStdOut ? 0 : 3;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+}
+
+TEST_F(CrashLogTest, FirstLineSaysWhoStartedWhereAndWhenAndIsFlushed) {
+    makeSessionDirectory();
+    auto child = ChildProcess::fork([&] {
+        const std::string before = HCrashRptUtils::timestamp();
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        const std::string after = HCrashRptUtils::timestamp();
+        const std::string content = test_support::readFile(log);
+        // The clock may have ticked in between.
+        return content == startLine + before + "\n" || content == startLine + after + "\n" ? 0 : 2;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0)) << test_support::readFile(log);
+    EXPECT_EQ(child.standardOutput(), "");
+}
+
+TEST_F(CrashLogTest, LaterMessagesFollowInTheLog) {
+    makeSessionDirectory();
+    auto child = ChildProcess::fork([&] {
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        const std::string before = test_support::readFile(log);
+        hcrpt::printMessage("later");
+        std::printf("host\n");
+        std::fflush(stdout);
+        return test_support::readFile(log) == before + "[Crash Reporter] later\nhost\n" ? 0 : 2;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+}
+
+TEST_F(CrashLogTest, OlderLogOfTheSameProcessIdIsEmptied) {
+    makeSessionDirectory();
+    test_support::writeFile(log, std::string(5000, 'x'));
+    auto child = ChildProcess::fork([&] {
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        return 0;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    const std::string content = test_support::readFile(log);
+    EXPECT_EQ(content.find(startLine), 0U);
+    EXPECT_EQ(content.size(), startLine.size() + 25);
+}
+
+TEST_F(CrashLogTest, LogIsForItsOwnerOnly) {
+    makeSessionDirectory();
+    auto child = ChildProcess::fork([&] {
+        umask(0);
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        return 0;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_EQ(permissionsOf(log), 0600U);
+}
+
+TEST_F(CrashLogTest, OlderLogThatOthersCouldReadIsTakenBack) {
+    makeSessionDirectory();
+    test_support::writeFile(log, "");
+    ASSERT_EQ(chmod(log.c_str(), 0644), 0);
+    auto child = ChildProcess::fork([&] {
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        return 0;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_EQ(permissionsOf(log), 0600U);
+}
+
+TEST_F(CrashLogTest, SecondRedirectionDoesNothing) {
+    makeSessionDirectory();
+    auto child = ChildProcess::fork([&] {
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        const std::string first = test_support::readFile(log);
+        platform.fakePid = 4712;
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        return test_support::readFile(log) == first ? 0 : 2;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_FALSE(fs::exists(dir / ".crashReporter/1/crashReporter4712.log"));
+}
+
+TEST_F(CrashLogTest, RedirectionAfterClosingDoesNothing) {
+    makeSessionDirectory();
+    auto child = ChildProcess::fork([&] {
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        const std::string first = test_support::readFile(log);
+        HCrashRptUtils::closeCrashLogFile();
+        if (!HCrashRptUtils::redirectedStdOut) return 2;
+        platform.fakePid = 4712;
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        return test_support::readFile(log) == first ? 0 : 3;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_FALSE(fs::exists(dir / ".crashReporter/1/crashReporter4712.log"));
+}
+
+TEST_F(CrashLogTest, MissingDirectoryIsNotMadeAndCountsAsRedirected) {
+    auto child = ChildProcess::fork([&] {
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        if (!HCrashRptUtils::redirectedStdOut) return 2;
+        // Neither a second attempt nor any message comes back from this.
+        makeSessionDirectory();
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        hcrpt::printMessage("dropped");
+        HCrashRptUtils::closeCrashLogFile();
+        return 0;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_EQ(child.standardOutput(), "");
+    EXPECT_FALSE(fs::exists(log));
+}
+
+TEST_F(CrashLogTest, MissingDirectoryStaysMissing) {
+    auto child = ChildProcess::fork([&] {
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        return 0;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_FALSE(fs::exists(dir / ".crashReporter"));
+}
+
+TEST_F(CrashLogTest, ClosingWithoutRedirectionLeavesStandardOutputOpen) {
+    const StdoutCapture capture;
+    HCrashRptUtils::closeCrashLogFile();
+    hcrpt::printMessage("still here");
+    EXPECT_EQ(capture.text(), "[Crash Reporter] still here\n");
+}
+
+TEST_F(CrashLogTest, ClosingWritesWhatIsBufferedAndMayBeRepeated) {
+    makeSessionDirectory();
+    auto child = ChildProcess::fork([&] {
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        hcrpt::printUnflushed("last words");
+        HCrashRptUtils::closeCrashLogFile();
+        if (fcntl(STDOUT_FILENO, F_GETFD) != -1) return 2;
+        HCrashRptUtils::closeCrashLogFile();
+        hcrpt::printMessage("dropped");
+        return 0;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    const std::string content = test_support::readFile(log);
+    ASSERT_GT(content.size(), 10U);
+    EXPECT_EQ(content.substr(content.size() - 10), "last words");
+}

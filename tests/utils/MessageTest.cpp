@@ -1,0 +1,120 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+
+#include "support/ChildProcess.h"
+#include "support/StdoutCapture.h"
+#include "support/TempDir.h"
+#include "utils/Message.h"
+
+using test_support::ChildProcess;
+using test_support::exitedWith;
+using test_support::StdoutCapture;
+using test_support::TempDir;
+
+TEST(MessageTest, MessageHasPrefixAndLineFeedAndIsFlushed) {
+    const StdoutCapture capture;
+    hcrpt::printMessage("Deleted crash store.");
+    EXPECT_EQ(capture.flushedText(), "[Crash Reporter] Deleted crash store.\n");
+}
+
+TEST(MessageTest, ErrorHasItsOwnPrefixAndIsFlushed) {
+    const StdoutCapture capture;
+    hcrpt::printError("Something failed.");
+    EXPECT_EQ(capture.flushedText(), "[Crash Reporter] Error: Something failed.\n");
+}
+
+TEST(MessageTest, RawTextIsPrintedAsItIsAndFlushed) {
+    const StdoutCapture capture;
+    hcrpt::printRaw("\nno prefix");
+    EXPECT_EQ(capture.flushedText(), "\nno prefix");
+}
+
+TEST(MessageTest, UnflushedTextWaitsForTheNextMessage) {
+    const StdoutCapture capture;
+    hcrpt::printUnflushed("first ");
+    EXPECT_EQ(capture.flushedText(), "");
+    hcrpt::printMessage("second");
+    EXPECT_EQ(capture.flushedText(), "first [Crash Reporter] second\n");
+}
+
+TEST(MessageTest, MessagesKeepTheirOrderWithTheHostsStdio) {
+    const StdoutCapture capture;
+    std::fputs("host ", stdout);
+    hcrpt::printMessage("library");
+    EXPECT_EQ(capture.flushedText(), "host [Crash Reporter] library\n");
+}
+
+TEST(MessageTest, TextMayHoldPercentSignsAndNulBytes) {
+    const StdoutCapture capture;
+    hcrpt::printMessage(std::string("100%s\0x", 7));
+    EXPECT_EQ(capture.flushedText(), std::string("[Crash Reporter] 100%s\0x\n", 25));
+}
+
+TEST(MessageTest, AfterClosingMessagesAreDroppedAndNeverReachAnotherFile) {
+    const TempDir dir;
+    auto child = ChildProcess::fork([&] {
+        hcrpt::printMessage("before");
+        hcrpt::closeStandardOutput();
+        // The next file takes over descriptor 1.
+        const int other = open((dir / "other").c_str(), O_WRONLY | O_CREAT, 0600);
+        if (other != STDOUT_FILENO) return 2;
+        hcrpt::printMessage("after");
+        hcrpt::printError("after");
+        hcrpt::printRaw("after");
+        hcrpt::printUnflushed("after");
+        hcrpt::closeStandardOutput();
+        return fcntl(other, F_GETFD) == -1 ? 3 : 0;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_EQ(child.standardOutput(), "[Crash Reporter] before\n");
+    EXPECT_EQ(test_support::readFile(dir / "other"), "");
+}
+
+TEST(MessageTest, FailedRedirectionClosesStandardOutputForGood) {
+    const TempDir dir;
+    auto child = ChildProcess::fork([&] {
+        hcrpt::redirectStandardOutput(dir / "missing/log");
+        if (fcntl(STDOUT_FILENO, F_GETFD) != -1) return 2;
+        hcrpt::printMessage("dropped");
+        hcrpt::redirectStandardOutput(dir / "log");
+        hcrpt::printMessage("dropped");
+        hcrpt::closeStandardOutput();
+        return 0;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_EQ(child.standardOutput(), "");
+    EXPECT_TRUE(test_support::namesIn(dir.path()).empty());
+}
+
+TEST(MessageTest, RedirectionKeepsTheProcessesUmask) {
+    const TempDir dir;
+    auto child = ChildProcess::fork([&] {
+        umask(027);
+        hcrpt::redirectStandardOutput(dir / "log");
+        return umask(0) == 027 ? 0 : 2;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+}
+
+TEST(MessageTest, RedirectionLeavesTheRightsOfWhatIsNoFileAlone) {
+    const TempDir dir;
+    // A pipe stands for the devices.
+    ASSERT_EQ(mkfifo((dir / "log").c_str(), 0600), 0);
+    chmod((dir / "log").c_str(), 0644);
+    const int reader = open((dir / "log").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    auto child = ChildProcess::fork([&] {
+        hcrpt::redirectStandardOutput(dir / "log");
+        return 0;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    close(reader);
+    struct stat status = {};
+    ASSERT_EQ(stat((dir / "log").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0644U);
+}
