@@ -1,0 +1,192 @@
+// The program itself, with a curl that records how it was called.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+
+#include "support/ChildProcess.h"
+#include "support/TempDir.h"
+
+namespace {
+
+using test_support::ChildProcess;
+using test_support::exitedWith;
+using test_support::ExitState;
+using test_support::killedBy;
+using test_support::readFile;
+using test_support::TempDir;
+using test_support::writeFile;
+using Words = std::vector<std::string>;
+
+class VelcurlTest : public testing::Test {
+  protected:
+    // Records its arguments and environment beside itself, then does what the test wants.
+    void makeFakeCurl(const std::string& thenDo = "exit 0") {
+        writeFile(dir / "curl",
+                  "#!/bin/sh\n"
+                  "printf '%s\\0' \"$@\" > \"${0%/*}/arguments\"\n"
+                  "env -0 > \"${0%/*}/environment\"\n" +
+                      thenDo + "\n");
+        chmod((dir / "curl").c_str(), 0755);
+    }
+
+    ChildProcess start(const Words& arguments,
+                       std::map<std::string, std::string> environment = {}) {
+        Words argv = {VELCURL_PROGRAM};
+        argv.insert(argv.end(), arguments.begin(), arguments.end());
+        ChildProcess::Options options;
+        options.set = std::move(environment);
+        options.set.emplace("VELCURL_CURL", dir / "curl");
+        options.unset = {"VELCURL_CONNECT_TO"};
+        if (options.set.count("VELCURL_CONNECT_TO") != 0) options.unset.clear();
+        return ChildProcess::exec(argv, options);
+    }
+
+    Words recorded(const std::string& name) const {
+        const std::string text = readFile(dir / name);
+        Words words;
+        for (std::size_t at = 0; at < text.size(); at = text.find('\0', at) + 1)
+            words.push_back(text.substr(at, text.find('\0', at) - at));
+        return words;
+    }
+
+    bool curlGot(const std::string& entry) const {
+        const Words environment = recorded("environment");
+        return std::find(environment.begin(), environment.end(), entry) != environment.end();
+    }
+
+    TempDir dir;
+};
+
+TEST_F(VelcurlTest, CurlGetsOurOptionsThenTheCallers) {
+    makeFakeCurl();
+    EXPECT_EQ(start({"--verbose", "a b", "", "*", "https://host/"}).wait(), exitedWith(0));
+    EXPECT_EQ(recorded("arguments"),
+              (Words{"-q", "--http1.1", "--no-progress-meter", "--connect-timeout", "10",
+                     "--max-time", "120", "--verbose", "a b", "", "*", "https://host/"}));
+}
+
+TEST_F(VelcurlTest, AnotherAddressComesFromTheEnvironment) {
+    makeFakeCurl();
+    EXPECT_EQ(start({"url"}, {{"VELCURL_CONNECT_TO", "host:443:127.0.0.1:8443"}}).wait(),
+              exitedWith(0));
+    EXPECT_EQ(
+        recorded("arguments"),
+        (Words{"-q", "--http1.1", "--no-progress-meter", "--connect-timeout", "10", "--max-time",
+               "120", "--connect-to", "host:443:127.0.0.1:8443", "--noproxy", "*", "url"}));
+}
+
+TEST_F(VelcurlTest, AnEmptyOtherAddressIsNone) {
+    makeFakeCurl();
+    EXPECT_EQ(start({"url"}, {{"VELCURL_CONNECT_TO", ""}}).wait(), exitedWith(0));
+    const Words arguments = recorded("arguments");
+    EXPECT_EQ(std::count(arguments.begin(), arguments.end(), "--connect-to"), 0);
+    EXPECT_EQ(std::count(arguments.begin(), arguments.end(), "--noproxy"), 0);
+}
+
+TEST_F(VelcurlTest, TheReportsPathArrivesThroughAShellAsTheLibraryWritesIt) {
+    makeFakeCurl();
+    const std::string report = dir / "Crash Report;a,b.json";
+    writeFile(report, "x");
+    ChildProcess::Options options;
+    options.set = {{"VELCURL_CURL", dir / "curl"}};
+    ChildProcess shell = ChildProcess::exec(
+        {"sh", "-c",
+         std::string(VELCURL_PROGRAM) + "  --verbose -F file_loc=@\"" + report + "\" url"},
+        options);
+    EXPECT_EQ(shell.wait(), exitedWith(0));
+    const Words arguments = recorded("arguments");
+    ASSERT_GE(arguments.size(), 3u);
+    EXPECT_EQ(Words(arguments.end() - 3, arguments.end()),
+              (Words{"-F", "file_loc=@\"" + report + "\"", "url"}));
+}
+
+TEST_F(VelcurlTest, CurlIsFreeOfTheHostApplicationsLibrariesAndKeepsTheRest) {
+    makeFakeCurl();
+    EXPECT_EQ(start({"url"}, {{"LD_PRELOAD", ""},
+                              {"LD_AUDIT", ""},
+                              {"LD_LIBRARY_PATH", dir / "lib"},
+                              {"SSLKEYLOGFILE", dir / "keys"},
+                              {"CURL_HOME", dir.path()},
+                              {"https_proxy", "http://proxy:1"},
+                              {"KEPT", "a=b c"}})
+                  .wait(),
+              exitedWith(0));
+    for (const std::string& entry : recorded("environment")) {
+        EXPECT_NE(entry.rfind("LD_", 0), 0u) << entry;
+        EXPECT_NE(entry.rfind("SSLKEYLOGFILE=", 0), 0u) << entry;
+        EXPECT_NE(entry.rfind("CURL_HOME=", 0), 0u) << entry;
+    }
+    EXPECT_TRUE(curlGot("https_proxy=http://proxy:1"));
+    EXPECT_TRUE(curlGot("KEPT=a=b c"));
+}
+
+#ifndef HCRPT_SANITIZE  // a sanitized program is a dynamic one
+TEST_F(VelcurlTest, UnusableLibrariesOfAHostApplicationDoNotKeepItFromStarting) {
+    makeFakeCurl();
+    for (const char* name : {"libc.so.6", "libstdc++.so.6", "libgcc_s.so.1", "libm.so.6"})
+        writeFile(dir / name, "not a library");
+    ChildProcess child = start(
+        {"url"}, {{"LD_LIBRARY_PATH", dir.path()}, {"LD_PRELOAD", dir / "no-such-library.so"}});
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_EQ(child.standardError(), "");
+}
+#endif
+
+TEST_F(VelcurlTest, TheExitStatusAndBothOutputsAreCurls) {
+    makeFakeCurl("echo answer; echo trace >&2; exit 52");
+    ChildProcess child = start({"url"});
+    EXPECT_EQ(child.wait(), exitedWith(52));
+    EXPECT_EQ(child.standardOutput(), "answer\n");
+    EXPECT_EQ(child.standardError(), "trace\n");
+}
+
+TEST_F(VelcurlTest, ACurlKilledByASignalIsSeenAsKilled) {
+    makeFakeCurl("kill -TERM $$");
+    EXPECT_EQ(start({"url"}).wait(), killedBy(SIGTERM));
+}
+
+TEST_F(VelcurlTest, AMissingCurlIsSaidAndEndsWith127) {
+    ChildProcess child = start({"url"});
+    EXPECT_EQ(child.wait(), exitedWith(127));
+    EXPECT_EQ(child.standardError(),
+              "velcurl: no curl to run: " + (dir / "curl") + " is not an executable file\n");
+    EXPECT_EQ(child.standardOutput(), "");
+}
+
+TEST_F(VelcurlTest, ACurlThatCannotBeRunIsSaidAndEndsWith126) {
+    writeFile(dir / "curl", "#!/no/such/interpreter\n");
+    chmod((dir / "curl").c_str(), 0755);
+    ChildProcess child = start({"url"});
+    EXPECT_EQ(child.wait(), exitedWith(126));
+    EXPECT_EQ(child.standardError(),
+              "velcurl: cannot run " + (dir / "curl") + ": No such file or directory\n");
+}
+
+TEST_F(VelcurlTest, WithoutArgumentsItSaysHowItIsUsed) {
+    makeFakeCurl();
+    ChildProcess child = start({});
+    EXPECT_EQ(child.wait(), exitedWith(2));
+    EXPECT_EQ(child.standardError(), "velcurl: usage: velcurl <curl option>... <URL>\n");
+    EXPECT_EQ(test_support::namesIn(dir.path()), Words{"curl"}) << "curl was run";
+}
+
+TEST_F(VelcurlTest, TheSystemsCurlIsFoundWithoutAPath) {
+    ChildProcess child = start({"--version"}, {{"VELCURL_CURL", ""}, {"PATH", dir.path()}});
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_EQ(child.standardOutput().substr(0, 5), "curl ");
+}
+
+TEST_F(VelcurlTest, TheUsersCurlrcIsNotRead) {
+    writeFile(dir / ".curlrc", "output = \"" + (dir / "written") + "\"\n");
+    writeFile(dir / "page", "content");
+    ChildProcess child =
+        start({"file://" + (dir / "page")}, {{"VELCURL_CURL", ""}, {"HOME", dir.path()}});
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_EQ(child.standardOutput(), "content");
+    EXPECT_EQ(test_support::namesIn(dir.path()), (Words{".curlrc", "page"}));
+}
+
+}  // namespace

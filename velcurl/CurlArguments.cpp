@@ -1,0 +1,62 @@
+#include "velcurl/CurlArguments.h"
+
+#include <sys/stat.h>
+
+namespace velcurl {
+namespace {
+
+bool isFile(const std::string& path) {
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
+}
+
+bool startsWith(const std::string& text, const std::string& start) {
+    return text.compare(0, start.size(), start) == 0;
+}
+
+}  // namespace
+
+std::string quotedFormField(const std::string& field) {
+    const std::string::size_type equals = field.find('=');
+    if (equals == std::string::npos || equals + 1 >= field.size() || field[equals + 1] != '@')
+        return field;
+    const std::string path = field.substr(equals + 2);
+    // "-" means standard input to curl, whatever files there are.
+    if (path == "-" || !isFile(path)) return field;
+
+    std::string quoted = field.substr(0, equals + 2) + '"';
+    for (const char c : path) {
+        if (c == '"' || c == '\\') quoted += '\\';
+        quoted += c;
+    }
+    return quoted + '"';
+}
+
+std::vector<std::string> curlArguments(const std::vector<std::string>& callers,
+                                       const std::string& connectTo) {
+    std::vector<std::string> arguments = {
+        "-q",                   // reads no curlrc; curl takes this only as the first argument
+        "--http1.1",            // the caller judges an upload by its HTTP/1.1 status line
+        "--no-progress-meter",  // nothing but trace and answer in the caller's log
+        "--connect-timeout",
+        std::to_string(kConnectTimeoutSeconds),
+        "--max-time",
+        std::to_string(kTotalTimeoutSeconds),
+    };
+    if (!connectTo.empty())
+        arguments.insert(arguments.end(), {"--connect-to", connectTo, "--noproxy", "*"});
+
+    bool fieldFollows = false;
+    for (const std::string& argument : callers) {
+        if (fieldFollows)
+            arguments.push_back(quotedFormField(argument));
+        else if (startsWith(argument, "-F") && argument.size() > 2)
+            arguments.push_back("-F" + quotedFormField(argument.substr(2)));
+        else
+            arguments.push_back(argument);
+        fieldFollows = !fieldFollows && (argument == "-F" || argument == "--form");
+    }
+    return arguments;
+}
+
+}  // namespace velcurl
