@@ -231,13 +231,14 @@ TEST_F(ProbeAndSendTest, AnEmptyReportIsRemovedNotSentAndNotCounted) {
     addReport("CrashReport_1", "");
     addReport("CrashReport_2");
     addReport("CrashReport_3");
-    spies().sendLimit = 1;
+    addReport("CrashReport_4");
+    spies().sendLimit = 2;
     StdoutCapture output;
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
     EXPECT_EQ(output.flushedText().rfind(kEmpty, 0), 0u);
-    EXPECT_EQ(tool.calls(), 1);
-    EXPECT_EQ(namesIn(backup), Names{"CrashReport_2.send_success"});
-    EXPECT_EQ(namesIn(store), Names{"CrashReport_3"});
+    EXPECT_EQ(tool.calls(), 2);
+    EXPECT_EQ(namesIn(backup), (Names{"CrashReport_2.send_success", "CrashReport_3.send_success"}));
+    EXPECT_EQ(namesIn(store), Names{"CrashReport_4"});
 }
 
 // --- Limit ------------------------------------------------------------------------------------

@@ -22,10 +22,7 @@ constexpr char kSuccess[] = "HTTP/1.1 200 OK";
 class HCrashRptCurlMgrTest : public testing::Test {
   protected:
     HCrashRptCurlMgrTest() {
-        platform.fakeTmpDir = directory.path();
         platform.fakeAppRoot = tool.appRoot();
-        std::filesystem::create_directory(directory / "CrashReporter");
-        client = ClientInfoCL();
         server.setUrl("https://server.example/cgi-bin/crashreporter.cgi");
         server.setDomainName("veltra.example");
         server.setAccess("abcd1");
@@ -36,10 +33,17 @@ class HCrashRptCurlMgrTest : public testing::Test {
         return tool.path() + " " + arguments + " > " + log + " 2>&1";
     }
 
+    /// A client whose temporary directory is there already, so that its making is silent.
+    ClientInfoCL makeClient() {
+        platform.fakeTmpDir = directory.path();
+        std::filesystem::create_directory(directory / "CrashReporter");
+        return ClientInfoCL();
+    }
+
     TempDir directory;
     ScopedFakePlatform platform;
     FakeUploadTool tool;
-    ClientInfoCL client;
+    ClientInfoCL client = makeClient();
     ServerInfoCL server;
     const std::string report = directory / "CrashReport_1.json";
     const std::string log = directory / "CrashReporter/curlOut.log";
