@@ -20,6 +20,7 @@ TempDir::~TempDir() {
     namespace fs = std::filesystem;
     std::error_code ignored;
     // Directories that a test has made unwritable would keep their content.
+    fs::permissions(m_path, fs::perms::owner_all, fs::perm_options::add, ignored);
     for (auto it = fs::recursive_directory_iterator(
              m_path, fs::directory_options::skip_permission_denied, ignored);
          it != fs::recursive_directory_iterator(); it.increment(ignored)) {
