@@ -8,6 +8,7 @@
 //      directory
 //   4. JSON report in the crash store        (CrashReport.cpp)
 //   5. end with 128 + signal: no exit handlers, no flush, no core
+#include <signal.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -24,6 +25,15 @@ constexpr int kExitStatusOfSignal = 128;  // as a shell reports a death by signa
 std::atomic<int> s_dyingThread{0};
 std::atomic<int> s_firstSignal{0};
 
+// While a signal is handled the kernel blocks it, and a fault of a blocked kind kills at once: the
+// parent would see a death by signal in place of the promised exit status.
+void unblockFaults() {
+    sigset_t faults;
+    sigemptyset(&faults);
+    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) sigaddset(&faults, number);
+    pthread_sigmask(SIG_UNBLOCK, &faults, nullptr);
+}
+
 }  // namespace
 
 void HCrptLinuxExceptionHandler::crptDefaultLinuxHandler(int sig) {
@@ -36,6 +46,7 @@ void HCrptLinuxExceptionHandler::crptDefaultLinuxHandler(int sig) {
         for (;;) pause();
     }
     s_firstSignal = sig;
+    unblockFaults();
     writeStackTraceTxtLog(sig);
     writeCrashReport();
     std::_Exit(kExitStatusOfSignal + sig);
