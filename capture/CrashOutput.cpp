@@ -23,12 +23,13 @@ bool writeAll(int fd, const char* data, std::size_t length) {
 }
 
 void putStdout(const char* text, std::size_t length) {
+    // Where stdout is closed its descriptor is -1: number 1 may be another file's by now.
     if (ftrylockfile(stdout) != 0) {
-        writeAll(STDOUT_FILENO, text, length);
+        writeAll(fileno_unlocked(stdout), text, length);
         return;
     }
     // Without a buffer nothing is waiting in it, so the order is kept; and stdio would take the
-    // buffer from the heap. A closed stdout has the descriptor -1.
+    // buffer from the heap.
     if (__fbufsize(stdout) == 0)
         writeAll(fileno_unlocked(stdout), text, length);
     else
