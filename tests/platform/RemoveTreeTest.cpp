@@ -100,6 +100,19 @@ TEST(RmRecursiveTest, APathThatIsALinkLosesTheLinkOnly) {
     }
 }
 
+TEST(RmRecursiveTest, ALinkThatCannotBeRemovedIsNotFollowedEither) {
+    const TempDir dir;
+    ASSERT_TRUE(HUTFile(dir / "outside").mkDir());
+    writeFile(dir / "outside/f", "kept");
+    ASSERT_TRUE(HUTFile(dir / "fixed").mkDir());
+    ASSERT_EQ(symlink("../outside", (dir / "fixed/link").c_str()), 0);
+    const std::string fixed = dir / "fixed";
+    EXPECT_FALSE(asOrdinaryUser(dir.path(), [&] {
+        return chmod(fixed.c_str(), 0500) != 0 || HUTFile(fixed + "/link").rmRecursive();
+    }));
+    EXPECT_EQ(namesIn(dir / "outside"), std::vector<std::string>{"f"});
+}
+
 TEST(RmRecursiveTest, ReadOnlyAndUnreadableDirectoriesOfTheUserGoToo) {
     const TempDir dir;
     ASSERT_TRUE(HUTFile(dir / "tree/readonly/sub").mkDirRecursive());
