@@ -6,9 +6,9 @@
 
 #include "HUTExport.h"
 
-/// Grade: @crashtime, but for getPid(), which is @signalsafe. No operation waits for a name service.
-/// Threads: any. A result by reference stays valid until the same thread asks for it again.
-/// Nothing is thrown but the standard exceptions of exhausted memory.
+/// Grade: @crashtime, but for getPid(), which is @signalsafe. No operation waits for a name
+/// service. Threads: any. A result by reference stays valid until the same thread asks for it
+/// again. Nothing is thrown but the standard exceptions of exhausted memory.
 class HUT_EXPORT HUTEnv {
   public:
     // --- Machine and user: fixed when the library is loaded ---------------------------------
@@ -42,9 +42,9 @@ class HUT_EXPORT HUTEnv {
     // --- Directories --------------------------------------------------------------------------
     /// The product's installation root.
     static const std::string& getTUVAppRoot();
-    /// The user's own data of the product.
+    /// The user's own data of the product. The directory is made when it is missing.
     static const std::string& getTUVAppDataDir();
-    /// The product's temporary directory.
+    /// The product's temporary directory; empty when there is no safe place for one.
     static const std::string& getTUVTmpDir();
     /// Root of the data directory that holds the relative path.
     static std::string getZEBDataDir(const std::string& relativePath);
