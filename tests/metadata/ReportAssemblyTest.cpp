@@ -9,11 +9,13 @@
 #include "hcrpt/HCrashRptMetaData.h"
 #include "support/CrashArena.h"
 #include "support/ScopedFakePlatform.h"
+#include "support/StdoutCapture.h"
 #include "support/TempDir.h"
 
 using HCrashRptMetaData::Manager;
 using HCrashRptMetaData::TableNode;
 using test_support::ScopedFakePlatform;
+using test_support::StdoutCapture;
 using test_support::TempDir;
 using test_support::writeFile;
 
@@ -139,6 +141,12 @@ TEST_F(PopulateTest, FailingReleaseProbeKeepsTheItemsBefore) {
     expectFailureAt("cat", 10);
 }
 
+TEST_F(PopulateTest, OddLineOfTheMemoryTableKeepsTheItemsBefore) {
+    spy.files["/proc/meminfo"] = "MemTotal: 1 kB\nMemFree:\n";
+    EXPECT_THROW(manager.populate(), std::out_of_range);
+    EXPECT_EQ(Texts(kKeys.begin(), kKeys.end() - 1), keysOf(manager.getTable()));
+}
+
 TEST_F(PopulateTest, FailureOfASecondRunLeavesNoItemOfTheFirst) {
     manager.populate();
     expectFailureAt("pmap", 7);
@@ -155,8 +163,10 @@ TEST_F(PopulateTest, LinesOfTheMemoryTableAreTakenBeforeTheirTable) {
 
 TEST_F(PopulateTest, FullArenaGivesAnEmptyReportWithoutFailure) {
     test_support::leaveInArena(0);
+    StdoutCapture output;
     manager.populate();
     EXPECT_TRUE(manager.getTable().empty());
+    EXPECT_EQ("", output.text());
 }
 
 TEST_F(PopulateTest, RealProbesFillEveryItem) {

@@ -5,11 +5,13 @@
 
 #include "TreeText.h"
 #include "hcrpt/HCrashRptMetaData.h"
+#include "support/CrashArena.h"
 #include "support/ScopedFakePlatform.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
 
 using HCrashRptMetaData::Manager;
+using HCrashRptMetaData::TableNode;
 using test_support::ScopedFakePlatform;
 using test_support::StdoutCapture;
 using test_support::TempDir;
@@ -101,6 +103,35 @@ TEST(StackTraceAnalysisTest, LastLineWithoutEndIsKept) {
     EXPECT_EQ("stacktrace[one, two]", treeText(manager.getTable().back()));
 }
 
+TEST(StackTraceAnalysisTest, EachLineIsTakenBeforeWhatItTellsAndTheirTableLast) {
+    TempDir dir;
+    writeFile(dir / "log", "# An unexpected error has occurred (11)\nlibzeb_A.so(f()+0x1)[0x1]\n");
+    Manager manager;
+    EXPECT_TRUE(manager.addStackTraceToMetaDataTable(dir / "log"));
+    const std::vector<TableNode*>& items = manager.getTable();
+    ASSERT_EQ((Texts{"signalNumber", "subSystem", "functionName", "stacktrace"}), keysOf(items));
+    const std::vector<TableNode*>& lines = items[3]->getTreeTable();
+    ASSERT_EQ(2u, lines.size());
+    // The arena hands out its blocks in rising order.
+    const std::vector<const TableNode*> taken = {lines[0], items[0], lines[1],
+                                                 items[1], items[2], items[3]};
+    for (std::size_t i = 1; i < taken.size(); ++i) EXPECT_LT(taken[i - 1], taken[i]) << i;
+}
+
+TEST(StackTraceAnalysisTest, LogThatExhaustsTheArenaKeepsWhatItToldBefore) {
+    TempDir dir;
+    writeFile(dir / "log",
+              "# An unexpected error has occurred (11)\nlibzeb_A.so(f()+0x1)[0x1]\nmore\n");
+    constexpr std::size_t kNodes = 2 + 3 * 2;  // two lines and three pairs
+    test_support::leaveInArena(kNodes * sizeof(TableNode));
+    StdoutCapture output;
+    Manager manager;
+    EXPECT_TRUE(manager.addStackTraceToMetaDataTable(dir / "log"));
+    EXPECT_EQ((Texts{"signalNumber[11]", "subSystem[A]", "functionName[f()]"}),
+              treeTexts(manager.getTable()));
+    EXPECT_EQ("", output.text());
+}
+
 // --- Choice of the frame -------------------------------------------------------------------------
 
 TEST(StackTraceAnalysisTest, WithoutInHouseFrameSubsystemAndFunctionAreEmpty) {
@@ -162,8 +193,7 @@ TEST(StackTraceAnalysisTest, ErrorLineMayBeAFrame) {
               analysisOf({"libzeb_A.so(f) An unexpected error has occurred+"}));
 }
 
-// --- One frame
-// -------------------------------------------------------------------------------------
+// --- One frame -------------------------------------------------------------------------------
 
 struct Frame {
     const char* line;
@@ -280,8 +310,7 @@ TEST(FailingFrameTest, RejectedFrameLeavesFoundAsItIs) {
     EXPECT_TRUE(found);
 }
 
-// --- Signal number
-// -----------------------------------------------------------------------------------
+// --- Signal number ---------------------------------------------------------------------------
 
 TEST(GetSignalNumberTest, IsTheTextBetweenTheFirstParentheses) {
     const std::vector<std::pair<std::string, std::string>> rows = {

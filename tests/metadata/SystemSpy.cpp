@@ -33,6 +33,14 @@ std::optional<std::string> SystemSpy::substituteFor(const std::string& command) 
     return "cat " + file;
 }
 
+std::string SystemSpy::fileInPlaceOf(const std::string& path) {
+    const auto found = files.find(path);
+    if (found == files.end()) return path;
+    const std::string file = m_dir / "file";
+    test_support::writeFile(file, found->second);
+    return file;
+}
+
 // A program's own definition comes before the C library's.
 
 extern "C" FILE* popen(const char* command, const char* mode) {
@@ -46,6 +54,15 @@ extern "C" FILE* popen(const char* command, const char* mode) {
     if (substitute) return real(substitute->c_str(), mode);
     errno = ENOMEM;
     return nullptr;
+}
+
+// By which the standard library opens its file streams; to be visible from there.
+extern "C" __attribute__((visibility("default"))) FILE* fopen64(const char* path,
+                                                                const char* mode) {
+    using Fopen = FILE* (*)(const char*, const char*);
+    static const auto real = reinterpret_cast<Fopen>(dlsym(RTLD_NEXT, "fopen64"));
+    SystemSpy* spy = SystemSpy::current();
+    return spy == nullptr ? real(path, mode) : real(spy->fileInPlaceOf(path).c_str(), mode);
 }
 
 extern "C" int uname(struct utsname* name) noexcept {

@@ -3,13 +3,14 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "support/TempDir.h"
 
-/// Stands in front of popen() and uname() of this program until the end of the scope.
+/// Stands in front of popen(), fopen() and uname() of this program until the end of the scope.
 class SystemSpy {
   public:
     SystemSpy();
@@ -24,9 +25,14 @@ class SystemSpy {
     /// commands are run.
     std::function<std::optional<std::string>(const std::string& command)> output;
     bool unameFails = false;
+    /// The content that a stream opened on a path finds in place of the real one.
+    std::map<std::string, std::string> files;
 
     /// The command to run for the one asked for; std::nullopt for a failure.
     std::optional<std::string> substituteFor(const std::string& command);
+
+    /// The file to open for the one asked for.
+    std::string fileInPlaceOf(const std::string& path);
 
     static SystemSpy* current();
 
