@@ -43,6 +43,20 @@ class JsonWriterTest : public testing::Test {
         EXPECT_EQ(dir / kFileName, path);
         return readFile(path);
     }
+    /// Writes a text of so many bytes where no file may grow beyond a limit.
+    void expectUnnoticedFailureBeyond(rlim_t limit, std::size_t textSize) {
+        manager.addItem("key", std::string(textSize, 'v'));
+        ChildProcess child = ChildProcess::fork([this, limit] {
+            signal(SIGXFSZ, SIG_IGN);  // writes beyond the limit fail instead
+            const struct rlimit limits = {limit, limit};
+            if (setrlimit(RLIMIT_FSIZE, &limits) != 0) return 1;
+            const std::string path = HCrashRptJsonWriter::writeJsonRpt(dir.path(), manager);
+            return path == dir / kFileName ? 0 : 2;
+        });
+        EXPECT_EQ(test_support::exitedWith(0), child.wait());
+        EXPECT_EQ("", child.standardOutput());
+        EXPECT_TRUE(namesIn(dir.path()).empty());
+    }
 
     ScopedFakePlatform platform;
     TempDir dir;
@@ -250,16 +264,12 @@ TEST_F(JsonWriterTest, FileThatCannotBeOpenedIsNamedWithoutABlank) {
 }
 
 TEST_F(JsonWriterTest, FailedWriteGoesUnnoticedAndLeavesNoHalfReport) {
-    manager.addItem("key", std::string(100000, 'v'));
-    ChildProcess child = ChildProcess::fork([this] {
-        signal(SIGXFSZ, SIG_IGN);  // writes beyond the limit fail instead
-        const struct rlimit limit = {1000, 1000};
-        if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
-        return HCrashRptJsonWriter::writeJsonRpt(dir.path(), manager) == dir / kFileName ? 0 : 2;
-    });
-    EXPECT_EQ(test_support::exitedWith(0), child.wait());
-    EXPECT_EQ("", child.standardOutput());
-    EXPECT_TRUE(namesIn(dir.path()).empty());
+    expectUnnoticedFailureBeyond(1000, 100000);
+}
+
+// So short that only the flush at the end writes at all.
+TEST_F(JsonWriterTest, FailedFlushGoesUnnoticedAndLeavesNoHalfReport) {
+    expectUnnoticedFailureBeyond(50, 100);
 }
 
 TEST_F(JsonWriterTest, FullDeviceGoesUnnoticed) {
@@ -325,8 +335,7 @@ TEST_F(JsonWriterTest, PopulateAddsToTheMembersThatAreThere) {
     EXPECT_EQ("{'first':'x','second':'y'}", valueText(document));
 }
 
-// --- Null children, left by an exhausted arena
-// -----------------------------------------------------
+// --- Null children, left by an exhausted arena -----------------------------------------------
 
 TEST_F(JsonWriterTest, PairWhoseValueFoundNoRoomHasTheEmptyString) {
     test_support::leaveInArena(2 * sizeof(TableNode) - 1);
