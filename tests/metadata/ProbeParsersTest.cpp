@@ -123,6 +123,7 @@ TEST(UtilizationTest, CpuColumnIsCutAtFixedPlaces) {
                                      {" ", " %"},
                                      {"x", " %"},
                                      {" 0.0", "0.0 %"},
+                                     {"  0.0  0.1", " %"},
                                  });
 }
 
@@ -137,6 +138,8 @@ TEST(UtilizationTest, MemoryColumnIsCutAtFixedPlaces) {
                                         {" 0.0 ", " %"},
                                         {" 0.0  ", " %"},
                                         {" 0.0   0.1", " 0.1 %"},
+                                        {" 0.0  0.1 ", "0.1  %"},
+                                        {"  0.0  0.1", ".0  0.1 %"},
                                     });
 }
 
@@ -156,6 +159,7 @@ TEST(WithoutProgramDirectoryTest, LeavesBaseNameAndArguments) {
                    {"C:\\a/prog x", "prog x"},
                    {"/opt/prog  two  blanks ", "prog  two  blanks "},
                    {"/opt/ x", " x"},
+                   {"/opt\tx/prog x", "prog x"},
                    {"/", ""},
                });
 }

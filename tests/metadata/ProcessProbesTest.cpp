@@ -2,6 +2,7 @@
 
 #include "TreeText.h"
 #include "hcrpt/HCrashRptMetaData.h"
+#include "support/CrashArena.h"
 #include "support/ScopedFakePlatform.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
@@ -83,6 +84,18 @@ TEST(GuiStrDumpTest, MissingFileAddsNothingAndSaysNothing) {
     Manager manager;
     EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));
     EXPECT_TRUE(manager.getTable().empty());
+    EXPECT_EQ("", output.text());
+}
+
+TEST(GuiStrDumpTest, DumpThatExhaustsTheArenaIsMissingWithoutAWord) {
+    test_support::leaveInArena(4 * sizeof(HCrashRptMetaData::TableNode));
+    TempDir dir;
+    writeFile(dir / "dump", "1\n2\n3\n");
+    StdoutCapture output;
+    Manager manager;
+    manager.addItem("before", "value");
+    EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));
+    EXPECT_EQ(Texts{"before[value]"}, treeTexts(manager.getTable()));
     EXPECT_EQ("", output.text());
 }
 

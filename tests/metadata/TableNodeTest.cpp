@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <type_traits>
 
 #include "TreeText.h"
 #include "hcrpt/HCrashRptMetaData.h"
@@ -18,6 +19,11 @@ TEST(TableNodeTest, DefaultNodeIsEmpty) {
     const TableNode node;
     EXPECT_EQ("", node.getKey());
     EXPECT_TRUE(node.getTreeTable().empty());
+}
+
+TEST(TableNodeTest, NodeTakesRoomForItsTextAndItsChildrenOnly) {
+    EXPECT_FALSE(std::is_polymorphic_v<TableNode>);
+    EXPECT_EQ(sizeof(std::string) + sizeof(std::vector<TableNode*>), sizeof(TableNode));
 }
 
 TEST(TableNodeTest, KeyAloneMakesALeaf) {
@@ -121,12 +127,13 @@ TEST(TableNodeTest, ListsAreCopiedSoThatLaterChangesOfTheSourceDoNotShow) {
 }
 
 TEST(TableNodeTest, ChildrenOutliveTheirParent) {
+    const std::string longText(100, 'v');  // on the heap, where a released text does not last
     std::vector<TableNode*> children;
     {
-        const TableNode node("key", std::string("value"));
+        const TableNode node("key", longText);
         children = node.getTreeTable();
     }
-    EXPECT_EQ("value", children[0]->getKey());
+    EXPECT_EQ(longText, children[0]->getKey());
 }
 
 TEST(TableNodeTest, GetKeyIsACopy) {
