@@ -127,6 +127,7 @@ TEST_F(PopulateTest, TwiceStillGivesThirteenItemsAndReleasesNoNode) {
     EXPECT_EQ(kKeys, keysOf(manager.getTable()));
     EXPECT_EQ("programName[another]", treeText(manager.getTable()[1]));
     EXPECT_EQ(texts, treeTexts(first));
+    EXPECT_EQ(8u, spy.commands.size()) << "nothing is cached";
 }
 
 TEST_F(PopulateTest, FailingMemoryProbeKeepsTheItemsBefore) {
@@ -145,6 +146,18 @@ TEST_F(PopulateTest, OddLineOfTheMemoryTableKeepsTheItemsBefore) {
     spy.files["/proc/meminfo"] = "MemTotal: 1 kB\nMemFree:\n";
     EXPECT_THROW(manager.populate(), std::out_of_range);
     EXPECT_EQ(Texts(kKeys.begin(), kKeys.end() - 1), keysOf(manager.getTable()));
+}
+
+TEST_F(PopulateTest, EmptyProbesStillGiveTheirItems) {
+    spy.output = [](const std::string&) { return ""; };
+    spy.unameFails = true;
+    spy.files = {{"/proc/cpuinfo", "processor\t: 0\n"}, {"/proc/meminfo", std::nullopt}};
+    manager.populate();
+    const Texts items = treeTexts(manager.getTable());
+    ASSERT_EQ(kKeys.size(), items.size());
+    EXPECT_EQ((Texts{"totalMemoryUsage[]", "memoryUtilization[ %]", "cpuUtilization[ %]",
+                     "osInfo[]", "cpuInfo[]", "memInfo"}),
+              Texts(items.begin() + 7, items.end()));
 }
 
 TEST_F(PopulateTest, FailureOfASecondRunLeavesNoItemOfTheFirst) {

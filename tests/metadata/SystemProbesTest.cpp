@@ -17,6 +17,7 @@
 #include "support/ChildProcess.h"
 #include "support/CrashArena.h"
 #include "support/ScopedFakePlatform.h"
+#include "support/StdoutCapture.h"
 #include "support/TempDir.h"
 
 using HCrashRptMetaData::Manager;
@@ -68,6 +69,10 @@ TEST(ExecLinuxCommandTest, NoOutputIsEmpty) {
 
 TEST(ExecLinuxCommandTest, OutputThatBeginsWithNulIsHarmless) {
     EXPECT_EQ("", Manager().execLinuxCommand("printf '\\0\\n'"));
+}
+
+TEST(ExecLinuxCommandTest, NulCutsItsPieceBeforeTheLastCharacterGoes) {
+    EXPECT_EQ("aef", Manager().execLinuxCommand("printf 'ab\\0cd\\nef\\n'"));
 }
 
 TEST(ExecLinuxCommandTest, PiecesOf127CharactersEachLoseTheirLastOne) {
@@ -185,6 +190,40 @@ TEST(SystemProbesTest, MemInfoLeavesOutLinesWithoutRoomInTheArena) {
     const std::vector<TableNode*> leaves = Manager().extract_memInfo();
     ASSERT_EQ(2u, leaves.size());
     EXPECT_EQ(0u, leaves[0]->getKey().find("MemTotal : "));
+}
+
+TEST(SystemProbesTest, CpuModelIsReadAfreshFromCpuinfo) {
+    SystemSpy spy;
+    const Manager manager;
+    spy.files["/proc/cpuinfo"] = "processor\t: 0\nmodel name\t: Fast CPU 3000\ncache\t: 1\n";
+    EXPECT_EQ("Fast CPU 3000", manager.extract_cpuModel());
+    spy.files["/proc/cpuinfo"] = "model name\t: Another\n";
+    EXPECT_EQ("Another", manager.extract_cpuModel());
+}
+
+TEST(SystemProbesTest, MemInfoKeepsEveryLineOfMeminfoWhateverItsName) {
+    SystemSpy spy;
+    spy.files["/proc/meminfo"] =
+        "MemTotal:       16384 kB\nAnything (at all):   0\nMemTotal: 7: 8\nZero:\t0 kB";
+    const Manager manager;
+    EXPECT_EQ(
+        (Texts{"MemTotal : 16384 kB", "Anything (at all) : 0", "MemTotal : 7", "Zero : \t0 kB"}),
+        treeTexts(manager.extract_memInfo()));
+}
+
+TEST(SystemProbesTest, MemInfoLineWithoutValueRaisesOutOfRange) {
+    SystemSpy spy;
+    spy.files["/proc/meminfo"] = "MemTotal:  1 kB\nOdd:   \nMemFree:  1 kB\n";
+    EXPECT_THROW(Manager().extract_memInfo(), std::out_of_range);
+}
+
+TEST(SystemProbesTest, FilesThatCannotBeOpenedGiveNothingAndSayNothing) {
+    SystemSpy spy;
+    spy.files = {{"/proc/cpuinfo", std::nullopt}, {"/proc/meminfo", std::nullopt}};
+    test_support::StdoutCapture output;
+    EXPECT_EQ("", Manager().extract_cpuModel());
+    EXPECT_TRUE(Manager().extract_memInfo().empty());
+    EXPECT_EQ("", output.text());
 }
 
 // --- Commands --------------------------------------------------------------------------------

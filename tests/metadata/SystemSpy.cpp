@@ -33,11 +33,12 @@ std::optional<std::string> SystemSpy::substituteFor(const std::string& command) 
     return "cat " + file;
 }
 
-std::string SystemSpy::fileInPlaceOf(const std::string& path) {
+std::optional<std::string> SystemSpy::fileInPlaceOf(const std::string& path) {
     const auto found = files.find(path);
     if (found == files.end()) return path;
+    if (!found->second) return std::nullopt;
     const std::string file = m_dir / "file";
-    test_support::writeFile(file, found->second);
+    test_support::writeFile(file, *found->second);
     return file;
 }
 
@@ -62,7 +63,11 @@ extern "C" __attribute__((visibility("default"))) FILE* fopen64(const char* path
     using Fopen = FILE* (*)(const char*, const char*);
     static const auto real = reinterpret_cast<Fopen>(dlsym(RTLD_NEXT, "fopen64"));
     SystemSpy* spy = SystemSpy::current();
-    return spy == nullptr ? real(path, mode) : real(spy->fileInPlaceOf(path).c_str(), mode);
+    if (spy == nullptr) return real(path, mode);
+    const std::optional<std::string> file = spy->fileInPlaceOf(path);
+    if (file) return real(file->c_str(), mode);
+    errno = ENOENT;
+    return nullptr;
 }
 
 extern "C" int uname(struct utsname* name) noexcept {

@@ -1,5 +1,5 @@
 /// @file
-/// The commands that probes run, seen and answered in the shell's place.
+/// What probes ask the system for, seen and answered in its place.
 #pragma once
 
 #include <functional>
@@ -25,14 +25,15 @@ class SystemSpy {
     /// commands are run.
     std::function<std::optional<std::string>(const std::string& command)> output;
     bool unameFails = false;
-    /// The content that a stream opened on a path finds in place of the real one.
-    std::map<std::string, std::string> files;
+    /// The content that a stream opened on a path finds in place of the real one; std::nullopt
+    /// makes the opening fail.
+    std::map<std::string, std::optional<std::string>> files;
 
     /// The command to run for the one asked for; std::nullopt for a failure.
     std::optional<std::string> substituteFor(const std::string& command);
 
-    /// The file to open for the one asked for.
-    std::string fileInPlaceOf(const std::string& path);
+    /// The file to open for the one asked for; std::nullopt for a failure.
+    std::optional<std::string> fileInPlaceOf(const std::string& path);
 
     static SystemSpy* current();
 
