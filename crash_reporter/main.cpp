@@ -16,8 +16,8 @@ namespace {
 
 constexpr int kPauseBetweenPasses = 1;  // seconds
 
-// Redirecting standard output into a directory that is not there would close it for good, so the
-// directory comes first.
+// The log's directory comes first: the redirection is tried once, and without it nobody would hear
+// of anything that goes wrong.
 bool openLog() {
     const std::string directory = HCrashRptSettings::crashReporterLogDir();
     if (!HUTFile(directory).mkDirRecursive() || access(directory.c_str(), W_OK | X_OK) != 0) {

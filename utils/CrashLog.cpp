@@ -12,8 +12,8 @@ void redirectStdoutToCrashLog() {
     const std::string pid = std::to_string(HUTEnv::getPid());
     hcrpt::redirectStandardOutput(HCrashRptSettings::crashReporterLogDir() +
                                   HUTFile::getDirSeparator() + "crashReporter" + pid + ".log");
-    // Set even when the log could not be opened: standard output is closed then, and a second
-    // attempt could not bring it back.
+    // Set even when the log could not be opened: the redirection is tried once in a process, and
+    // the messages stay on the console then.
     redirectedStdOut = true;
     hcrpt::printMessage("Started with processId = " + pid + ", at dir = '" + HUTEnv::getPWD() +
                         "', at time = " + timestamp());

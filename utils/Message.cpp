@@ -1,6 +1,8 @@
 #include "utils/Message.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 
@@ -23,6 +25,16 @@ void flush() {
 void restrictToOwner(int fd) {
     struct stat status = {};
     if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) fchmod(fd, S_IRUSR | S_IWUSR);
+}
+
+/// A freopen() that fails has closed the stream already, and with it the place where what follows
+/// could be said. So the file is tried first.
+bool canBeOpened(const std::string& path) {
+    const int fd =
+        open(path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (fd < 0) return false;
+    close(fd);
+    return true;
 }
 
 }  // namespace
@@ -49,6 +61,10 @@ void printUnflushed(const std::string& text) {
 void redirectStandardOutput(const std::string& path) {
     if (standardOutputClosed) return;
     const mode_t before = umask(S_IRWXG | S_IRWXO);
+    if (!canBeOpened(path)) {
+        umask(before);
+        return;
+    }
     const bool opened = std::freopen(path.c_str(), "w", stdout) != nullptr;
     umask(before);
     if (opened)

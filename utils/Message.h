@@ -20,7 +20,7 @@ void printRaw(const std::string& text);
 void printUnflushed(const std::string& text);
 
 /// Sends standard output into a file, which is made or emptied and is for its owner only. When the
-/// file cannot be opened, standard output is closed for good. One thread at a time.
+/// file cannot be opened, standard output stays where it is. One thread at a time.
 void redirectStandardOutput(const std::string& path);
 /// Closes standard output; nothing happens when it is closed already. One thread at a time.
 void closeStandardOutput();

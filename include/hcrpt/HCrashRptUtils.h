@@ -65,8 +65,8 @@ HCRPT_EXPORT std::string getCurrentTime();
 // --- The crash reporter's log ---------------------------------------------------------------
 
 /// Sends standard output into "crashReporter<pid>.log" in the session directory, once per process,
-/// and writes the line that says who started where and when. The directory must exist: a redirection
-/// that fails closes standard output for good. One thread at a time.
+/// and writes the line that says who started where and when. The directory is not made here; where
+/// the log cannot be opened, messages stay on the console. One thread at a time.
 HCRPT_EXPORT void redirectStdoutToCrashLog();
 /// Closes standard output when it has been redirected; redirectedStdOut stays set. Nothing may be
 /// printed afterwards.
@@ -89,17 +89,18 @@ HCRPT_EXPORT void deleteCrashStore();
 /// Removes the launch directory's whole ".crashReporter" tree, all sessions included. Prints a line
 /// on failure only.
 HCRPT_EXPORT void deleteCrashReporterDir();
-/// Full paths of the directory's entries, other than directories, whose names begin with the prefix,
-/// in the directory's own order. Empty when either text is empty or it is no directory.
-HCRPT_EXPORT std::vector<std::string> getFilesWithPrefix(std::string prefix,
-                                                         std::string directory);
+/// Full paths of the directory's entries, other than directories, whose names begin with the
+/// prefix, in the directory's own order. Empty when either text is empty or it is no directory.
+HCRPT_EXPORT std::vector<std::string> getFilesWithPrefix(std::string prefix, std::string directory);
 /// "send_success", "send_fail" or "send_later"; empty for any other value.
 HCRPT_EXPORT std::string backupStatusToString(HCrashRptSettings::RptBackupStatus status);
-/// Moves a report to the backup store under its name, a dot and its status, replacing an earlier one
-/// of that name. Copies, prints "[Crash Reporter] Moved crash report to backup store at ...", then
-/// removes the report, in this order and whether or not the copy succeeded. Does nothing but make
-/// the backup store when the report is missing.
-HCRPT_EXPORT void moveFileToBackupStore(std::string path, HCrashRptSettings::RptBackupStatus status);
+/// Moves a report to the backup store under its name, a dot and its status, replacing an earlier
+/// one of that name. Copies, prints "[Crash Reporter] Moved crash report to backup store at ...",
+/// then removes the report, in this order and whether or not the copy succeeded; of a copy that a
+/// full disk cut short, the part is kept. Does nothing but make the backup store when the report is
+/// missing.
+HCRPT_EXPORT void moveFileToBackupStore(std::string path,
+                                        HCrashRptSettings::RptBackupStatus status);
 
 // --- Lines of a stack trace -----------------------------------------------------------------
 
@@ -107,7 +108,9 @@ HCRPT_EXPORT void moveFileToBackupStore(std::string path, HCrashRptSettings::Rpt
 /// character stays as it is. @signalsafe
 HCRPT_EXPORT void removeFullPathToLibrary(char* text);
 /// The line with the name between its first "(" and its first "+" demangled, or the line unchanged
-/// when that is no mangled name. | input | result |
+/// when that is no mangled name.
+///
+/// | input | result |
 /// |---|---|
 /// | `libfoo.so(_ZN3foo3barEv+0x1a)[0x7f00]` | `libfoo.so(foo::bar()+0x1a)[0x7f00]` |
 /// | `libc.so.6(abort+0x12b)[0x7f00]` | unchanged |

@@ -153,19 +153,20 @@ TEST_F(CrashLogTest, RedirectionAfterClosingDoesNothing) {
     EXPECT_FALSE(fs::exists(dir / ".crashReporter/1/crashReporter4712.log"));
 }
 
-TEST_F(CrashLogTest, MissingDirectoryIsNotMadeAndCountsAsRedirected) {
+TEST_F(CrashLogTest, MissingDirectoryCountsAsRedirectedAndLeavesTheConsole) {
     auto child = ChildProcess::fork([&] {
         HCrashRptUtils::redirectStdoutToCrashLog();
         if (!HCrashRptUtils::redirectedStdOut) return 2;
-        // Neither a second attempt nor any message comes back from this.
+        // There is no second attempt.
         makeSessionDirectory();
         HCrashRptUtils::redirectStdoutToCrashLog();
-        hcrpt::printMessage("dropped");
-        HCrashRptUtils::closeCrashLogFile();
+        hcrpt::printMessage("on the console");
         return 0;
     });
     EXPECT_EQ(child.wait(), exitedWith(0));
-    EXPECT_EQ(child.standardOutput(), "");
+    const std::string output = child.standardOutput();
+    EXPECT_EQ(output.rfind("[Crash Reporter] Started with processId = ", 0), 0U) << output;
+    EXPECT_NE(output.find("\n[Crash Reporter] on the console\n"), std::string::npos) << output;
     EXPECT_FALSE(fs::exists(log));
 }
 
