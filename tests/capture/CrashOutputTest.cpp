@@ -1,0 +1,213 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdio_ext.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <string>
+#include <thread>
+
+#include "capture/CrashOutput.h"
+#include "capture/LinkSeams.h"
+#include "support/ChildProcess.h"
+#include "support/StdoutCapture.h"
+#include "support/TempDir.h"
+
+using hcrpt::flushStdout;
+using hcrpt::putStdout;
+using hcrpt::writeAll;
+using test_support::ChildProcess;
+using test_support::exitedWith;
+using test_support::readFile;
+using test_support::StdoutCapture;
+using test_support::TempDir;
+using test_support::writeFile;
+
+namespace {
+
+/// Holds stdio's lock of standard output in another thread, as a thread does that was stopped in
+/// the middle of printf(). It gives up after a while, so that a wait for it shows as a late end.
+class LockedStdout {
+  public:
+    LockedStdout()
+        : m_holder([this] {
+              flockfile(stdout);
+              m_held = true;
+              test_support::eventually([this] { return m_stop.load(); });
+              m_held = false;
+              funlockfile(stdout);
+          }) {
+        while (!m_held) std::this_thread::yield();
+    }
+    ~LockedStdout() {
+        m_stop = true;
+        m_holder.join();
+    }
+    bool isHeld() const { return m_held; }
+
+  private:
+    std::atomic<bool> m_held{false};
+    std::atomic<bool> m_stop{false};
+    std::thread m_holder;
+};
+
+// --- writeAll -----------------------------------------------------------------------------------
+
+TEST(WriteAllTest, WritesWhatAPipeTakesInPieces) {
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    std::string sent(1 << 20, 'x');
+    for (std::size_t i = 0; i < sent.size(); ++i) sent[i] = static_cast<char>('a' + i % 26);
+    std::string got;
+    std::thread reader([&] {
+        char buffer[1000];
+        ssize_t n;
+        while ((n = read(ends[0], buffer, sizeof buffer)) > 0)
+            got.append(buffer, static_cast<std::size_t>(n));
+    });
+    EXPECT_TRUE(writeAll(ends[1], sent.data(), sent.size()));
+    close(ends[1]);
+    reader.join();
+    close(ends[0]);
+    EXPECT_EQ(sent, got);
+}
+
+TEST(WriteAllTest, GoesOnAfterShortWrites) {
+    std::string written;
+    const seams::ScopedSeam seam(seams::onWrite, [&](int fd, const void* data, std::size_t size) {
+        EXPECT_EQ(77, fd);
+        const std::size_t part = std::min<std::size_t>(size, 3);
+        written.append(static_cast<const char*>(data), part);
+        return static_cast<ssize_t>(part);
+    });
+    EXPECT_TRUE(writeAll(77, "0123456789", 10));
+    EXPECT_EQ("0123456789", written);
+}
+
+TEST(WriteAllTest, GoesOnAfterASignal) {
+    int calls = 0;
+    std::string written;
+    const seams::ScopedSeam seam(seams::onWrite, [&](int, const void* data, std::size_t size) {
+        if (++calls % 2 == 1) {
+            errno = EINTR;
+            return ssize_t{-1};
+        }
+        const std::size_t part = std::min<std::size_t>(size, 4);
+        written.append(static_cast<const char*>(data), part);
+        return static_cast<ssize_t>(part);
+    });
+    EXPECT_TRUE(writeAll(77, "01234567", 8));
+    EXPECT_EQ("01234567", written);
+    EXPECT_EQ(4, calls);
+}
+
+TEST(WriteAllTest, TellsAnErrorAndTriesNoMore) {
+    int calls = 0;
+    const seams::ScopedSeam seam(seams::onWrite, [&](int, const void*, std::size_t) {
+        if (++calls == 1) return ssize_t{2};
+        errno = ENOSPC;
+        return ssize_t{-1};
+    });
+    EXPECT_FALSE(writeAll(77, "01234567", 8));
+    EXPECT_EQ(2, calls);
+}
+
+TEST(WriteAllTest, FailsOnAFullDeviceAndOnAClosedDescriptor) {
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(full, 0);
+    EXPECT_FALSE(writeAll(full, "x", 1));
+    close(full);
+    EXPECT_FALSE(writeAll(-1, "x", 1));
+}
+
+TEST(WriteAllTest, NothingToWriteSucceedsWithoutACall) {
+    EXPECT_TRUE(writeAll(-1, "", 0));
+}
+
+// --- putStdout ----------------------------------------------------------------------------------
+
+TEST(PutStdoutTest, TextGoesBehindWhatIsBuffered) {
+    const StdoutCapture capture;
+    std::fputs("first ", stdout);
+    putStdout("second ");
+    putStdout("third fourth", 6);
+    std::fputs("last", stdout);
+    EXPECT_EQ("", capture.flushedText()) << "stdio's buffer was passed by";
+    EXPECT_EQ("first second third last", capture.text());
+}
+
+TEST(PutStdoutTest, WithoutABufferTheTextGoesStraightToTheDescriptor) {
+    const TempDir directory;
+    const std::string path = directory / "out";
+    ChildProcess child = ChildProcess::fork([&] {
+        if (std::freopen(path.c_str(), "w", stdout) == nullptr) return 1;
+        if (__fbufsize(stdout) != 0) return 2;  // not a case of this test
+        putStdout("straight");
+        if (__fbufsize(stdout) != 0) return 3;  // stdio took a buffer from the heap
+        return readFile(path) == "straight" ? 0 : 4;
+    });
+    EXPECT_EQ(exitedWith(0), child.wait());
+}
+
+TEST(PutStdoutTest, ALockThatAnotherThreadHoldsIsNotWaitedFor) {
+    const StdoutCapture capture;
+    const LockedStdout lock;
+    putStdout("not waited");
+    EXPECT_TRUE(lock.isHeld());
+    EXPECT_EQ("not waited", capture.flushedText());
+}
+
+TEST(PutStdoutTest, ALockThatThisThreadHoldsIsNoObstacle) {
+    const StdoutCapture capture;
+    flockfile(stdout);
+    putStdout("inside");
+    flushStdout();
+    EXPECT_EQ("inside", capture.flushedText());
+    funlockfile(stdout);
+}
+
+TEST(PutStdoutTest, AClosedStandardOutputNeverReachesAnotherFile) {
+    const TempDir directory;
+    const std::string path = directory / "database";
+    ChildProcess child = ChildProcess::fork([&] {
+        std::fclose(stdout);
+        // The file of someone else takes the place of the closed descriptor.
+        if (open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600) != STDOUT_FILENO) return 1;
+        putStdout("message");
+        flushStdout();
+        {
+            const LockedStdout lock;
+            putStdout("message");
+            flushStdout();
+        }
+        return readFile(path).empty() ? 0 : 2;
+    });
+    EXPECT_EQ(exitedWith(0), child.wait());
+}
+
+// --- flushStdout --------------------------------------------------------------------------------
+
+TEST(FlushStdoutTest, FlushesWhatIsBuffered) {
+    const StdoutCapture capture;
+    std::fputs("text", stdout);
+    flushStdout();
+    EXPECT_EQ("text", capture.flushedText());
+}
+
+TEST(FlushStdoutTest, ALockThatAnotherThreadHoldsIsNotWaitedFor) {
+    const StdoutCapture capture;
+    std::fputs("text", stdout);
+    {
+        const LockedStdout lock;
+        flushStdout();
+        EXPECT_TRUE(lock.isHeld());
+        EXPECT_EQ("", capture.flushedText());
+    }
+    flushStdout();
+    EXPECT_EQ("text", capture.flushedText());
+}
+
+}  // namespace

@@ -1,0 +1,47 @@
+/// @file
+/// System calls of the code under test that a test can watch, answer or make fail.
+#pragma once
+
+#include <signal.h>
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdio>
+#include <ctime>
+#include <functional>
+#include <optional>
+#include <utility>
+
+/// The linker sends these calls here (--wrap). A function that is set answers instead of the
+/// system, unless it gives std::nullopt: then the real call follows.
+namespace seams {
+
+extern std::function<std::optional<ssize_t>(int fd, const void* data, std::size_t size)> onWrite;
+extern std::function<std::optional<int>(int fd)> onFsync;
+extern std::function<std::optional<int>(const char* path, int flags)> onOpen;
+extern std::function<std::optional<int>(const timespec* wanted)> onNanosleep;
+extern std::function<std::optional<sighandler_t>(int number)> onSignal;
+extern std::function<std::optional<int>(int number, bool sets)> onSigaction;
+extern std::function<std::optional<FILE*>(const char* command)> onPopen;
+/// Makes malloc() of exactly this size fail.
+extern std::optional<std::size_t> failingMallocSize;
+
+/// Sets a seam for the time of a scope.
+template <typename Function>
+class ScopedSeam {
+  public:
+    template <typename Value>
+    ScopedSeam(Function& seam, Value value) : m_seam(seam) {
+        m_seam = std::move(value);
+    }
+    ~ScopedSeam() { m_seam = Function(); }
+    ScopedSeam(const ScopedSeam&) = delete;
+    ScopedSeam& operator=(const ScopedSeam&) = delete;
+
+  private:
+    Function& m_seam;
+};
+template <typename Function, typename Value>
+ScopedSeam(Function&, Value) -> ScopedSeam<Function>;
+
+}  // namespace seams

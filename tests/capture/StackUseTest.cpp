@@ -1,0 +1,79 @@
+// How deep a dying process goes into its stacks. crash_host paints them beforehand.
+#include <gtest/gtest.h>
+#include <sys/auxv.h>
+
+#include <ostream>
+#include <string>
+
+#include "capture/CrashHost.h"
+#include "support/ChildProcess.h"
+
+using test_support::ChildProcess;
+using test_support::exitedWith;
+
+namespace {
+
+constexpr std::size_t kAlternateStackSize = 8192;
+constexpr std::size_t kSpare = 512;  // bytes to be left for a C library that needs a little more
+
+/// What the kernel takes of the alternate stack for a signal, on a processor with AVX-512: the
+/// largest state that a processor of this kind saves without AMX, which a process must ask for.
+constexpr std::size_t kKernelsLargestFrame = 3632;
+
+struct Scene {
+    const char* name;
+    const char* way;
+    const char* shellScript;
+    const char* session;  // null: a working one
+};
+
+void PrintTo(const Scene& scene, std::ostream* out) {
+    *out << scene.name;
+}
+
+class StackUseTest : public testing::TestWithParam<Scene> {};
+
+TEST_P(StackUseTest, LeavesRoomForALargerProcessorState) {
+#ifdef HCRPT_SANITIZE
+    GTEST_SKIP() << "a sanitizer's frames are several times larger";
+#endif
+    CrashHost host;
+    host.watchStacks();
+    if (GetParam().session != nullptr) host.options.set["ZEB_SESSION_INFO"] = GetParam().session;
+    ChildProcess child = host.start({GetParam().way}, GetParam().shellScript);
+    host.answerUntilTheEnd(child);
+    // The page beneath the alternate stack cannot be touched: a deeper use would kill by signal.
+    ASSERT_EQ(exitedWith(139), child.wait());
+
+    const std::size_t kernelsFrame = getauxval(AT_MINSIGSTKSZ);
+    ASSERT_GT(kernelsFrame, 0U) << "the kernel does not tell";
+    const std::size_t used = host.usedOfAlternateStack();
+    ASSERT_GT(used, kernelsFrame / 2) << "the routine did not run on the watched stack";
+    const std::size_t own = used > kernelsFrame ? used - kernelsFrame : 0;
+    EXPECT_LE(own + kKernelsLargestFrame + kSpare, kAlternateStackSize)
+        << "used " << used << " bytes, of which the kernel up to " << kernelsFrame;
+    RecordProperty("altstack_used", static_cast<int>(used));
+    RecordProperty("altstack_kernel", static_cast<int>(kernelsFrame));
+
+    const std::size_t usedOfCrashStack = host.usedOfCrashStack();
+    EXPECT_GT(usedOfCrashStack, 0U) << "the heavy steps did not run on the watched stack";
+    EXPECT_LE(usedOfCrashStack, host.sizeOfCrashStack() / 2);
+    RecordProperty("crashstack_used", static_cast<int>(usedOfCrashStack));
+}
+
+constexpr char kRawTraceCannotBeMade[] = "mkdir \"hs_mangled_err_pid$$.log\"";
+constexpr char kNoStore[] = "/dev/null:session";
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, StackUseTest,
+    testing::Values(Scene{"NullWrite", "null-write", "", nullptr},
+                    Scene{"Recursion", "recursion", "", nullptr},
+                    Scene{"Deep", "deep", "", nullptr},
+                    Scene{"StaticDestruction", "static-destruction", "", nullptr},
+                    Scene{"NoRawTrace", "null-write", kRawTraceCannotBeMade, nullptr},
+                    Scene{"NoStore", "null-write", "", kNoStore},
+                    Scene{"NeitherRawTraceNorStore", "null-write", kRawTraceCannotBeMade,
+                          kNoStore}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+}  // namespace
