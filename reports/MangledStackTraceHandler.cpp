@@ -82,7 +82,7 @@ std::string MangledStackTraceHandler::demangleBTFile(const std::string& rawTrace
     if (!readable.isOpen()) return log;
     makeReadable(raw, readable.stream());
     // Also when the disk was full: half a trace tells more than none.
-    readable.commit();
+    readable.commitPart();
     return log;
 }
 

@@ -7,12 +7,13 @@
 
 namespace {
 
-/// Copies byte for byte. What can be had of a report is kept, so failures are not looked at.
+/// Copies byte for byte. On purpose failures are not looked at: the report itself is removed
+/// afterwards, so what could be copied of it is kept, also in place of an earlier copy.
 void copyFile(const std::string& from, const std::string& to) {
     std::ifstream in(from, std::ios::binary);
     hcrpt::WholeFile out(to);
     out.stream() << in.rdbuf();
-    out.commit();
+    out.commitPart();
 }
 
 }  // namespace

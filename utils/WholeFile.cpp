@@ -44,11 +44,23 @@ bool WholeFile::isOpen() const {
     return m_stream.is_open();
 }
 
-void WholeFile::commit() {
-    if (!isOpen()) return;
+bool WholeFile::commit() {
+    if (!isOpen()) return false;
+    // Some file systems tell of a full disk only when the file is closed.
     m_stream.close();
+    return !m_stream.fail() && putInPlace();
+}
+
+bool WholeFile::commitPart() {
+    if (!isOpen()) return false;
+    m_stream.close();
+    return putInPlace();
+}
+
+bool WholeFile::putInPlace() {
     // Stays false when the place cannot be taken, so that the destructor clears away.
     m_committed = m_temporary.empty() || std::rename(m_temporary.c_str(), m_path.c_str()) == 0;
+    return m_committed;
 }
 
 bool WholeFile::openBeside() {

@@ -18,7 +18,7 @@ class WholeFile {
   public:
     /// Opens the file for writing; see isOpen().
     explicit WholeFile(const std::string& path);
-    /// Without commit(), removes the file beside the place; the place is left as it was.
+    /// Removes the file beside the place unless it was put there; the place is left as it was.
     ~WholeFile();
     WholeFile(const WholeFile&) = delete;
     WholeFile& operator=(const WholeFile&) = delete;
@@ -27,10 +27,18 @@ class WholeFile {
     /// file that this user may not write.
     bool isOpen() const;
     std::ofstream& stream() { return m_stream; }
-    /// Flushes, closes and puts the file into its place, replacing an older one.
-    void commit();
+    /// Closes the file and puts it into its place, replacing an older one, if all that was written
+    /// has arrived. Otherwise the place is left as it was, but for one that is written directly.
+    /// For texts: a stream buffer inserted as a whole does not report a short write.
+    /// @return whether the complete file is in its place.
+    bool commit();
+    /// Closes the file and puts it into its place, replacing an older one, whatever the stream's
+    /// state: for content of which a part, cut off by a full disk, is better than none.
+    /// @return whether what has arrived is in its place.
+    bool commitPart();
 
   private:
+    bool putInPlace();
     bool openBeside();
     void openInPlace();
 

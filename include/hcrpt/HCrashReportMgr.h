@@ -35,7 +35,7 @@ class HCRPT_EXPORT MangledStackTraceHandler : public HCrashReportHandler {
     /// Writes the readable log of one raw trace beside it, under the path without its first
     /// "mangled_": lines without directories, without frames of this library and of the in-house
     /// stream library, without empty lines, with demangled names. The log appears whole under its
-    /// name; a log of that name is replaced.
+    /// name; a log of that name is replaced. On a full disk it is cut short.
     /// @return the log's path, also when the raw trace cannot be read; empty when the path holds no
     ///         "mangled_".
     /// @throws std::out_of_range for a path of fewer than 18 characters.

@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -8,12 +10,15 @@
 #include <vector>
 
 #include "hcrpt/HCrashRptUtils.h"
+#include "support/ChildProcess.h"
 #include "support/ScopedFakePlatform.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
 #include "utils/LinkSeams.h"
 
 using seams::ScopedSeam;
+using test_support::ChildProcess;
+using test_support::exitedWith;
 using test_support::ScopedFakePlatform;
 using test_support::StdoutCapture;
 using test_support::TempDir;
@@ -172,6 +177,31 @@ TEST_F(BackupStoreTest, ReportIsAnnouncedAndRemovedEvenWhenTheCopyFails) {
     EXPECT_EQ(capture.flushedText(), movedLine(destination));
     EXPECT_FALSE(fs::exists(report));
     EXPECT_TRUE(fs::is_directory(destination));
+}
+
+TEST_F(BackupStoreTest, FullDiskKeepsWhatFitsAlsoInPlaceOfAnEarlierCopy) {
+    constexpr rlim_t kRoom = 1000;
+    const std::string destination = store + "/CrashReport_x.json.send_fail";
+    const std::string content = "new" + std::string(100000, 'x');
+    fs::create_directories(store);
+    for (const bool earlier : {false, true}) {
+        fs::remove(destination);
+        if (earlier) test_support::writeFile(destination, std::string(2000, 'o'));
+        test_support::writeFile(report, content);
+        auto child = ChildProcess::fork([&] {
+            signal(SIGXFSZ, SIG_IGN);
+            const rlimit limit = {kRoom, kRoom};
+            if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 2;
+            HCrashRptUtils::moveFileToBackupStore(report, HCrashRptSettings::SEND_FAIL);
+            return 0;
+        });
+        EXPECT_EQ(child.wait(), exitedWith(0));
+        EXPECT_EQ(child.standardOutput(), movedLine(destination));
+        EXPECT_EQ(test_support::readFile(destination), content.substr(0, kRoom));
+        EXPECT_EQ(test_support::namesIn(store),
+                  std::vector<std::string>{"CrashReport_x.json.send_fail"});
+        EXPECT_FALSE(fs::exists(report));
+    }
 }
 
 TEST_F(BackupStoreTest, OnlyOneLevelOfTheStoreIsMade) {

@@ -1,5 +1,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -31,6 +33,17 @@ mode_t permissionsOf(const std::string& path) {
     return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
 }
 
+constexpr rlim_t kRoom = 10;
+/// The first waits in the stream's buffer until the file is closed, the second is too long for it.
+const std::string kTooLongContents[] = {std::string(25, 'x'), std::string(100000, 'x')};
+
+/// Stands for a disk with room for files of kRoom bytes.
+bool fillDisk() {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {kRoom, kRoom};
+    return setrlimit(RLIMIT_FSIZE, &limit) == 0;
+}
+
 /// Permission bits do not bind root: runs the body in a child as an ordinary user.
 int asOrdinaryUser(const std::function<int()>& body) {
     if (geteuid() == 0 && seteuid(kSomeOrdinaryUser) != 0) return 100;
@@ -45,7 +58,7 @@ TEST(WholeFileTest, AppearsOnlyWhenItIsComplete) {
     ASSERT_TRUE(file.isOpen());
     file.stream() << "content" << std::flush;
     EXPECT_FALSE(fs::exists(dir / "file"));
-    file.commit();
+    EXPECT_TRUE(file.commit());
     EXPECT_EQ(test_support::readFile(dir / "file"), "content");
     EXPECT_EQ(test_support::namesIn(dir.path()), Names{"file"});
 }
@@ -95,8 +108,61 @@ TEST(WholeFileTest, WithoutCommitNothingIsLeft) {
 TEST(WholeFileTest, EmptyContentMakesAnEmptyFile) {
     const TempDir dir;
     WholeFile file(dir / "file");
-    file.commit();
+    EXPECT_TRUE(file.commit());
     EXPECT_EQ(test_support::readFile(dir / "file"), "");
+}
+
+TEST(WholeFileTest, ContentThatDidNotArriveLeavesThePlaceAsItWas) {
+    for (const std::string& content : kTooLongContents) {
+        const TempDir dir;
+        test_support::writeFile(dir / "older", "older");
+        for (const char* name : {"older", "new"}) {
+            auto child = ChildProcess::fork([&] {
+                if (!fillDisk()) return 2;
+                WholeFile file(dir / name);
+                file.stream() << content;
+                return file.commit() ? 3 : 0;
+            });
+            EXPECT_EQ(child.wait(), exitedWith(0));
+        }
+        EXPECT_EQ(test_support::readFile(dir / "older"), "older");
+        EXPECT_EQ(test_support::namesIn(dir.path()), Names{"older"});
+    }
+}
+
+TEST(WholeFileTest, PartIsPutInPlaceWhenAskedFor) {
+    for (const std::string& content : kTooLongContents) {
+        const TempDir dir;
+        test_support::writeFile(dir / "older", "older");
+        for (const char* name : {"older", "new"}) {
+            auto child = ChildProcess::fork([&] {
+                if (!fillDisk()) return 2;
+                WholeFile file(dir / name);
+                file.stream() << content;
+                return file.commitPart() ? 0 : 3;
+            });
+            EXPECT_EQ(child.wait(), exitedWith(0));
+            EXPECT_EQ(test_support::readFile(dir / name), std::string(kRoom, 'x'));
+        }
+        EXPECT_EQ(test_support::namesIn(dir.path()), (Names{"new", "older"}));
+    }
+}
+
+TEST(WholeFileTest, ContentLostByADeviceIsNoSuccess) {
+    WholeFile file("/dev/full");
+    ASSERT_TRUE(file.isOpen());
+    file.stream() << "text";
+    EXPECT_FALSE(file.commit());
+}
+
+TEST(WholeFileTest, IsPutInPlaceOnceOnly) {
+    const TempDir dir;
+    WholeFile file(dir / "file");
+    EXPECT_TRUE(file.commitPart());
+    fs::remove(dir / "file");
+    EXPECT_FALSE(file.commit());
+    EXPECT_FALSE(file.commitPart());
+    EXPECT_TRUE(test_support::namesIn(dir.path()).empty());
 }
 
 TEST(WholeFileTest, EveryByteArrives) {
@@ -114,7 +180,8 @@ TEST(WholeFileTest, DirectoryInItsPlaceCannotBeWritten) {
     fs::create_directories(dir / "place");
     WholeFile file(dir / "place");
     EXPECT_FALSE(file.isOpen());
-    file.commit();
+    EXPECT_FALSE(file.commit());
+    EXPECT_FALSE(file.commitPart());
     EXPECT_TRUE(fs::is_directory(dir / "place"));
     EXPECT_EQ(test_support::namesIn(dir.path()), Names{"place"});
 }
@@ -126,7 +193,8 @@ TEST(WholeFileTest, PlacesThatCannotBeAreNotOpen) {
          {dir / "missing/file", dir / "file/below", dir / "new/", std::string()}) {
         WholeFile file(path);
         EXPECT_FALSE(file.isOpen()) << path;
-        file.commit();
+        EXPECT_FALSE(file.commit()) << path;
+        EXPECT_FALSE(file.commitPart()) << path;
     }
     EXPECT_EQ(test_support::namesIn(dir.path()), Names{"file"});
 }
@@ -192,7 +260,7 @@ TEST(WholeFileTest, WhatIsNoFileIsWrittenNotReplaced) {
         WholeFile file(dir / name);
         ASSERT_TRUE(file.isOpen());
         file.stream() << "text";
-        file.commit();
+        EXPECT_TRUE(file.commit());
         char text[8] = {};
         EXPECT_EQ(read(reader, text, sizeof text - 1), 4);
         EXPECT_STREQ(text, "text");
@@ -210,7 +278,7 @@ TEST(WholeFileTest, PlaceTakenMeanwhileLeavesNoLitter) {
         WholeFile file(dir / "file");
         file.stream() << "content";
         fs::create_directories(dir / "file");
-        file.commit();
+        EXPECT_FALSE(file.commit());
     }
     EXPECT_TRUE(fs::is_directory(dir / "file"));
     EXPECT_EQ(test_support::namesIn(dir.path()), Names{"file"});
@@ -226,8 +294,7 @@ TEST(WholeFileTest, WritableFileInAProtectedDirectoryIsWrittenInPlace) {
             WholeFile file(dir / "file");
             if (!file.isOpen()) return 2;
             file.stream() << "new";
-            file.commit();
-            return 0;
+            return file.commit() ? 0 : 3;
         });
     });
     EXPECT_EQ(child.wait(), exitedWith(0));
