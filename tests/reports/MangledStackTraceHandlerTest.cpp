@@ -62,8 +62,7 @@ int __wrap_rename(const char* from, const char* to) {
 }
 #pragma GCC visibility pop
 
-// --- Lines
-// ----------------------------------------------------------------------------------------
+// --- Lines ---------------------------------------------------------------------------------------
 
 TEST_F(MangledStackTraceHandlerTest, LinesLoseTheirPathAndShowReadableNames) {
     EXPECT_EQ(readable("Stack trace:\n"
@@ -145,8 +144,7 @@ TEST_F(MangledStackTraceHandlerTest, LineLongerThanAnyStackPasses) {
     EXPECT_TRUE(readable("/opt/" + name + "\nnext\n") == name + "\nnext\n");
 }
 
-// --- Paths and files
-// --------------------------------------------------------------------------------
+// --- Paths and files -----------------------------------------------------------------------------
 
 TEST_F(MangledStackTraceHandlerTest, PathOfFewerThan18CharactersIsOutOfRange) {
     for (const char* path : {"", "mangled_", "/t/mangled_pid12", "12345678901234567"})
@@ -251,8 +249,7 @@ TEST_F(MangledStackTraceHandlerTest, FullDiskStillReleasesTheWaitingProcess) {
     EXPECT_LE(fs::file_size(log), kRoom);
 }
 
-// --- Lists
-// ------------------------------------------------------------------------------------------
+// --- Lists ---------------------------------------------------------------------------------------
 
 TEST_F(MangledStackTraceHandlerTest, ResultsKeepTheirOrderEmptyOnesIncluded) {
     const std::string second = dir / "hs_mangled_err_pid2.log";

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "hcrpt/HCrashRptSettings.h"
 #include "support/ScopedEnvVar.h"
@@ -92,6 +93,25 @@ TEST(HCrashRptPathsTest, BackupStoreLiesInTheUsersDataAndIsSharedBySessions) {
     EXPECT_EQ(HCrashRptSettings::getCrashBackupStorePath(), "/home/u/.data/crashStoreBackup");
     info.set("/other:2");
     EXPECT_EQ(HCrashRptSettings::getCrashBackupStorePath(), "/home/u/.data/crashStoreBackup");
+}
+
+TEST(HCrashRptPathsTest, PlatformDirectoriesAreJoinedWithoutNormalising) {
+    ScopedFakePlatform platform;
+    std::vector<std::string> asked;
+    platform.onExists = [&](const std::string& path) {
+        asked.push_back(path);
+        return false;
+    };
+    platform.fakeAppRoot = "/opt//app/";
+    HCrashRptSettings::getAppPath("velcurl");
+    platform.fakeAppRoot = "";
+    HCrashRptSettings::getAppPath("a/../b");
+    EXPECT_EQ(asked, (std::vector<std::string>{"/opt//app//bin/unwrapped/lnx64.o/velcurl",
+                                               "/bin/unwrapped/lnx64.o/a/../b"}));
+    platform.fakeAppDataDir = "/data/";
+    EXPECT_EQ(HCrashRptSettings::getCrashBackupStorePath(), "/data//crashStoreBackup");
+    platform.fakeAppDataDir = "";
+    EXPECT_EQ(HCrashRptSettings::getCrashBackupStorePath(), "/crashStoreBackup");
 }
 
 TEST(HCrashRptPathsTest, GuiDumpNameLowersTheProductsFirstCharacterOnly) {

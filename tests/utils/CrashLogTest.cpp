@@ -170,6 +170,15 @@ TEST_F(CrashLogTest, MissingDirectoryCountsAsRedirectedAndLeavesTheConsole) {
     EXPECT_FALSE(fs::exists(log));
 }
 
+TEST_F(CrashLogTest, ClosingAfterAFailedRedirectionClosesTheConsole) {
+    auto child = ChildProcess::fork([&] {
+        HCrashRptUtils::redirectStdoutToCrashLog();
+        HCrashRptUtils::closeCrashLogFile();
+        return fcntl(STDOUT_FILENO, F_GETFD) == -1 ? 0 : 2;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+}
+
 TEST_F(CrashLogTest, MissingDirectoryStaysMissing) {
     auto child = ChildProcess::fork([&] {
         HCrashRptUtils::redirectStdoutToCrashLog();

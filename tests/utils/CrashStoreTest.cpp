@@ -73,7 +73,7 @@ std::vector<std::string> sorted(std::vector<std::string> texts) {
 
 }  // namespace
 
-// --- createCrashStore ---------------------------------------------------------------------------
+// --- createCrashStore ----------------------------------------------------------------------------
 
 TEST_F(CrashStoreTest, StoreIsMadeWithItsParentsInSilence) {
     const StdoutCapture capture;
@@ -125,6 +125,18 @@ TEST_F(CrashStoreTest, FileInPlaceOfAParentIsAnError) {
                   " Please check folder path exists or has write permission.\n");
 }
 
+TEST_F(CrashStoreTest, FileInPlaceOfTheStoreCountsAsTheStore) {
+    fs::create_directories(scratchDir + "/1");
+    test_support::writeFile(store, "x");
+    const StdoutCapture capture;
+    EXPECT_TRUE(HCrashRptUtils::createCrashStore());
+    EXPECT_EQ(capture.text(), "");
+    EXPECT_EQ(test_support::readFile(store), "x");
+    HCrashRptUtils::deleteCrashStore();
+    EXPECT_EQ(capture.flushedText(), "[Crash Reporter] Deleted crash store.\n");
+    EXPECT_FALSE(fs::exists(store));
+}
+
 TEST_F(CrashStoreTest, WhetherItExistsAfterwardsDecidesNotTheMaking) {
     // As when another process has made it meanwhile.
     platform.onMkDirRecursive = [](const std::string& path) {
@@ -168,8 +180,7 @@ TEST_F(CrashStoreTest, SeveralProcessesMakeItAtOnce) {
     }
 }
 
-// --- deleteCrashStore, deleteCrashReporterDir
-// -----------------------------------------------------
+// --- deleteCrashStore, deleteCrashReporterDir ----------------------------------------------------
 
 TEST_F(CrashStoreTest, DeletingRemovesTheStoreAndAllInIt) {
     fs::create_directories(store + "/below");
@@ -236,8 +247,7 @@ TEST_F(CrashStoreTest, ReporterDirectoryThatStaysIsAnError) {
               "[Crash Reporter] Error: Could not delete crash reporter directory.\n");
 }
 
-// --- getFilesWithPrefix
-// -----------------------------------------------------------------------------
+// --- getFilesWithPrefix --------------------------------------------------------------------------
 
 TEST_F(CrashStoreTest, ListsFilesThatBeginWithThePrefix) {
     for (const char* name : {"CrashReport_a.json", "crashreport_b.json", "CrashReport_",

@@ -184,11 +184,12 @@ TEST(FileUtilsTest, MissingReportIsRemovedInVainWithAMessage) {
     const TempDir dir;
     ScopedFakePlatform platform;
     std::vector<std::string> removed;
+    const StdoutCapture capture;
     platform.onRm = [&](const std::string& path) {
         removed.push_back(path);
+        EXPECT_EQ(capture.text(), "") << "the message follows the removal";
         return false;
     };
-    const StdoutCapture capture;
     EXPECT_TRUE(HCrashRptUtils::handleIfEmptyFile(dir / "missing"));
     EXPECT_EQ(capture.flushedText(), kEmptyReportLine);
     EXPECT_EQ(removed, std::vector<std::string>{dir / "missing"});

@@ -17,6 +17,7 @@
 #include "hcrpt/HCrashRptUtils.h"
 #include "support/ChildProcess.h"
 #include "support/ScopedEnvVar.h"
+#include "support/ScopedFakePlatform.h"
 #include "support/TempDir.h"
 #include "utils/LinkSeams.h"
 
@@ -24,6 +25,7 @@ using seams::ScopedSeam;
 using test_support::ChildProcess;
 using test_support::exitedWith;
 using test_support::ScopedEnvVar;
+using test_support::ScopedFakePlatform;
 using test_support::TempDir;
 
 namespace fs = std::filesystem;
@@ -71,6 +73,18 @@ TEST(ProcessUtilsTest, ProcessIdIsNotValidated) {
     EXPECT_TRUE(HCrashRptUtils::isProcessRunning("self"));
     EXPECT_FALSE(HCrashRptUtils::isProcessRunning("no such process"));
     EXPECT_FALSE(HCrashRptUtils::isProcessRunning("1\n"));
+}
+
+TEST(ProcessUtilsTest, ThePlatformIsAskedForTheProcessesDirectory) {
+    ScopedFakePlatform platform;
+    std::vector<std::string> asked;
+    platform.onExists = [&](const std::string& path) {
+        asked.push_back(path);
+        return false;
+    };
+    EXPECT_FALSE(HCrashRptUtils::isProcessRunning("1"));
+    EXPECT_FALSE(HCrashRptUtils::isProcessRunning(""));
+    EXPECT_EQ(asked, (std::vector<std::string>{"/proc/1", "/proc/"}));
 }
 
 TEST(ForkNewProcessTest, ArgumentsArriveAsTheyAre) {
