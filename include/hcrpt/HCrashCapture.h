@@ -180,3 +180,20 @@ class HCRPT_EXPORT HCrptExceptionMgr {
 };
 
 }  // namespace HCrashReporter
+
+/// Failures on purpose, for debugging commands of the host. Stateless. @ordinary
+class HCRPT_EXPORT HCrashRptDebug {
+  public:
+    /// Calls itself without end and never returns. Built without optimisation it overflows the
+    /// stack; an optimised build turns the call into a loop and the process spins for ever.
+    static void forceStackOverflow(int value);
+    /// Starts a copy of this process that dies of SIGABRT, by way of the installed handler, while
+    /// this process goes on. The copy's traces carry the id of the process that installed the
+    /// handler. The caller waits for the copy as for any child.
+    /// @return the copy's process id; -1 when there could be none.
+    static int forceCoreDump();
+    /// Lifts the limit on the size of core files, the hard one too. Prints "[Crash Reporter] Error:
+    /// Unable to set core dump size to unlimited" when that is not allowed. Core files are written
+    /// only where no handler is installed: the crash routine ends by exit.
+    static void setCoreFileSizeLimit();
+};

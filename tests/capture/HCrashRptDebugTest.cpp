@@ -10,10 +10,13 @@
 #include <filesystem>
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "capture/CrashScene.h"
+#include "capture/LinkSeams.h"
 #include "hcrpt/HCrashCapture.h"
 #include "support/ChildProcess.h"
+#include "support/StdoutCapture.h"
 
 using test_support::ChildProcess;
 using test_support::exitedWith;
@@ -171,35 +174,33 @@ TEST_F(HCrashRptDebugTest, FiniteHardLimitOfAnOrdinaryUserIsToldOnce) {
 }
 
 TEST_F(HCrashRptDebugTest, LimitsAreLiftedWhereThatIsAllowed) {
-    rlimit found = {};
-    getrlimit(RLIMIT_CORE, &found);
-    const rlim_t hard = found.rlim_max;
-    const bool finite = hard != RLIM_INFINITY;
-    if (finite && geteuid() != 0) GTEST_SKIP() << "needs an unlimited hard limit";
-    ChildProcess child = ChildProcess::fork([hard] {
-        if (!setLimits(RLIMIT_CORE, 0, hard)) return kNotReady;
-        HCrashRptDebug::setCoreFileSizeLimit();
-        rlimit limits = {};
-        getrlimit(RLIMIT_CORE, &limits);
-        return limits.rlim_cur == RLIM_INFINITY && limits.rlim_max == RLIM_INFINITY ? 0 : 1;
-    });
-    EXPECT_EQ(exitedWith(0), child.wait());
-    EXPECT_EQ("", child.standardOutput());
-}
-
-TEST_F(HCrashRptDebugTest, RootLiftsTheHardLimitToo) {
     ChildProcess child = ChildProcess::fork([] {
-        if (!setLimits(RLIMIT_CORE, 0, kFiniteCoreSize)) return kNotReady;
-        if (!setLimits(RLIMIT_CORE, 0, 2 * kFiniteCoreSize)) return kNotReady;
+        if (!setLimits(RLIMIT_CORE, 0, RLIM_INFINITY)) return kNotReady;
         HCrashRptDebug::setCoreFileSizeLimit();
         rlimit limits = {};
         getrlimit(RLIMIT_CORE, &limits);
         return limits.rlim_cur == RLIM_INFINITY && limits.rlim_max == RLIM_INFINITY ? 0 : 1;
     });
     const test_support::ExitState end = child.wait();
-    if (end == exitedWith(kNotReady)) GTEST_SKIP() << "this user may not raise a hard limit";
+    if (end == exitedWith(kNotReady)) GTEST_SKIP() << "the hard limit is finite here";
     EXPECT_EQ(exitedWith(0), end);
     EXPECT_EQ("", child.standardOutput());
+}
+
+// Only few users may raise the hard limit in earnest.
+TEST_F(HCrashRptDebugTest, SoftAndHardLimitOfCoreFilesAreLiftedInOneCall) {
+    std::vector<rlimit> asked;
+    const seams::ScopedSeam seam(seams::onSetrlimit, [&](int resource, const rlimit& limits) {
+        EXPECT_EQ(static_cast<int>(RLIMIT_CORE), resource);
+        asked.push_back(limits);
+        return 0;
+    });
+    const test_support::StdoutCapture output;
+    HCrashRptDebug::setCoreFileSizeLimit();
+    ASSERT_EQ(1U, asked.size());
+    EXPECT_EQ(RLIM_INFINITY, asked[0].rlim_cur);
+    EXPECT_EQ(RLIM_INFINITY, asked[0].rlim_max);
+    EXPECT_EQ("", output.text());
 }
 
 // --- forceStackOverflow -------------------------------------------------------------------------

@@ -14,6 +14,7 @@ std::function<std::optional<int>(const timespec*)> onNanosleep;
 std::function<std::optional<sighandler_t>(int)> onSignal;
 std::function<std::optional<int>(int, bool)> onSigaction;
 std::function<std::optional<FILE*>(const char*)> onPopen;
+std::function<std::optional<int>(int, const rlimit&)> onSetrlimit;
 std::optional<std::size_t> failingMallocSize;
 
 }  // namespace seams
@@ -28,6 +29,7 @@ int __real_nanosleep(const timespec* wanted, timespec* left);
 sighandler_t __real_signal(int number, sighandler_t handler);
 int __real_sigaction(int number, const struct sigaction* action, struct sigaction* before);
 FILE* __real_popen(const char* command, const char* mode);
+int __real_setrlimit(int resource, const rlimit* limits);
 void* __real_malloc(std::size_t size);
 
 ssize_t __wrap_write(int fd, const void* data, std::size_t size) {
@@ -77,6 +79,12 @@ FILE* __wrap_popen(const char* command, const char* mode) {
     if (seams::onPopen)
         if (const auto answer = seams::onPopen(command)) return *answer;
     return __real_popen(command, mode);
+}
+
+int __wrap_setrlimit(int resource, const rlimit* limits) {
+    if (seams::onSetrlimit)
+        if (const auto answer = seams::onSetrlimit(resource, *limits)) return *answer;
+    return __real_setrlimit(resource, limits);
 }
 
 void* __wrap_malloc(std::size_t size) {

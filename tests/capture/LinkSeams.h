@@ -3,6 +3,7 @@
 #pragma once
 
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/types.h>
 
 #include <cstddef>
@@ -23,6 +24,7 @@ extern std::function<std::optional<int>(const timespec* wanted)> onNanosleep;
 extern std::function<std::optional<sighandler_t>(int number)> onSignal;
 extern std::function<std::optional<int>(int number, bool sets)> onSigaction;
 extern std::function<std::optional<FILE*>(const char* command)> onPopen;
+extern std::function<std::optional<int>(int resource, const rlimit& limits)> onSetrlimit;
 /// Makes malloc() of exactly this size fail.
 extern std::optional<std::size_t> failingMallocSize;
 
