@@ -1,0 +1,80 @@
+#include <fstream>
+
+#include "HUTFile.h"
+#include "hcrpt/HCrashRptWriters.h"
+#include "utils/Message.h"
+#include "utils/WholeFile.h"
+#include "writers/ReportFileName.h"
+
+using HCrashRptMetaData::Manager;
+using HCrashRptMetaData::TableNode;
+
+namespace {
+
+/// Items of this name, written exactly so, are gathered at the end of the document.
+constexpr char kStackTraceKey[] = "stacktrace";
+
+}  // namespace
+
+std::string HCrashRptXmlWriter::writeXmlRpt(const std::string& directory, Manager& manager) {
+    const std::string path = directory + HUTFile::getDirSeparator() + getCrashReportXmlName();
+    if (!HUTFile::isWriteable(path)) {
+        hcrpt::printError("file " + path + " is not writable.");
+        return "";
+    }
+    // The directory may be one whose reports are sent as soon as they are listed.
+    hcrpt::WholeFile file(path);
+    // On purpose no test whether it is open, unlike the JSON writer: a stream that is not takes the
+    // document and loses it without a message.
+    writeXmlFromMetaData(file.stream(), manager);
+    // Half a report, cut off by a full disk, would be sent as if it were one.
+    if (file.stream().flush()) file.commit();
+    return path;  // on purpose also when the write failed: the caller could do nothing about it
+}
+
+std::string HCrashRptXmlWriter::getCrashReportXmlName() {
+    return hcrpt::reportFileName(".xml");
+}
+
+void HCrashRptXmlWriter::writeXmlFromMetaData(std::ofstream& stream, Manager& manager) {
+    stream << "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<crashReporter>\n";
+    std::string trace;
+    for (const TableNode* node : manager.getTable()) {
+        const std::string key = node->getKey();
+        if (key == kStackTraceKey) {
+            createValueStringRec(node->getTreeTable(), trace);
+            continue;
+        }
+        std::string value;
+        createValueStringRec(node->getTreeTable(), value);
+        stream << getXmlMarkUp(key, value) << '\n';
+    }
+    stream << getXmlMarkUp(kStackTraceKey, trace) << "\n</crashReporter>\n";
+}
+
+std::string HCrashRptXmlWriter::getXmlMarkUp(std::string tag, std::string value) {
+    // On purpose nothing is escaped: readers of these files take the text as it is.
+    return "<" + tag + ">" + value + "</" + tag + ">";
+}
+
+void HCrashRptXmlWriter::createValueStringRec(const std::vector<TableNode*>& children,
+                                              std::string& text) {
+    for (const TableNode* child : children) {
+        if (child == nullptr) continue;  // the crash-time arena had no room for it
+        text += ' ';
+        text += child->getKey();
+        createValueStringRec(child->getTreeTable(), text);
+        text += '\n';
+    }
+}
+
+bool HCrashRptXmlWriter::copyLinesFromFile(const std::string& path, std::ofstream& stream) {
+    std::ifstream file(path);
+    if (!file.is_open()) return false;
+    for (std::string line; std::getline(file, line);) stream << line << '\n';
+    return true;
+}
+
+std::string HCrashRptXmlWriter::getBuildInfo() {
+    return "";
+}
