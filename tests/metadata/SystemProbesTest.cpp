@@ -110,6 +110,17 @@ TEST(ExecLinuxCommandTest, PiecesOf127CharactersEachLoseTheirLastOne) {
     }
 }
 
+TEST(ExecLinuxCommandTest, OutputIsReadToItsEndWhateverItsLength) {
+    constexpr std::size_t kLines = 50000;  // far more than a pipe holds
+    std::string text;
+    for (std::size_t i = 0; i < kLines; ++i) text += "line\n";
+    test_support::TempDir dir;
+    test_support::writeFile(dir / "output", text);
+    const std::string output = Manager().execLinuxCommand("cat " + (dir / "output"));
+    EXPECT_EQ(kLines * 4, output.size());
+    EXPECT_EQ("lineline", output.substr(output.size() - 8));
+}
+
 TEST(ExecLinuxCommandTest, ExitStatusAndStandardErrorDoNotMatter) {
     EXPECT_EQ("out", Manager().execLinuxCommand("{ echo err >&2; } 2>/dev/null; echo out; exit 3"));
 }
