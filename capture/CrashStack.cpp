@@ -5,6 +5,10 @@
 
 #include <cstdint>
 
+#ifdef HCRPT_SANITIZE
+#include <sanitizer/common_interface_defs.h>
+#endif
+
 // void hcrptCallOnStack(void* top, void (*body)(void*), void* argument)
 //
 // Calls the body with the stack pointer at top and comes back on the old stack. The frame is
@@ -34,8 +38,39 @@ extern "C" void hcrptCallOnStack(void* top, void (*body)(void*), void* argument)
 namespace hcrpt::CrashStack {
 namespace {
 
+char* s_low = nullptr;
 char* s_top = nullptr;  // just above the highest byte, aligned to 16 as calls need it
 bool s_inUse = false;
+
+#ifdef HCRPT_SANITIZE
+// Where an exception unwinds, AddressSanitizer clears its marks of the current stack. It has to be
+// told which one that is.
+struct AnnouncedCall {
+    void (*body)(void*);
+    void* argument;
+    const void* callersLow = nullptr;
+    std::size_t callersSize = 0;
+
+    static void run(void* self) {
+        auto& call = *static_cast<AnnouncedCall*>(self);
+        __sanitizer_finish_switch_fiber(nullptr, &call.callersLow, &call.callersSize);
+        call.body(call.argument);
+        __sanitizer_start_switch_fiber(nullptr, call.callersLow, call.callersSize);
+    }
+};
+
+void callOnStack(void (*body)(void*), void* argument) {
+    AnnouncedCall call{body, argument};
+    void* fakeStack = nullptr;
+    __sanitizer_start_switch_fiber(&fakeStack, s_low, static_cast<std::size_t>(s_top - s_low));
+    hcrptCallOnStack(s_top, &AnnouncedCall::run, &call);
+    __sanitizer_finish_switch_fiber(fakeStack, nullptr, nullptr);
+}
+#else
+void callOnStack(void (*body)(void*), void* argument) {
+    hcrptCallOnStack(s_top, body, argument);
+}
+#endif
 
 }  // namespace
 
@@ -46,11 +81,13 @@ bool reserve() {
                             MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | MAP_STACK, -1, 0);
     if (base == MAP_FAILED) return false;
     mprotect(base, guard, PROT_NONE);
-    s_top = static_cast<char*>(base) + guard + kSize;
+    s_low = static_cast<char*>(base) + guard;
+    s_top = s_low + kSize;
     return true;
 }
 
 void adopt(void* low, std::size_t size) {
+    s_low = static_cast<char*>(low);
     const auto top = reinterpret_cast<std::uintptr_t>(low) + size;
     s_top = reinterpret_cast<char*>(top & ~std::uintptr_t{15});
 }
@@ -61,7 +98,7 @@ void run(void (*body)(void*), void* argument) {
         return;
     }
     s_inUse = true;
-    hcrptCallOnStack(s_top, body, argument);
+    callOnStack(body, argument);
     s_inUse = false;
 }
 
