@@ -36,8 +36,8 @@ bool probeAndSendCrashReports() {
             continue;
         }
         if (!HCrashRptFileTransmitMgr::uploadToServer(report)) {
-            // On purpose for the rest of this pass: the server has shown itself unreliable, so what
-            // is sent after this is filed as a failure too. The next pass starts afresh.
+            // On purpose for the rest of this pass: what is sent after a failure is filed as one
+            // too. The next pass starts afresh.
             status = HCrashRptSettings::SEND_FAIL;
             HCrashRptUtils::moveFileToBackupStore(report, status);
             continue;
