@@ -19,18 +19,23 @@ class RegistrationFileTest : public lifecycle_test::SessionTest {
     void create() {
         ChildProcess reporter = ChildProcess::fork([this] {
             if (redirectedBefore) HCrashRptUtils::redirectedStdOut = true;
+            // A directory in the log's place cannot be opened for writing.
+            if (logCannotBeOpened) std::filesystem::create_directories(logPath(getpid()));
             umask(0);
             return HCrashReporter::createProcessRegistrationFile() ? 1 : 0;
         });
         state = reporter.wait();
         console = reporter.standardOutput();
-        const std::string path =
-            sessionDirectory + "/crashReporter" + std::to_string(reporter.pid()) + ".log";
-        haveLog = std::filesystem::exists(path);
-        if (haveLog) log = withoutFirstLine(readFile(path), reporter.pid());
+        pid = reporter.pid();
+        haveLog = std::filesystem::is_regular_file(logPath(pid));
+        if (haveLog) log = withoutFirstLine(readFile(logPath(pid)));
     }
 
-    static std::string withoutFirstLine(const std::string& text, pid_t pid) {
+    std::string logPath(pid_t reporter) const {
+        return sessionDirectory + "/crashReporter" + std::to_string(reporter) + ".log";
+    }
+
+    std::string withoutFirstLine(const std::string& text) const {
         EXPECT_EQ(text.rfind("[Crash Reporter] Started with processId = " + std::to_string(pid), 0),
                   0u);
         return text.substr(text.find('\n') + 1);
@@ -43,10 +48,19 @@ class RegistrationFileTest : public lifecycle_test::SessionTest {
     }
 
     bool redirectedBefore = false;
+    bool logCannotBeOpened = false;
+    pid_t pid = -1;
     test_support::ExitState state;
     std::string console;
     bool haveLog = false;
     std::string log;
+    const std::string noStore =
+        "[Crash Reporter] Error: Could not create crash store at: " + store +
+        " Please check folder path exists or has write permission.\n";
+    // Two blanks before "so".
+    const std::string noFileWithoutStore =
+        "[Crash Reporter] Error: Crash store could not be created,  so process registration file " +
+        registrations + " could not be created either.\n";
     const std::string created =
         "[Crash Reporter] Created Process registration file in crash store: " + registrations +
         "\n";
@@ -65,6 +79,18 @@ TEST_F(RegistrationFileTest, TheFileIsForItsOwnerOnlyWhateverTheUmask) {
     struct stat status = {};
     ASSERT_EQ(stat(registrations.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777u, 0600u);
+}
+
+TEST_F(RegistrationFileTest, AStoreWithoutARegistrationFileKeepsWhatItHolds) {
+    const std::string report = addReport("CrashReport_1.json");
+    const std::string trace = addReport("hs_mangled_err_pid1.log", "raw");
+    create();
+    EXPECT_EQ(state, exitedWith(0));
+    EXPECT_EQ(readFile(registrations), "");
+    EXPECT_EQ(readFile(report), "{}");
+    EXPECT_EQ(readFile(trace), "raw");
+    EXPECT_EQ(console, "");
+    EXPECT_EQ(log, created);
 }
 
 TEST_F(RegistrationFileTest, WhenAllRegisteredProcessesAreDeadTheStoreIsMadeAnew) {
@@ -138,20 +164,17 @@ TEST_F(RegistrationFileTest, AStoreThatCannotBeMadeIsReportedInTheLog) {
     create();
     EXPECT_EQ(state, exitedWith(1));
     EXPECT_FALSE(std::filesystem::exists(registrations));
-    EXPECT_EQ(console, "[Crash Reporter] Error: Could not create crash store at: " + store +
-                           " Please check folder path exists or has write permission.\n");
-    // Two blanks before "so".
-    EXPECT_EQ(log,
-              "[Crash Reporter] Error: Crash store could not be created,  so process registration "
-              "file " +
-                  registrations + " could not be created either.\n");
+    EXPECT_EQ(console, noStore);
+    EXPECT_EQ(log, noFileWithoutStore);
 }
 
-TEST_F(RegistrationFileTest, WhereNothingAtAllCanBeMadeItFailsAllTheSame) {
+TEST_F(RegistrationFileTest, WhereNothingAtAllCanBeMadeTheConsoleSaysSo) {
     platform.onMkDirRecursive = [](const std::string&) { return false; };
     create();
     EXPECT_EQ(state, exitedWith(1));
     EXPECT_FALSE(haveLog);
+    ASSERT_EQ(console.rfind(noStore, 0), 0u) << console;
+    EXPECT_EQ(withoutFirstLine(console.substr(noStore.size())), noFileWithoutStore);
     EXPECT_FALSE(std::filesystem::exists(directory / ".crashReporter"));
 }
 
@@ -163,6 +186,15 @@ TEST_F(RegistrationFileTest, AFileThatCannotBeMadeIsReported) {
     EXPECT_EQ(console, "");
     EXPECT_EQ(log, "[Crash Reporter] Error: Could not create process registration file: " +
                        registrations + " in crash store.\n");
+}
+
+TEST_F(RegistrationFileTest, WhereTheLogCannotBeOpenedTheConsoleSaysWhatWasDone) {
+    logCannotBeOpened = true;
+    create();
+    EXPECT_EQ(state, exitedWith(0));
+    EXPECT_FALSE(haveLog);
+    EXPECT_EQ(readFile(registrations), "");
+    EXPECT_EQ(withoutFirstLine(console), created);
 }
 
 TEST_F(RegistrationFileTest, StandardOutputThatIsRedirectedAlreadyStaysWhereItIs) {
