@@ -36,7 +36,18 @@ int realFileLock(int fd, const std::string& mode) HCRPT_REAL(FILE_LOCK);
 int wrapFileLock(int fd, const std::string& mode) HCRPT_WRAP(FILE_LOCK);
 int wrapFileLock(int fd, const std::string& mode) {
     spies().locks.push_back(mode);
-    return realFileLock(fd, mode);
+    const int result = realFileLock(fd, mode);
+    return mode == "LOCK_UN" && spies().unlockAnswer ? *spies().unlockAnswer : result;
+}
+
+#define FILE_WRITE \
+    "_ZN14HCrashRptUtils9fileWriteEiRKNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE"
+ssize_t realFileWrite(int fd, const std::string& data) HCRPT_REAL(FILE_WRITE);
+ssize_t wrapFileWrite(int fd, const std::string& data) HCRPT_WRAP(FILE_WRITE);
+ssize_t wrapFileWrite(int fd, const std::string& data) {
+    spies().written.push_back(data);
+    const ssize_t result = realFileWrite(fd, data);
+    return spies().writeAnswer ? *spies().writeAnswer : result;
 }
 
 #define FILE_CLOSE "_ZN14HCrashRptUtils9fileCloseEi"

@@ -5,6 +5,8 @@
 /// calls the real operation, so that waits are real.
 #pragma once
 
+#include <sys/types.h>
+
 #include <functional>
 #include <optional>
 #include <string>
@@ -21,6 +23,11 @@ struct CallSpies {
     std::function<void(std::size_t)> onSleep;
     /// Modes of each lock call so far.
     std::vector<std::string> locks;
+    /// Texts of each write to a descriptor so far.
+    std::vector<std::string> written;
+    /// Answers instead of the real results, once the operation has run.
+    std::optional<ssize_t> writeAnswer;
+    std::optional<int> unlockAnswer;
     /// Descriptors that were closed.
     std::vector<int> closed;
     /// Programs that were to be started, each with its number of arguments.

@@ -1,10 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 #include "hcrpt/HCrashReporter.h"
 
 namespace {
 
 using HCrashReporter::HClientProcessInfo;
+
+// A plain value: two texts and nothing else, no virtual operations.
+static_assert(!std::is_polymorphic_v<HClientProcessInfo>);
+static_assert(sizeof(HClientProcessInfo) == 2 * sizeof(std::string));
 
 TEST(HClientProcessInfoTest, IsEmptyAtFirst) {
     const HClientProcessInfo info;

@@ -52,6 +52,7 @@ TEST_F(ProbeAndSendTest, HasCrashReportsOnlyAsks) {
     EXPECT_TRUE(HCrashReporter::hasCrashReports());
     EXPECT_TRUE(std::filesystem::exists(report));
     EXPECT_EQ(tool.calls(), 0);
+    EXPECT_EQ(spies().consentQuestions, 0);
     EXPECT_EQ(output.text(), "");
 }
 

@@ -198,6 +198,22 @@ TEST_F(RegistrationTest, AWriteThatFailsIsNotReported) {
     EXPECT_EQ(output.text(), "");
 }
 
+TEST_F(RegistrationTest, ResultsOfWriteAndUnlockAreIgnoredAndNothingIsTriedAgain) {
+    platform.fakePid = 5;
+    for (const ssize_t result : {-1, 0, 3}) {
+        writeRegistrations("");
+        spies() = {};
+        spies().writeAnswer = result;
+        spies().unlockAnswer = -1;
+        StdoutCapture output;
+        EXPECT_TRUE(HCrashReporter::writeProcIdToFile(registrations));
+        EXPECT_EQ(spies().written, std::vector<std::string>{"testhost:5\n"});
+        EXPECT_EQ(spies().locks, (std::vector<std::string>{kLock, kUnlock}));
+        EXPECT_TRUE(spies().sleeps.empty());
+        EXPECT_EQ(output.text(), "");
+    }
+}
+
 TEST_F(RegistrationTest, RecordsOfManyProcessesAtOnceAreAllWhole) {
     writeRegistrations("");
     // Longer than a page, so that writes without the lock would be seen in each other.
@@ -309,7 +325,10 @@ TEST_F(RegistrationTest, RegistrationRegistersAndInstallsTheCrashHandlers) {
 
 TEST_F(RegistrationTest, RegistrationInstallsTheCrashHandlersEvenWhenItCannotRegister) {
     ChildProcess host = ChildProcess::fork([] {
+        bool installedTooEarly = false;
+        spies().onSleep = [&](std::size_t) { installedTooEarly |= crashHandlersAreInstalled(); };
         HCrashReporter::registration();
+        if (spies().sleeps.size() != 2 || installedTooEarly) return 2;
         return crashHandlersAreInstalled() ? 0 : 1;
     });
     EXPECT_EQ(host.wait(), exitedWith(0));

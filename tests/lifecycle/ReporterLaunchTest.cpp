@@ -78,6 +78,14 @@ TEST_F(ReporterLaunchTest, OutsideTheMakersNetworkNothingIsStarted) {
     EXPECT_FALSE(isFlagSet());
 }
 
+TEST_F(ReporterLaunchTest, TheProductIsNotAskedFor) {
+    // On purpose: whether the product reports is what the host asks before it launches.
+    installReporter();
+    spies().launchAnswer = true;
+    platform.fakeProduct.name = "corvo_kit";
+    EXPECT_TRUE(HCrashReporter::launchCrashReporter());
+}
+
 TEST_F(ReporterLaunchTest, AReporterThatRunsAlreadyIsEnough) {
     installReporter();
     running.set("true");
