@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 #include "hcrpt/HCrashRptTransmit.h"
 #include "support/ScopedFakePlatform.h"
 #include "support/StdoutCapture.h"
@@ -10,6 +12,10 @@ namespace {
 using test_support::ScopedFakePlatform;
 using test_support::StdoutCapture;
 using test_support::TempDir;
+
+// A plain value: five texts and nothing else, no virtual operations.
+static_assert(!std::is_polymorphic_v<ClientInfoCL> && std::is_copy_assignable_v<ClientInfoCL>);
+static_assert(sizeof(ClientInfoCL) == 5 * sizeof(std::string));
 
 class ClientInfoCLTest : public testing::Test {
   protected:
@@ -53,6 +59,29 @@ TEST_F(ClientInfoCLTest, TheTemporaryDirectoryIsCanonical) {
     EXPECT_EQ(ClientInfoCL().getTempDir(), directory / "real/CrashReporter");
     EXPECT_EQ(output.flushedText(),
               "[Crash Reporter] created tmp dir :" + (directory / "real/CrashReporter") + "\n");
+}
+
+TEST_F(ClientInfoCLTest, TheTemporaryDirectoryIsMadeUnderTheNameThatThePlatformGave) {
+    std::filesystem::create_directory(directory / "real");
+    std::filesystem::create_directory_symlink(directory / "real", directory / "link");
+    platform.fakeTmpDir = directory / "link";
+    std::vector<std::string> made;
+    platform.onMkDirRecursive = [&](const std::string& path) {
+        made.push_back(path);
+        return true;
+    };
+    StdoutCapture output;
+    EXPECT_EQ(ClientInfoCL().getTempDir(), directory / "real/CrashReporter");
+    EXPECT_EQ(made, std::vector<std::string>{directory / "link/CrashReporter"});
+}
+
+TEST_F(ClientInfoCLTest, WhateverExistsUnderItsNameIsTakenForTheTemporaryDirectory) {
+    std::filesystem::create_directory(directory / "tmp");
+    test_support::writeFile(temporary, "a file");
+    StdoutCapture output;
+    EXPECT_EQ(ClientInfoCL().getTempDir(), temporary);
+    EXPECT_EQ(output.text(), "");
+    EXPECT_EQ(test_support::readFile(temporary), "a file");
 }
 
 TEST_F(ClientInfoCLTest, ATemporaryDirectoryThatCannotBeMadeIsEmptyAndReported) {

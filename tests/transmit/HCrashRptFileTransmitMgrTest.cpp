@@ -79,6 +79,13 @@ TEST_F(HCrashRptFileTransmitMgrTest, ClientInfoHoldsTheCertificateWhenThereIsOne
     EXPECT_EQ(output.text(), "");
 }
 
+TEST_F(HCrashRptFileTransmitMgrTest, ForTheCertificateItIsEnoughToExist) {
+    std::filesystem::create_directory(certificate);
+    StdoutCapture output;
+    EXPECT_EQ(HCrashRptFileTransmitMgr::getClientInfo().getCacert(), certificate);
+    EXPECT_EQ(output.text(), "");
+}
+
 TEST_F(HCrashRptFileTransmitMgrTest, ClientInfoWithoutACertificateHasNoneAndSaysNothing) {
     StdoutCapture output;
     EXPECT_EQ(HCrashRptFileTransmitMgr::getClientInfo().getCacert(), "");

@@ -1,8 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 #include "hcrpt/HCrashRptTransmit.h"
 
 namespace {
+
+// A plain value: three texts and nothing else, no virtual operations.
+static_assert(!std::is_polymorphic_v<ServerInfoCL> && std::is_copy_assignable_v<ServerInfoCL>);
+static_assert(sizeof(ServerInfoCL) == 3 * sizeof(std::string));
 
 TEST(ServerInfoCLTest, IsEmptyAtFirst) {
     const ServerInfoCL info;
