@@ -88,8 +88,8 @@ bool reserve() {
 
 void adopt(void* low, std::size_t size) {
     s_low = static_cast<char*>(low);
-    const auto top = reinterpret_cast<std::uintptr_t>(low) + size;
-    s_top = reinterpret_cast<char*>(top & ~std::uintptr_t{15});
+    char* const top = s_low + size;
+    s_top = top - reinterpret_cast<std::uintptr_t>(top) % 16;
 }
 
 void run(void (*body)(void*), void* argument) {

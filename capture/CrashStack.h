@@ -11,7 +11,7 @@
 namespace hcrpt::CrashStack {
 
 /// Bytes that the heavy steps may use. They cost address space only until a crash.
-constexpr std::size_t kSize = 256 * 1024;
+constexpr std::size_t kSize = std::size_t{256} * 1024;
 
 /// Reserves the stack, with a guard page beneath it; later calls do nothing. @ordinary
 /// @return whether it is there.

@@ -123,8 +123,10 @@ void HCrptLinuxExceptionHandler::demangle(int fd, char* line) {
             // Not straight into the scratch buffer: where the readable name does not fit,
             // __cxa_demangle would free() the buffer it was given.
             char* const demangled = abi::__cxa_demangle(name, nullptr, nullptr, &status);
-            if (status == 0 && demangled != nullptr && std::strlen(demangled) < size) {
-                std::strcpy(readable, demangled);
+            const std::size_t readableSize =
+                status == 0 && demangled != nullptr ? std::strlen(demangled) + 1 : 0;
+            if (readableSize > 0 && readableSize <= size) {
+                std::memcpy(readable, demangled, readableSize);
                 hcrpt::writeAll(fd, line, static_cast<std::size_t>(start - line));
                 writeText(fd, readable);
                 writeText(fd, start + length);

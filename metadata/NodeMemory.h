@@ -18,7 +18,7 @@ static_assert(alignof(HCrashRptMetaData::TableNode) <= 8, "a node must work at a
 /// @return null when the arena is exhausted.
 template <typename... Args>
 HCrashRptMetaData::TableNode* newNode(const Args&... args) {
-    void* block = HCrptResourceMgr::get()->allocateMem(sizeof(HCrashRptMetaData::TableNode));
+    void* block = HCrptResourceMgr::allocateMem(sizeof(HCrashRptMetaData::TableNode));
     return block == nullptr ? nullptr : new (block) HCrashRptMetaData::TableNode(args...);
 }
 

@@ -19,7 +19,7 @@ namespace {
 
 using namespace report_server;
 
-constexpr std::uint64_t kDefaultMaxBytes = 16 * 1024 * 1024;
+constexpr std::uint64_t kDefaultMaxBytes = std::uint64_t{16} * 1024 * 1024;
 
 // One line a request, on standard error: lighttpd keeps it in the server's log.
 void log(const std::string& line) {

@@ -60,6 +60,7 @@ std::vector<std::string> MangledStackTraceHandler::getReportsInCrashStore() {
 std::vector<std::string> MangledStackTraceHandler::generateDemangledBTFiles(
     const std::vector<std::string>& rawTraces) {
     std::vector<std::string> logs;
+    logs.reserve(rawTraces.size());
     for (const std::string& rawTrace : rawTraces) logs.push_back(demangleBTFile(rawTrace));
     return logs;
 }

@@ -47,10 +47,11 @@ HCrptResourceMgr::HCrptResourceMgr() {
 
 HCrptResourceMgr::~HCrptResourceMgr() {
     s_released = true;
-    // The pointers keep their values: nothing looks at them once s_released is set.
-    if (mp_buffer != nullptr) delete[] mp_buffer;
-    if (mp_scratchBuffer1 != nullptr) delete[] mp_scratchBuffer1;
-    if (mp_scratchBuffer2 != nullptr) delete[] mp_scratchBuffer2;
+    // Null where the constructor did not get that far. The pointers keep their values: nothing
+    // looks at them once s_released is set.
+    delete[] mp_buffer;
+    delete[] mp_scratchBuffer1;
+    delete[] mp_scratchBuffer2;
 }
 
 void* HCrptResourceMgr::allocateMem(std::size_t n) {
@@ -88,7 +89,9 @@ std::size_t HCrptResourceMgr::getScratchSize() {
     return kScratchSize;
 }
 
-bool HCrptResourceMgr::isReleased() { return s_released; }
+bool HCrptResourceMgr::isReleased() {
+    return s_released;
+}
 
 const std::string& HCrptResourceMgr::getStacktraceLogPath() {
     return m_stackTraceLogPath;

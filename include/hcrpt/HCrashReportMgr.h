@@ -13,6 +13,7 @@ namespace HCrashReportMgr {
 
 /// One way of listing reports. Stateless. There is no virtual destructor: delete a handler, if at
 /// all, through its own type.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): the slots are fixed.
 class HCRPT_EXPORT HCrashReportHandler {
   public:
     /// Full paths of the reports in the crash store, in directory order.
@@ -20,6 +21,7 @@ class HCRPT_EXPORT HCrashReportHandler {
 };
 
 /// Lists the files of the crash store that begin with "CrashReport_".
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): the slots are fixed.
 class HCRPT_EXPORT CompleteCrashReportHandler : public HCrashReportHandler {
   public:
     std::vector<std::string> getReportsInCrashStore() override;
@@ -27,6 +29,7 @@ class HCRPT_EXPORT CompleteCrashReportHandler : public HCrashReportHandler {
 
 /// Turns every raw trace of the crash store into its readable log, then lists the reports. Raw
 /// traces stay where they are, so each call writes each readable log again.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): the slots are fixed.
 class HCRPT_EXPORT MangledStackTraceHandler : public HCrashReportHandler {
   public:
     std::vector<std::string> getReportsInCrashStore() override;

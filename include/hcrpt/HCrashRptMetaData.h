@@ -67,7 +67,8 @@ class HCRPT_EXPORT Manager {
 
     /// Starts the report afresh with its thirteen items about machine, process and product, in
     /// their fixed order. Starts four shell pipelines.
-    /// @throws std::runtime_error "popen() failed!", std::out_of_range for an odd line of the memory
+    /// @throws std::runtime_error "popen() failed!", std::out_of_range for an odd line of the
+    /// memory
     ///         table. Items added before stay.
     void populate();
     /// Adds the content of a file: "stack-trace" the readable log, "gui-str-dump" the dump of the

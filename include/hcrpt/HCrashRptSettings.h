@@ -62,7 +62,8 @@ class HCRPT_EXPORT HCrashRptSettings {
     static std::string getCrptAppName();
     /// "velcurl", the upload tool
     static std::string getCurlAppName();
-    /// URL of the report server: "https://", the host of the deployment, "/cgi-bin/crashreporter.cgi"
+    /// URL of the report server: "https://", the host of the deployment,
+    /// "/cgi-bin/crashreporter.cgi"
     static std::string getKorServerUrl();
     /// "CrashReport_", with which finished reports begin
     static std::string getCrashRptPrefix();

@@ -4,7 +4,7 @@
 
 DirectoryEntries::DirectoryEntries(const std::string& directory)
     : m_directory(directory), m_stream(opendir(directory.c_str())) {
-    next();
+    DirectoryEntries::next();
 }
 
 DirectoryEntries::~DirectoryEntries() {

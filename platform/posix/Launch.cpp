@@ -52,6 +52,7 @@ class SpawnPlan {
 
     pid_t start(std::vector<std::string>& arguments, char* const environment[]) const {
         std::vector<char*> argv;
+        argv.reserve(arguments.size() + 1);
         for (std::string& argument : arguments) argv.push_back(argument.data());
         argv.push_back(nullptr);
         pid_t pid = kNotStarted;
@@ -64,8 +65,8 @@ class SpawnPlan {
     void open(int fd, int flags) {
         posix_spawn_file_actions_addopen(&m_actions, fd, "/dev/null", flags, 0);
     }
-    posix_spawn_file_actions_t m_actions;
-    posix_spawnattr_t m_attributes;
+    posix_spawn_file_actions_t m_actions = {};
+    posix_spawnattr_t m_attributes = {};
 };
 
 // While SIGCHLD is ignored the system throws away how children end, so that every waited-for

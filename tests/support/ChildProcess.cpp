@@ -46,7 +46,8 @@ ChildProcess ChildProcess::exec(const std::vector<std::string>& argv, const Opti
     child.m_stdout = outputFile("child-stdout");
     child.m_stderr = outputFile("child-stderr");
     std::vector<char*> arguments;
-    for (const std::string& argument : argv) arguments.push_back(const_cast<char*>(argument.c_str()));
+    for (const std::string& argument : argv)
+        arguments.push_back(const_cast<char*>(argument.c_str()));
     arguments.push_back(nullptr);
     std::fflush(nullptr);
     child.m_pid = ::fork();
@@ -107,7 +108,9 @@ bool ChildProcess::reap(bool block) {
     return m_reaped;
 }
 
-bool ChildProcess::hasEnded() { return reap(false); }
+bool ChildProcess::hasEnded() {
+    return reap(false);
+}
 
 ExitState ChildProcess::wait(std::chrono::milliseconds deadline) {
     if (!eventually([this] { return reap(false); }, deadline)) {
@@ -120,9 +123,15 @@ ExitState ChildProcess::wait(std::chrono::milliseconds deadline) {
     return killedBy(WTERMSIG(m_status));
 }
 
-void ChildProcess::signal(int number) const { kill(m_pid, number); }
-std::string ChildProcess::standardOutput() const { return contentOf(m_stdout); }
-std::string ChildProcess::standardError() const { return contentOf(m_stderr); }
+void ChildProcess::signal(int number) const {
+    kill(m_pid, number);
+}
+std::string ChildProcess::standardOutput() const {
+    return contentOf(m_stdout);
+}
+std::string ChildProcess::standardError() const {
+    return contentOf(m_stderr);
+}
 
 bool eventually(const std::function<bool()>& condition, std::chrono::milliseconds deadline) {
     const auto end = std::chrono::steady_clock::now() + deadline;

@@ -14,8 +14,8 @@ namespace test_support {
 
 /// How a process ended.
 struct ExitState {
-    bool exited = false;    ///< by exit; status holds its code
-    bool signalled = false; ///< by a signal; status holds its number
+    bool exited = false;     ///< by exit; status holds its code
+    bool signalled = false;  ///< by a signal; status holds its number
     int status = -1;
 
     bool operator==(const ExitState& other) const {
@@ -23,16 +23,20 @@ struct ExitState {
     }
 };
 std::ostream& operator<<(std::ostream& out, const ExitState& state);
-inline ExitState exitedWith(int code) { return {true, false, code}; }
-inline ExitState killedBy(int signal) { return {false, true, signal}; }
+inline ExitState exitedWith(int code) {
+    return {true, false, code};
+}
+inline ExitState killedBy(int signal) {
+    return {false, true, signal};
+}
 
 /// A child process. One that still runs at the end of the scope is killed and reaped.
 class ChildProcess {
   public:
     struct Options {
-        std::string workingDirectory;             ///< empty: the parent's
-        std::map<std::string, std::string> set;   ///< environment on top of the parent's
-        std::vector<std::string> unset;           ///< variables taken away
+        std::string workingDirectory;            ///< empty: the parent's
+        std::map<std::string, std::string> set;  ///< environment on top of the parent's
+        std::vector<std::string> unset;          ///< variables taken away
         bool closeStdout = false;
     };
 
