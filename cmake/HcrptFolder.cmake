@@ -9,6 +9,8 @@
 #   hcrpt_<name>_border    a shared library linked from the objects and the folders named in
 #                          USES alone, without undefined symbols: a call into a folder that is
 #                          not named there fails the build. It is not installed.
+# A folder that is used by the named ones only is on that link line, too; a look at the symbols finds
+# calls into it.
 function(hcrpt_folder name)
     cmake_parse_arguments(arg "" "" "SOURCES;USES;LIBRARIES" ${ARGN})
     list(TRANSFORM arg_USES PREPEND hcrpt_ OUTPUT_VARIABLE uses)
@@ -31,6 +33,22 @@ function(hcrpt_folder name)
     target_link_libraries(hcrpt_${name}_border PRIVATE ${uses} hcrpt_platform hcrpt_flags)
     if(NOT HCRPT_SANITIZE)  # a sanitizer's own symbols are resolved in the program only
         target_link_options(hcrpt_${name}_border PRIVATE -Wl,-z,defs)
+    endif()
+
+    set(reach "")
+    foreach(folder IN LISTS uses)
+        get_target_property(beyond ${folder} HCRPT_REACH)
+        list(APPEND reach ${folder} ${beyond})
+    endforeach()
+    list(REMOVE_DUPLICATES reach)
+    set_target_properties(hcrpt_${name} PROPERTIES HCRPT_REACH "${reach}")
+    list(REMOVE_ITEM reach ${uses})
+    if(reach)
+        list(TRANSFORM reach REPLACE "(.+)" "$<TARGET_FILE:\\1>")
+        add_custom_command(TARGET hcrpt_${name}_border POST_BUILD
+            COMMAND ${CMAKE_COMMAND} -DNM=${CMAKE_NM} -DOWN=$<TARGET_FILE:hcrpt_${name}>
+                    "-DBEYOND=${reach}" -P ${PROJECT_SOURCE_DIR}/cmake/HcrptCheckBorder.cmake
+            VERBATIM)
     endif()
 
     set_property(GLOBAL APPEND PROPERTY HCRPT_FOLDERS ${name})
