@@ -15,7 +15,8 @@ function(hcrpt_require_host_name variable)
     endif()
     # The value stands unquoted in a shell command line, so only letters, digits, "-" and "."
     # are let through.
-    if(NOT value MATCHES "^[A-Za-z0-9]([A-Za-z0-9.-]*[A-Za-z0-9])?$")
+    set(label "[A-Za-z0-9]([A-Za-z0-9-]*[A-Za-z0-9])?")
+    if(NOT value MATCHES "^${label}(\\.${label})*$")
         message(FATAL_ERROR "${variable}='${value}' is not a host name.")
     endif()
 endfunction()

@@ -1,0 +1,51 @@
+# Runs MODULE, which checks the deployment's values, with good and wrong ones.
+cmake_minimum_required(VERSION 3.25)
+
+# What the module says to one value, its line breaks made blanks; empty when it says nothing.
+function(answer_to out variable value)
+    execute_process(COMMAND ${CMAKE_COMMAND} "-D${variable}=${value}" -P ${MODULE}
+        RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE errors)
+    string(REGEX REPLACE "[ \n]+" " " text "${output}${errors}")
+    if(result EQUAL 0 AND NOT text STREQUAL "")
+        message(SEND_ERROR "${variable}='${value}' goes through with: ${text}")
+    endif()
+    if(NOT result EQUAL 0 AND text STREQUAL "")
+        message(SEND_ERROR "${variable}='${value}' is refused without a word")
+    endif()
+    set(${out} "${text}" PARENT_SCOPE)
+endfunction()
+
+function(expect_good variable)
+    foreach(value IN LISTS ARGN)
+        answer_to(answer ${variable} "${value}")
+        if(NOT answer STREQUAL "")
+            message(SEND_ERROR "${variable}='${value}' is refused: ${answer}")
+        endif()
+    endforeach()
+endfunction()
+
+function(expect_refused variable value text)
+    answer_to(answer ${variable} "${value}")
+    string(FIND "${answer}" " ${text} " position)
+    if(position EQUAL -1)
+        message(SEND_ERROR "${variable}='${value}' should be refused with '${text}': ${answer}")
+    endif()
+endfunction()
+
+expect_good(ANY_OTHER_VARIABLE "the defaults are good")
+
+foreach(variable IN ITEMS HCRPT_REPORT_HOST HCRPT_DOMAIN_NAME)
+    expect_good(${variable} h veltra.example Crash-Reports.1.example 10.0.0.1)
+    expect_refused(${variable} "" "${variable} is empty; it must be a host name.")
+    foreach(value IN ITEMS " " "a b" -a a- .a a. a..b a.-b a_b a/b a:443 "a&b" "$(a)" "a|b" "a'b" "a\nb" ä)
+        string(REGEX REPLACE "[ \n]+" " " shown "${value}")
+        expect_refused(${variable} "${value}" "${variable}='${shown}' is not a host name.")
+    endforeach()
+    expect_refused(${variable} "a;b" "${variable}='a;b' is not a host name.")
+endforeach()
+
+expect_good(HCRPT_ACCESS_CODE abcd1 1abcd ab9cd)
+foreach(value IN ITEMS "" abcd abcd12 abcde abc12 12345 ABCD1 Abcd1 abc-1 "abc 1" "abc'1" äbc1)
+    expect_refused(HCRPT_ACCESS_CODE "${value}" "HCRPT_ACCESS_CODE='${value}' is not an access code:")
+endforeach()
+expect_refused(HCRPT_ACCESS_CODE "abc;1" "HCRPT_ACCESS_CODE='abc;1' is not an access code:")
