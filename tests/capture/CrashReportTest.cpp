@@ -2,12 +2,16 @@
 #include <gtest/gtest.h>
 #include <rapidjson/document.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
+#include <filesystem>
 #include <new>
 #include <string>
 #include <vector>
 
 #include "capture/CrashScene.h"
+#include "capture/CrashStack.h"
 #include "capture/LinkSeams.h"
 #include "hcrpt/HCrashCapture.h"
 #include "support/CrashArena.h"
@@ -139,6 +143,20 @@ TEST(CrashReportTest, AnArenaThatIsExhaustedMidwayGivesAShorterReport) {
     ASSERT_FALSE(names.empty());
     EXPECT_LT(names.size(), kPopulated.size());
     EXPECT_EQ("timestamp", names.front());
+}
+
+TEST(CrashReportTest, TheReportIsWrittenApartFromTheStackOfTheSignal) {
+    CrashScene scene;
+    HCrptExceptionHandlerBase::get("");
+    std::uintptr_t frame = 0;
+    scene.platform.onIsWriteable = [&](const std::string&) {
+        frame = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+        return true;
+    };
+    HCrptExceptionHandlerBase::writeCrashReport();
+    ASSERT_NE(0U, frame);
+    const auto here = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+    EXPECT_GT(std::max(here, frame) - std::min(here, frame), hcrpt::CrashStack::kSize);
 }
 
 TEST(CrashReportTest, NoExceptionLeavesIt) {

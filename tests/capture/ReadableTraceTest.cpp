@@ -1,9 +1,7 @@
-#include <cxxabi.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <string>
@@ -12,7 +10,6 @@
 #include "capture/CrashScene.h"
 #include "capture/LinkSeams.h"
 #include "hcrpt/HCrashCapture.h"
-#include "hcrpt/HCrashRptUtils.h"
 #include "support/ChildProcess.h"
 #include "support/CrashArena.h"
 #include "support/StdoutCapture.h"

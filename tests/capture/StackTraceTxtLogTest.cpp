@@ -4,14 +4,17 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <filesystem>
-#include <regex>
-#include <stdexcept>
+#include <functional>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "capture/CrashScene.h"
+#include "capture/CrashStack.h"
 #include "capture/LinkSeams.h"
 #include "capture/TraceHandOver.h"
 #include "capture/TraceLines.h"
@@ -288,6 +291,20 @@ TEST_F(StackTraceTxtLogTest, AHandlerThatTookNoTraceHandsNothingOverButWaits) {
     EXPECT_EQ(std::vector<std::string>{scene.readableLog() + " -> " + scene.work() + " mode 1"},
               copies);
     EXPECT_FALSE(std::filesystem::exists(scene.store() + "/hs_mangled_err_pid4242.log"));
+}
+
+TEST_F(StackTraceTxtLogTest, TheHandOverLeavesTheStackOfTheSignal) {
+    makeHandler();
+    scene.makeReadableLog("log\n");
+    std::uintptr_t frame = 0;
+    scene.platform.onCopyToDir = [&](const auto&...) {
+        frame = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+        return true;
+    };
+    writeLog(SIGSEGV);
+    ASSERT_NE(0U, frame);
+    const auto here = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+    EXPECT_GT(std::max(here, frame) - std::min(here, frame), hcrpt::CrashStack::kSize);
 }
 
 TEST_F(StackTraceTxtLogTest, NoExceptionOfTheHandOverLeavesIt) {
