@@ -1,17 +1,16 @@
 // The handler's readable trace, for callers that want it at once. The crash routine leaves this to
 // the crash reporter.
-#include <cxxabi.h>
 #include <execinfo.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 #include "capture/CrashOutput.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptUtils.h"
+#include "utils/BoundedDemangle.h"
 
 namespace HCrashReporter {
 namespace {
@@ -119,20 +118,18 @@ void HCrptLinuxExceptionHandler::demangle(int fd, char* line) {
         std::memcpy(name, start, length);
         name[length] = '\0';
         if (length > 1) {
-            int status = -1;
             // Not straight into the scratch buffer: where the readable name does not fit,
             // __cxa_demangle would free() the buffer it was given.
-            char* const demangled = abi::__cxa_demangle(name, nullptr, nullptr, &status);
+            const hcrpt::DemangledName demangled = hcrpt::demangleName(name);
             const std::size_t readableSize =
-                status == 0 && demangled != nullptr ? std::strlen(demangled) + 1 : 0;
+                demangled != nullptr ? std::strlen(demangled.get()) + 1 : 0;
             if (readableSize > 0 && readableSize <= size) {
-                std::memcpy(readable, demangled, readableSize);
+                std::memcpy(readable, demangled.get(), readableSize);
                 hcrpt::writeAll(fd, line, static_cast<std::size_t>(start - line));
                 writeText(fd, readable);
                 writeText(fd, start + length);
                 written = true;
             }
-            std::free(demangled);
         }
     }
     if (!written) writeText(fd, line);

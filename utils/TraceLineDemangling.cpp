@@ -1,9 +1,5 @@
-#include <cxxabi.h>
-
-#include <cstdlib>
-#include <memory>
-
 #include "hcrpt/HCrashRptUtils.h"
+#include "utils/BoundedDemangle.h"
 
 namespace HCrashRptUtils {
 
@@ -16,10 +12,8 @@ std::string demangle(const std::string& line) {
     if (plus == std::string::npos) return line;
     const std::string candidate = line.substr(parenthesis + 1, plus - parenthesis - 1);
 
-    int status = 0;
-    const std::unique_ptr<char, decltype(&std::free)> readable(
-        abi::__cxa_demangle(candidate.c_str(), nullptr, nullptr, &status), &std::free);
-    if (status != 0 || readable == nullptr) return line;
+    const hcrpt::DemangledName readable = hcrpt::demangleName(candidate.c_str());
+    if (readable == nullptr) return line;
     return line.substr(0, parenthesis + 1) + readable.get() + line.substr(plus);
 }
 

@@ -1,0 +1,138 @@
+#include "utils/BoundedDemangle.h"
+
+#include <cxxabi.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+namespace hcrpt {
+namespace {
+
+// A name of that many parts is demangled within milliseconds.
+constexpr std::uint64_t kFewParts = 1UL << 16;
+constexpr suseconds_t kLongestTime = 128000;  // microseconds of processor time
+constexpr suseconds_t kShortestTime = 8000;
+
+suseconds_t timeForNextName = kLongestTime;
+
+bool isReferenceNumber(char c) {
+    return c == '_' || c == 'L' || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z');
+}
+
+/// Whether the name's parts stay few, whatever they are. A reference to an earlier part or to a
+/// template argument repeats at most all that there is so far, so it doubles the parts at most; a
+/// pack expansion repeats its pattern at most once for each part. Letters of an identifier that
+/// look like one of these only make the estimate larger.
+bool hasFewParts(const char* name, std::size_t length) {
+    std::uint64_t parts = length;
+    for (const char* at = name; *at != '\0' && parts <= kFewParts; ++at) {
+        const char next = at[1];
+        if ((*at == 'S' || *at == 'T') && isReferenceNumber(next)) parts *= 2;
+        if ((*at == 'D' || *at == 's') && next == 'p') parts *= length;
+    }
+    return parts <= kFewParts;
+}
+
+DemangledName demangleHere(const char* name) {
+    int status = -1;
+    DemangledName readable(abi::__cxa_demangle(name, nullptr, nullptr, &status));
+    if (status != 0 || readable == nullptr || std::strlen(readable.get()) > kLongestReadableName)
+        return nullptr;
+    return readable;
+}
+
+/// Makes this process, a child without any further task, die quietly of whatever goes wrong, and
+/// of the end of its time.
+void boundThisProcess() {
+    for (const int number : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGPROF, SIGPIPE})
+        signal(number, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    const rlimit noCore = {0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
+    itimerval time = {};
+    time.it_value.tv_usec = timeForNextName;
+    setitimer(ITIMER_PROF, &time, nullptr);
+}
+
+void sendAll(int fd, const char* text, std::size_t size) {
+    while (size > 0) {
+        const ssize_t count = write(fd, text, size);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return;
+        text += count;
+        size -= static_cast<std::size_t>(count);
+    }
+}
+
+std::string receiveAll(int fd) {
+    std::string all;
+    char piece[4096];
+    for (;;) {
+        const ssize_t count = read(fd, piece, sizeof piece);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return all;
+        all.append(piece, static_cast<std::size_t>(count));
+    }
+}
+
+/// The child sends a mark for a result of which no part is missing: its exit status is not to be
+/// had where the host ignores SIGCHLD.
+enum Mark : char { kReadable = 'r', kNoName = 'n' };
+
+[[noreturn]] void demangleInChild(const char* name, int result) {
+    boundThisProcess();
+    const DemangledName readable = demangleHere(name);
+    if (readable != nullptr) sendAll(result, readable.get(), std::strlen(readable.get()));
+    const char mark = readable != nullptr ? kReadable : kNoName;
+    sendAll(result, &mark, 1);
+    _exit(0);
+}
+
+void reap(pid_t child) {
+    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    }
+}
+
+DemangledName demangleApart(const char* name) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) return nullptr;
+    const pid_t child = fork();
+    if (child == 0) demangleInChild(name, ends[1]);
+    close(ends[1]);
+    std::string answer;
+    if (child > 0) {
+        answer = receiveAll(ends[0]);
+        reap(child);
+    }
+    close(ends[0]);
+    if (child < 0) return nullptr;
+
+    if (answer.empty()) {
+        timeForNextName = std::max(timeForNextName / 2, kShortestTime);
+        return nullptr;
+    }
+    if (answer.back() != kReadable) return nullptr;
+    answer.pop_back();
+    return DemangledName(strdup(answer.c_str()));
+}
+
+}  // namespace
+
+DemangledName demangleName(const char* name) {
+    const std::size_t length = std::strlen(name);
+    if (length > kLongestMangledName) return nullptr;
+    return hasFewParts(name, length) ? demangleHere(name) : demangleApart(name);
+}
+
+}  // namespace hcrpt
