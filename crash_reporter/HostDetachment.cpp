@@ -37,7 +37,7 @@ void closeDescriptors() {
         for (const int fd : {STDOUT_FILENO, STDERR_FILENO})
             if (fcntl(fd, F_GETFD) < 0) dup2(null, fd);
     }
-    close_range(STDERR_FILENO + 1, ~0U, 0);
+    closefrom(STDERR_FILENO + 1);  // also where the kernel does not know close_range()
 }
 
 void cleanEnvironment() {
