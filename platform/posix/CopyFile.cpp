@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include "FileDescriptor.h"
-#include "PathText.h"
 
 namespace {
 
@@ -15,12 +14,21 @@ const std::size_t kBufferBytes = 512;
 const int kTemporaryNames = 100;
 const mode_t kCrashDataMode = 0600;  // traces and reports are for their owner only
 
+// No step of a copy takes memory from the heap: a dying process copies its trace, and the heap may
+// be what it died of.
+
 // Hidden, and not a name that anyone who lists traces or reports looks for. The thread's id keeps
 // two threads apart, the number what a killed process or another machine has left there.
-std::string temporaryName(int number) {
-    return ".crashcopy_" + std::to_string(getpid()) + "_" + std::to_string(gettid()) + "_" +
-           std::to_string(number);
-}
+class TemporaryName {
+  public:
+    void set(int number) {
+        snprintf(m_text, sizeof m_text, ".crashcopy_%d_%d_%d", getpid(), gettid(), number);
+    }
+    const char* text() const { return m_text; }
+
+  private:
+    char m_text[64] = {};
+};
 
 bool writeAll(int fd, const char* data, std::size_t size) {
     while (size > 0) {
@@ -49,16 +57,16 @@ class TemporaryFile {
   public:
     explicit TemporaryFile(int directory) : m_directory(directory), m_file(-1) {
         for (int number = 0; number < kTemporaryNames && !m_file.isOpen(); ++number) {
-            m_name = temporaryName(number);
+            m_name.set(number);
             const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-            m_file.reset(openat(directory, m_name.c_str(), flags, kCrashDataMode));
+            m_file.reset(openat(directory, m_name.text(), flags, kCrashDataMode));
             if (!m_file.isOpen() && errno != EEXIST) break;
         }
         m_isThere = m_file.isOpen();
         if (m_isThere) fchmod(m_file.get(), kCrashDataMode);  // whatever the umask
     }
     ~TemporaryFile() {
-        if (m_isThere) unlinkat(m_directory, m_name.c_str(), 0);
+        if (m_isThere) unlinkat(m_directory, m_name.text(), 0);
     }
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -67,25 +75,24 @@ class TemporaryFile {
     int get() const { return m_file.get(); }
     bool close() { return m_file.close() == 0; }
 
-    bool replace(const std::string& name) {
-        if (renameat(m_directory, m_name.c_str(), m_directory, name.c_str()) != 0) return false;
+    bool replace(const char* name) {
+        if (renameat(m_directory, m_name.text(), m_directory, name) != 0) return false;
         m_isThere = false;
         return true;
     }
-    bool becomeNew(const std::string& name) {
-        if (renameat2(m_directory, m_name.c_str(), m_directory, name.c_str(), RENAME_NOREPLACE) ==
-            0) {
+    bool becomeNew(const char* name) {
+        if (renameat2(m_directory, m_name.text(), m_directory, name, RENAME_NOREPLACE) == 0) {
             m_isThere = false;
             return true;
         }
         // Not every file system knows that rename; a second link never replaces anything either.
         return (errno == EINVAL || errno == ENOSYS) &&
-               linkat(m_directory, m_name.c_str(), m_directory, name.c_str(), 0) == 0;
+               linkat(m_directory, m_name.text(), m_directory, name, 0) == 0;
     }
 
   private:
     int m_directory;
-    std::string m_name;
+    TemporaryName m_name;
     FileDescriptor m_file;
     bool m_isThere = false;
 };
@@ -98,7 +105,9 @@ bool isSameFile(const struct stat& one, const struct stat& other) {
 
 bool copyFileToDirectory(const std::string& path, const std::string& directory,
                          HUTFile::CopyMode mode) {
-    const std::string name = path_text::lastComponent(path);
+    // A path that ends in a slash names no file, and is refused below.
+    const std::size_t slash = path.rfind('/');
+    const char* const name = path.c_str() + (slash == std::string::npos ? 0 : slash + 1);
     // Without O_NONBLOCK a pipe in place of the file would hold up the dying process for ever.
     const FileDescriptor source(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat from = {};
@@ -107,7 +116,7 @@ bool copyFileToDirectory(const std::string& path, const std::string& directory,
     if (!target.isOpen()) return false;
 
     struct stat there = {};
-    if (fstatat(target.get(), name.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0) {
+    if (fstatat(target.get(), name, &there, AT_SYMLINK_NOFOLLOW) == 0) {
         if (mode == HUTFile::COPY_KEEP) return false;
         if (isSameFile(from, there)) return true;  // the file itself: nothing to do
     }
