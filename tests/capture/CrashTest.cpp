@@ -55,6 +55,9 @@ void expectWholeRecord(const CrashHost& host, const ChildProcess& child, int sig
     const std::string trace = readFile(host.rawTrace(pid));
     EXPECT_EQ(0U, trace.find(headerOf(signal))) << trace;
     EXPECT_EQ(std::string::npos, trace.find("partial")) << trace;
+    EXPECT_LT(trace.find("libzeb_HCrashReporter.so("), trace.find("crash_host("))
+        << "the routine's own frames come first\n"
+        << trace;
     EXPECT_TRUE(std::regex_search(trace, std::regex("\\]\n\n$"))) << trace;
     EXPECT_EQ(trace, readFile(host.store() + "/hs_mangled_err_pid" + id + ".log"));
     EXPECT_EQ(trace, readFile(host.work() + "/hs_err_pid" + id + ".log"));
@@ -176,6 +179,36 @@ TEST(CrashTest, ADeathLeavesNoChildProcess) {
     EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG));
     EXPECT_EQ(ECHILD, errno);
 }
+
+// --- Damage that reaches into the routine -------------------------------------------------------
+
+TEST(CrashTest, AFaultWhileWalkingADamagedStackLeavesTheFramesBeforeIt) {
+    const CrashHost host;
+    ChildProcess child = host.start({"smashed-stack"});
+    host.answerUntilTheEnd(child);
+    EXPECT_EQ(exitedWith(139), child.wait());
+    const std::string trace = readFile(host.rawTrace(child.pid()));
+    const std::string start = headerOf(SIGSEGV) +
+                              "Following is a partial stack trace, only, likely due to stack "
+                              "corruption\n";
+    EXPECT_EQ(0U, trace.find(start)) << trace;
+    EXPECT_NE(std::string::npos, trace.find("crash_host(")) << trace;
+    EXPECT_EQ(std::string::npos, trace.find("(main+")) << "it could be walked after all\n" << trace;
+    EXPECT_EQ("]\n", trace.substr(trace.size() - 2));
+}
+
+#ifndef HCRPT_SANITIZE  // a sanitizer's heap is another one
+TEST(CrashTest, ADamagedHeapDoesNotKeepTheRawTraceFromBeingWritten) {
+    const CrashHost host;
+    ChildProcess child = host.start({"corrupt-heap"});
+    host.answerUntilTheEnd(child);
+    EXPECT_EQ(exitedWith(134), child.wait());
+    const std::string trace = readFile(host.rawTrace(child.pid()));
+    EXPECT_EQ(0U, trace.find(headerOf(SIGABRT))) << trace;
+    EXPECT_NE(std::string::npos, trace.find("(main+")) << trace;
+    EXPECT_EQ("]\n\n", trace.substr(trace.size() - 3));
+}
+#endif
 
 // --- After a fork -------------------------------------------------------------------------------
 

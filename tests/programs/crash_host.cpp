@@ -1,6 +1,7 @@
 // Installs the crash handlers and dies in the way that its first argument names. Exit code 3 tells
 // that it did not die.
 #include <fcntl.h>
+#include <malloc.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -47,6 +48,25 @@ void beyondFile() {
     static_cast<void>(byte);
 }
 
+// Puts an address that cannot be read where its caller's frame pointer was saved. From there on no
+// unwinder finds the way; its attempt faults.
+[[gnu::noinline]] void smashedStack() {
+    void* volatile* const frame = static_cast<void**>(__builtin_frame_address(0));
+    frame[0] = reinterpret_cast<void*>(0x10);
+    nullWrite();
+    asm volatile("");  // keeps the call from becoming a jump
+}
+
+// Writes beyond a block onto the size of what is left of the heap. The C library notices at the
+// next request that it would serve from there, and aborts.
+void corruptHeap() {
+    constexpr std::size_t size = 100000;  // bytes; no free block is as large
+    char* volatile block = static_cast<char*>(std::malloc(size));
+    std::memset(block + malloc_usable_size(block), 0xff, sizeof(std::size_t));
+    char* volatile next = static_cast<char*>(std::malloc(size));
+    std::free(next);
+}
+
 const std::map<std::string, std::function<void()>> kWays = {
     {"null-write", nullWrite},
     {"illegal-instruction", [] { asm volatile("ud2"); }},
@@ -61,6 +81,8 @@ const std::map<std::string, std::function<void()>> kWays = {
     {"quit", [] { std::raise(SIGQUIT); }},
     {"recursion", [] { recurse(0); }},
     {"deep", [] { atDepth(300, nullWrite); }},
+    {"smashed-stack", [] { atDepth(5, smashedStack); }},
+    {"corrupt-heap", corruptHeap},
     {"uncaught-exception", [] { throw std::runtime_error("nobody catches this"); }},
     {"interrupt", [] { std::raise(SIGINT); }},
     {"none", [] {}},
