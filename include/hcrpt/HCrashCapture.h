@@ -164,7 +164,7 @@ class HCRPT_EXPORT HCrptSelfLinuxExceptionHandler : public HCrptLinuxExceptionHa
     static void crptSelfLinuxSignalHandler(int sig);
 
   private:
-    void (*m_selfSignalRoutine)(int);
+    [[maybe_unused]] void (*m_selfSignalRoutine)(int);  // kept, not installed
 };
 
 /// Through which handlers are obtained and installed. Stateless.
