@@ -5,6 +5,7 @@ option(HCRPT_BUILD_EXAMPLES "Build the example host application" ${PROJECT_IS_TO
 option(HCRPT_BUILD_REPORT_SERVER "Build the report server's CGI program" ${PROJECT_IS_TOP_LEVEL})
 option(HCRPT_INSTALL "Make install rules" ${PROJECT_IS_TOP_LEVEL})
 option(HCRPT_WERROR "Treat warnings as errors" OFF)
+option(HCRPT_BUILD_FUZZERS "Build the fuzz targets; needs clang" OFF)
 option(HCRPT_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 set(HCRPT_PLATFORM_LIBRARY "" CACHE FILEPATH
     "The common platform library to link; empty builds the POSIX one of platform/posix")
@@ -37,6 +38,11 @@ if(HCRPT_SANITIZE)
     target_compile_options(hcrpt_flags INTERFACE
         -fsanitize=address,undefined -fno-sanitize=alignment,vptr -fno-sanitize-recover=undefined)
     target_link_options(hcrpt_flags INTERFACE -fsanitize=address,undefined)
+endif()
+
+if(HCRPT_BUILD_FUZZERS)
+    target_compile_options(hcrpt_flags INTERFACE -fsanitize=fuzzer-no-link
+        -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/fuzz/sanitizer-ignorelist.txt)
 endif()
 
 # The build tree is laid out like an installation, so that programs find each other in it.

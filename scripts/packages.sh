@@ -16,6 +16,11 @@ run_packages=(
     "lighttpd:command -v lighttpd || test -x /usr/sbin/lighttpd"
     "lighttpd-mod-openssl:"
 )
+# Wanted by checks alone, not by building or running.
+check_packages=(
+    "clang:command -v clang++"
+    "libclang-rt-14-dev:"
+)
 
 package_is_there() {  # package:test
     local package=${1%%:*} test=${1#*:}
@@ -27,9 +32,10 @@ package_is_there() {  # package:test
 }
 
 # Installs what is missing, with sudo when not root. Does not touch the network when all is there.
-install_missing_packages() {
+# Further entries, such as those of check_packages, come as arguments.
+install_missing_packages() {  # [package:test...]
     local entry missing=()
-    for entry in "${build_packages[@]}" "${run_packages[@]}"; do
+    for entry in "${build_packages[@]}" "${run_packages[@]}" "$@"; do
         package_is_there "$entry" || missing+=("${entry%%:*}")
     done
     [ ${#missing[@]} -gt 0 ] || return 0

@@ -1,0 +1,51 @@
+// Names that nobody mangled: the demangler's bounds, and its own results within them.
+#include <cxxabi.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "fuzz/support/Fuzz.h"
+#include "utils/BoundedDemangle.h"
+
+namespace {
+
+constexpr double kLongestTime = 5;  // seconds of processor time, sanitizers included
+
+double processorTime() {
+    double seconds = 0;
+    for (const int who : {RUSAGE_SELF, RUSAGE_CHILDREN}) {
+        rusage usage = {};
+        getrusage(who, &usage);
+        for (const timeval& time : {usage.ru_utime, usage.ru_stime})
+            seconds += static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    }
+    return seconds;
+}
+
+/// Whether the name has nothing that could repeat one of its parts.
+bool expandsNowhere(const std::string& name) {
+    return name.size() <= 1000 && name.find_first_of("STD") == std::string::npos &&
+           !fuzz::contains(name, "sp");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string name = fuzz::text(data, size).c_str();
+    const double before = processorTime();
+    const hcrpt::DemangledName readable = hcrpt::demangleName(name.c_str());
+    FUZZ_REQUIRE(processorTime() - before < kLongestTime);
+    FUZZ_REQUIRE(readable == nullptr || name.size() <= hcrpt::kLongestMangledName);
+    FUZZ_REQUIRE(readable == nullptr || std::strlen(readable.get()) <= hcrpt::kLongestReadableName);
+
+    // The demangler itself may be asked only where it comes back.
+    if (!expandsNowhere(name)) return 0;
+    int status = 0;
+    const hcrpt::DemangledName expected(
+        abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status));
+    FUZZ_REQUIRE((readable == nullptr) == (status != 0 || expected == nullptr));
+    if (readable != nullptr && expected != nullptr)
+        FUZZ_REQUIRE(std::strcmp(readable.get(), expected.get()) == 0);
+    return 0;
+}
