@@ -10,7 +10,9 @@ HCrptExceptionHandlerBase* HCrptExceptionHandlerBase::m_handler = nullptr;
 
 HCrptExceptionHandlerBase::HCrptExceptionHandlerBase() {
     HCrptResourceMgr::get();
-    hcrpt::CrashStack::reserve();
+    // As where the arena cannot be had. Without this stack the crash routine would run into the
+    // heap beneath the alternate one.
+    if (!hcrpt::CrashStack::reserve()) throw std::bad_alloc();
     hcrpt::primeRawTrace();
 }
 

@@ -92,7 +92,7 @@ extern HCRPT_EXPORT const char partialStackTraceMsg[];
 /// destroyed.
 class HCRPT_EXPORT HCrptExceptionHandlerBase {
   public:
-    /// Reserves all crash-time resources.
+    /// Reserves all crash-time resources. @throws std::bad_alloc where they cannot be had.
     HCrptExceptionHandlerBase();
     virtual ~HCrptExceptionHandlerBase();
 

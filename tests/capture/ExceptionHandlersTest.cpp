@@ -2,10 +2,13 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -145,6 +148,12 @@ TEST(ExceptionHandlersTest, MakingAHandlerMakesTheCrashTimeResources) {
     HCrptLinuxExceptionHandler handler;
     EXPECT_NE("", HCrptResourceMgr::getStacktraceLogPath());
     EXPECT_NE("", HCrptResourceMgr::getStacktraceTempFilePath());
+}
+
+TEST(ExceptionHandlersTest, WithoutACrashStackThereIsNoHandler) {
+    const seams::ScopedSeam failing(seams::onMmap, [](std::size_t, int) { return MAP_FAILED; });
+    EXPECT_THROW(Base::get(""), std::bad_alloc);
+    EXPECT_EQ(nullptr, Base::get("unknown")) << "a handler that was half made";
 }
 
 TEST(ExceptionHandlersTest, MakingAHandlerInstallsNothing) {
@@ -422,12 +431,47 @@ INSTANTIATE_TEST_SUITE_P(
     Table, SecondSignalTest,
     testing::Values(SecondSignal{"FaultAfterAbort", [] { std::abort(); }, nullWrite, 134},
                     SecondSignal{"FaultAfterFault", nullWrite, nullWrite, 139},
+                    SecondSignal{"QuitAfterFault", nullWrite, [] { raise(SIGQUIT); }, 139},
                     SecondSignal{"AbortAfterFault", nullWrite, [] { std::abort(); }, 139},
                     SecondSignal{"AbortAfterAbort", [] { std::abort(); }, [] { std::abort(); },
                                  134},
                     SecondSignal{"IllegalInstructionAfterQuit", [] { raise(SIGQUIT); },
                                  [] { asm volatile("ud2"); }, 131}),
     [](const auto& row) { return std::string(row.param.name); });
+
+TEST(CrashRoutineTest, ItEndsWithoutExitHandlersAndFlushesNoStreamOfTheHost) {
+    const CrashScene scene;
+    scene.makeReadableLog("log\n");
+    const std::string path = scene.work() + "/stream";
+    ChildProcess child = ChildProcess::fork([&]() -> int {
+        std::atexit([] { _exit(99); });
+        std::fputs("half a record", std::fopen(path.c_str(), "w"));
+        HCrptExceptionMgr::get()->registerSignalHandlers();
+        HCrptLinuxExceptionHandler::crptDefaultLinuxHandler(SIGBUS);
+        return 98;
+    });
+    EXPECT_EQ(exitedWith(128 + SIGBUS), child.wait());
+    EXPECT_NE("", scene.report());
+    EXPECT_TRUE(std::filesystem::exists(path));
+    EXPECT_EQ("", test_support::readFile(path));
+}
+
+TEST(CrashRoutineTest, WithoutResourcesItOnlySaysSoAndEnds) {
+    const CrashScene scene;
+    scene.makeReadableLog("log\n");
+    ChildProcess child = ChildProcess::fork([]() -> int {
+        HCrptLinuxExceptionHandler::crptDefaultLinuxHandler(SIGILL);
+        return 98;
+    });
+    EXPECT_EQ(exitedWith(128 + SIGILL), child.wait());
+    EXPECT_EQ(
+        "Error: Abnormal program termination (4) of process id 4242. Unable to write a stacktrace "
+        "file, probably because current directory is not writable.\n"
+        "Could not generate crash report log as no stack trace could be written\n",
+        child.standardOutput());
+    EXPECT_EQ(std::vector<std::string>(), test_support::namesIn(scene.work()));
+    EXPECT_EQ("", scene.report());
+}
 
 TEST(CrashRoutineTest, ASecondThreadThatDiesWaitsForTheFirstOnesReport) {
     CrashScene scene;

@@ -15,6 +15,7 @@ std::function<std::optional<sighandler_t>(int)> onSignal;
 std::function<std::optional<int>(int, bool)> onSigaction;
 std::function<std::optional<FILE*>(const char*)> onPopen;
 std::function<std::optional<int>(int, const rlimit&)> onSetrlimit;
+std::function<std::optional<void*>(std::size_t, int)> onMmap;
 std::optional<std::size_t> failingMallocSize;
 
 }  // namespace seams
@@ -31,6 +32,8 @@ int __real_sigaction(int number, const struct sigaction* action, struct sigactio
 FILE* __real_popen(const char* command, const char* mode);
 int __real_setrlimit(int resource, const rlimit* limits);
 void* __real_malloc(std::size_t size);
+void* __real_mmap(void* address, std::size_t length, int protection, int flags, int fd,
+                  off_t offset);
 
 ssize_t __wrap_write(int fd, const void* data, std::size_t size) {
     if (seams::onWrite)
@@ -85,6 +88,13 @@ int __wrap_setrlimit(int resource, const rlimit* limits) {
     if (seams::onSetrlimit)
         if (const auto answer = seams::onSetrlimit(resource, *limits)) return *answer;
     return __real_setrlimit(resource, limits);
+}
+
+void* __wrap_mmap(void* address, std::size_t length, int protection, int flags, int fd,
+                  off_t offset) {
+    if (seams::onMmap)
+        if (const auto answer = seams::onMmap(length, flags)) return *answer;
+    return __real_mmap(address, length, protection, flags, fd, offset);
 }
 
 void* __wrap_malloc(std::size_t size) {

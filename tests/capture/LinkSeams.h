@@ -25,6 +25,7 @@ extern std::function<std::optional<sighandler_t>(int number)> onSignal;
 extern std::function<std::optional<int>(int number, bool sets)> onSigaction;
 extern std::function<std::optional<FILE*>(const char* command)> onPopen;
 extern std::function<std::optional<int>(int resource, const rlimit& limits)> onSetrlimit;
+extern std::function<std::optional<void*>(std::size_t length, int flags)> onMmap;
 /// Makes malloc() of exactly this size fail.
 extern std::optional<std::size_t> failingMallocSize;
 
