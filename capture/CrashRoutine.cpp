@@ -1,10 +1,9 @@
-// What a dying process does on the reserved crash stack, in order, and what is on disk after each
-// step:
+// What a dying process does, in order, and what is on disk after each step:
 //
-//   1. raw trace in the working directory    (StackTraceTxtLog.cpp, RawTrace.cpp)
-//      frame by frame
-//   2. copy of the raw trace in the crash    (TraceHandOver.cpp)
-//      store
+//   1. raw trace in the working directory    (on the stack of the signal: StackTraceTxtLog.cpp,
+//      frame by frame                         RawTrace.cpp)
+//   2. copy of the raw trace in the crash    (from here on the reserved crash stack:
+//      store                                  TraceHandOver.cpp)
 //   3. readable log, made by the crash reporter while this process waits, copied to the working
 //      directory
 //   4. JSON report in the crash store        (CrashReport.cpp)
@@ -14,10 +13,8 @@
 #include <unistd.h>
 
 #include <atomic>
-#include <cstdint>
 #include <cstdlib>
 
-#include "capture/CrashStack.h"
 #include "hcrpt/HCrashCapture.h"
 
 namespace HCrashReporter {
@@ -25,14 +22,8 @@ namespace {
 
 constexpr int kExitStatusOfSignal = 128;  // as a shell reports a death by signal
 
-/// Which thread dies, and of what.
-struct alignas(8) Death {  // else clang calls a library for it
-    std::int32_t thread;
-    std::int32_t signal;
-};
-// In one piece, so that a second signal finds both or neither. Thread 0: none dies.
-std::atomic<Death> s_death{Death{0, 0}};
-static_assert(std::atomic<Death>::is_always_lock_free);
+std::atomic<int> s_dyingThread{0};
+std::atomic<int> s_firstSignal{0};
 
 // While a signal is handled the kernel blocks it, and a fault of a blocked kind kills at once: the
 // parent would see a death by signal in place of the promised exit status.
@@ -43,27 +34,21 @@ void unblockFaults() {
     pthread_sigmask(SIG_UNBLOCK, &faults, nullptr);
 }
 
-void writeRecord(void* signal) {
-    HCrptExceptionHandlerBase::writeStackTraceTxtLog(*static_cast<const int*>(signal));
-    HCrptExceptionHandlerBase::writeCrashReport();
-}
-
 }  // namespace
 
 void HCrptLinuxExceptionHandler::crptDefaultLinuxHandler(int sig) {
-    const Death death = {static_cast<std::int32_t>(syscall(SYS_gettid)), sig};
-    Death first = {0, 0};
-    if (!s_death.compare_exchange_strong(first, death)) {
+    const int self = static_cast<int>(syscall(SYS_gettid));
+    int nobody = 0;
+    if (!s_dyingThread.compare_exchange_strong(nobody, self)) {
         // A fault within this routine ends it: what is on disk by now stays.
-        if (first.thread == death.thread) std::_Exit(kExitStatusOfSignal + first.signal);
+        if (nobody == self) std::_Exit(kExitStatusOfSignal + s_firstSignal);
         // Another thread is writing its trace and report and will end the process.
         for (;;) pause();
     }
+    s_firstSignal = sig;
     unblockFaults();
-    // Off the stack of the signal even for the trace: should the walk over a damaged stack fault,
-    // the kernel needs the alternate stack anew, and with a large processor state two of its frames
-    // leave no room there for a walk between them.
-    hcrpt::CrashStack::run(&writeRecord, &sig);
+    writeStackTraceTxtLog(sig);
+    writeCrashReport();
     std::_Exit(kExitStatusOfSignal + sig);
 }
 

@@ -1,16 +1,16 @@
 /// @file
-/// A stack for the crash routine.
+/// A stack for the heavy steps of the crash routine.
 ///
-/// A fatal signal may arrive on an alternate stack of 8,192 bytes, of which the kernel takes more
-/// than 3,600 for itself where a processor has AVX-512. That is room for one walk over a stack, not
-/// for strings, streams or a shell. So a larger stack is reserved at start-up.
+/// A fatal signal may arrive on an alternate stack of 8,192 bytes, of which the kernel takes up to
+/// 3,400 for itself. That is room for unwinding, not for strings, streams or a shell. So a larger
+/// stack is reserved at start-up and entered once the trace has been taken.
 #pragma once
 
 #include <cstddef>
 
 namespace hcrpt::CrashStack {
 
-/// Bytes that the routine may use. They cost address space only until a crash.
+/// Bytes that the heavy steps may use. They cost address space only until a crash.
 constexpr std::size_t kSize = std::size_t{256} * 1024;
 
 /// Reserves the stack, with a guard page beneath it; later calls do nothing. @ordinary

@@ -1,4 +1,4 @@
-// Where a process dies: small frames, no heap, no stdio, no strings.
+// Runs on the 8 KiB alternate stack: small frames, no heap, no stdio, no strings.
 #include "capture/RawTrace.h"
 
 #include <execinfo.h>

@@ -1,5 +1,4 @@
-// Up to the hand-over: no heap, which may be damaged, no strings, and small frames, since others
-// may call this from handlers of their own on stacks as small as 8 KiB.
+// Runs on the 8 KiB alternate stack up to the hand-over: small frames, no heap, no strings.
 #include <fcntl.h>
 #include <unistd.h>
 
