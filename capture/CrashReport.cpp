@@ -1,7 +1,7 @@
 #include <string>
 
 #include "HUTFile.h"
-#include "capture/CrashOutput.h"
+#include "capture/CrashDeadline.h"
 #include "capture/CrashStack.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptMetaData.h"
@@ -41,6 +41,7 @@ void writeReport() {
 }
 
 void writeReportNoThrow(void*) {
+    hcrpt::CrashDeadline::set(hcrpt::CrashDeadline::kReport);
     try {
         writeReport();
     } catch (...) {

@@ -13,40 +13,54 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 
+#include "capture/CrashDeadline.h"
 #include "hcrpt/HCrashCapture.h"
+#include "hcrpt/HCrashRptUtils.h"
 
 namespace HCrashReporter {
 namespace {
 
 constexpr int kExitStatusOfSignal = 128;  // as a shell reports a death by signal
 
-std::atomic<int> s_dyingThread{0};
-std::atomic<int> s_firstSignal{0};
+/// Which thread dies, and of what.
+struct alignas(8) Death {  // clang takes no lock only for what is aligned to its size
+    std::int32_t thread;
+    std::int32_t signal;
+};
+// In one piece, so that a second signal finds both or neither. Thread 0: none dies.
+std::atomic<Death> s_death{Death{0, 0}};
+static_assert(std::atomic<Death>::is_always_lock_free);
 
 // While a signal is handled the kernel blocks it, and a fault of a blocked kind kills at once: the
-// parent would see a death by signal in place of the promised exit status.
-void unblockFaults() {
-    sigset_t faults;
-    sigemptyset(&faults);
-    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) sigaddset(&faults, number);
-    pthread_sigmask(SIG_UNBLOCK, &faults, nullptr);
+// parent would see a death by signal in place of the promised exit status. What others send to the
+// process, an impatient SIGQUIT above all, must not end the routine before its report is written.
+void letFaultsThroughOnly() {
+    sigset_t others;
+    sigfillset(&others);
+    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT}) sigdelset(&others, number);
+    pthread_sigmask(SIG_SETMASK, &others, nullptr);
 }
+
+// Longer than the routine can take with all its waits. It is for the case that the dying thread
+// itself is held up for ever, by a lost file server for one.
+constexpr int kOtherThreadWait = 600;  // seconds
 
 }  // namespace
 
 void HCrptLinuxExceptionHandler::crptDefaultLinuxHandler(int sig) {
-    const int self = static_cast<int>(syscall(SYS_gettid));
-    int nobody = 0;
-    if (!s_dyingThread.compare_exchange_strong(nobody, self)) {
-        // A fault within this routine ends it: what is on disk by now stays.
-        if (nobody == self) std::_Exit(kExitStatusOfSignal + s_firstSignal);
+    const Death death = {static_cast<std::int32_t>(syscall(SYS_gettid)), sig};
+    Death first = {0, 0};
+    if (!s_death.compare_exchange_strong(first, death)) {
         // Another thread is writing its trace and report and will end the process.
-        for (;;) pause();
+        if (first.thread != death.thread) HCrashRptUtils::sleep(kOtherThreadWait);
+        // A fault within this routine ends it: what is on disk by now stays.
+        std::_Exit(kExitStatusOfSignal + first.signal);
     }
-    s_firstSignal = sig;
-    unblockFaults();
+    letFaultsThroughOnly();
+    hcrpt::CrashDeadline::enable(kExitStatusOfSignal + sig);
     writeStackTraceTxtLog(sig);
     writeCrashReport();
     std::_Exit(kExitStatusOfSignal + sig);

@@ -2,8 +2,8 @@
 /// A stack for the heavy steps of the crash routine.
 ///
 /// A fatal signal may arrive on an alternate stack of 8,192 bytes, of which the kernel takes up to
-/// 3,400 for itself. That is room for unwinding, not for strings, streams or a shell. So a larger
-/// stack is reserved at start-up and entered once the trace has been taken.
+/// 3,632 for itself (AVX-512). That is room for unwinding, not for strings, streams or a shell. So
+/// a larger stack is reserved at start-up and entered once the trace has been taken.
 #pragma once
 
 #include <cstddef>

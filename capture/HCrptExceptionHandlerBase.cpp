@@ -2,6 +2,7 @@
 
 #include "capture/CrashStack.h"
 #include "capture/RawTrace.h"
+#include "capture/TraceHandOver.h"
 #include "hcrpt/HCrashCapture.h"
 
 namespace HCrashReporter {
@@ -13,6 +14,7 @@ HCrptExceptionHandlerBase::HCrptExceptionHandlerBase() {
     // As where the arena cannot be had. Without this stack the crash routine would run into the
     // heap beneath the alternate one.
     if (!hcrpt::CrashStack::reserve()) throw std::bad_alloc();
+    hcrpt::TraceHandOver::prepare();
     hcrpt::primeRawTrace();
 }
 

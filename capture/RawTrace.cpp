@@ -8,6 +8,8 @@
 #include <cstring>
 
 #include "capture/CrashOutput.h"
+#include "capture/ModuleLines.h"
+#include "capture/WalkProcess.h"
 #include "hcrpt/HCrashCapture.h"
 
 namespace hcrpt {
@@ -16,11 +18,26 @@ using HCrashReporter::kBacktraceDepth;
 using HCrashReporter::partialStackTraceMsg;
 using HCrashReporter::s_btArray;
 
-void writeRawTrace(int fd) {
-    const off_t start = lseek(fd, 0, SEEK_CUR);
-    writeAll(fd, partialStackTraceMsg, std::strlen(partialStackTraceMsg));
-    fsync(fd);
+namespace {
 
+/// A walk over the stack of the thread that dies.
+struct Walk {
+    int fd;
+    off_t start;  // where the trace begins in the file
+    void (*writeLines)(void* const* frames, int count, int fd);
+};
+
+int s_framesOnDisk = 0;
+
+void writeModuleLines(void* const* frames, int count, int fd) {
+    for (int i = 0; i < count; ++i) {
+        writeModuleLine(fd, frames[i]);
+        walkProgress();
+    }
+}
+
+void takeWalk(void* self) {
+    const Walk& walk = *static_cast<const Walk*>(self);
     // One frame deeper each time: where the stack is damaged the walk itself may fault, and then
     // the notice and all frames up to there are on disk.
     int found = 0;
@@ -28,14 +45,31 @@ void writeRawTrace(int fd) {
         const int count = backtrace(s_btArray, depth);
         if (depth > count) break;
         found = count;
-        backtrace_symbols_fd(s_btArray + depth - 1, 1, fd);
-        fsync(fd);
+        walk.writeLines(s_btArray + depth - 1, 1, walk.fd);
+        fsync(walk.fd);
+        s_framesOnDisk = found;
+        walkProgress();
     }
 
     // The walk came to its end, so the trace is not partial.
-    if (ftruncate(fd, start) == 0) lseek(fd, start, SEEK_SET);
-    backtrace_symbols_fd(s_btArray, found, fd);
+    if (ftruncate(walk.fd, walk.start) == 0) lseek(walk.fd, walk.start, SEEK_SET);
+    walk.writeLines(s_btArray, found, walk.fd);
+    fsync(walk.fd);
+}
+
+}  // namespace
+
+void writeRawTrace(int fd) {
+    Walk walk = {fd, lseek(fd, 0, SEEK_CUR), &backtrace_symbols_fd};
+    writeAll(fd, partialStackTraceMsg, std::strlen(partialStackTraceMsg));
     fsync(fd);
+
+    s_framesOnDisk = 0;
+    if (runInWalkProcess(&takeWalk, &walk) || s_framesOnDisk > 0) return;
+    // Not even this library's own frame: looking up its name waits for the loader's lock, which
+    // another thread holds and may never give back. Then the modules must do.
+    walk.writeLines = &writeModuleLines;
+    runInWalkProcess(&takeWalk, &walk);
 }
 
 void primeRawTrace() {

@@ -1,5 +1,7 @@
 #include "capture/SafeFormat.h"
 
+#include <cstring>
+
 namespace hcrpt {
 
 TextBuilder::TextBuilder(char* buffer, std::size_t size) : m_buffer(buffer), m_size(size) {
@@ -7,7 +9,16 @@ TextBuilder::TextBuilder(char* buffer, std::size_t size) : m_buffer(buffer), m_s
 }
 
 TextBuilder& TextBuilder::add(const char* text) {
-    while (*text != '\0' && m_length + 1 < m_size) m_buffer[m_length++] = *text++;
+    return add(text, std::strlen(text));
+}
+
+TextBuilder& TextBuilder::add(const char* text, std::size_t length) {
+    const std::size_t room = m_size - 1 - m_length;
+    if (length > room) {
+        length = room;
+        m_isCut = true;
+    }
+    for (std::size_t i = 0; i < length; ++i) m_buffer[m_length++] = text[i];
     m_buffer[m_length] = '\0';
     return *this;
 }

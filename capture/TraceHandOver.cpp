@@ -3,6 +3,10 @@
 #include <string>
 
 #include "HUTFile.h"
+#include "capture/CrashDeadline.h"
+#include "capture/CrashOutput.h"
+#include "capture/SafeFormat.h"
+#include "capture/StorePath.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "hcrpt/HCrashRptUtils.h"
@@ -13,6 +17,38 @@ namespace {
 
 constexpr int kLogWaitTests = 100;  // one second apart
 
+constexpr std::size_t kPathSize = 4096;  // bytes, as much as the system takes
+
+/// Objects of the platform library, which takes its texts from the heap. Never destroyed: a process
+/// may crash while it exits.
+struct Prepared {
+    HUTFile rawTrace{HCrptResourceMgr::getStacktraceTempFilePath()};
+    HUTFile log{HCrptResourceMgr::getStacktraceLogPath()};
+    std::string crashStore;  // room for any path, so that none is asked for in the dying process
+
+    Prepared() { crashStore.reserve(kPathSize); }
+};
+Prepared* s_prepared = nullptr;
+
+// The store's path follows the environment of this moment.
+const std::string& currentCrashStore() {
+    char path[kPathSize];
+    if (crashStorePath(path, sizeof path))
+        s_prepared->crashStore.assign(path);
+    else
+        s_prepared->crashStore = HCrashRptSettings::getCrashStorePath();
+    return s_prepared->crashStore;
+}
+
+bool haveCrashStore(const std::string& crashStore) {
+    if (HUTFile::exists(crashStore)) return true;
+    char path[kPathSize];
+    TextBuilder text(path, sizeof path);
+    if (!text.add(crashStore.c_str()).isCut()) makeDirectories(path);
+    // Finds it made, or says why there is none.
+    return HUTFile::exists(crashStore) || HCrashRptUtils::createCrashStore();
+}
+
 bool waitForFile(const HUTFile& file) {
     for (int test = 0; test < kLogWaitTests; ++test) {
         if (file.exists()) return true;
@@ -21,34 +57,47 @@ bool waitForFile(const HUTFile& file) {
     return file.exists();
 }
 
-void tellWhere(const std::string& path) {
-    printRaw("Please check this file for stacktrace: " + path + "\n");
+void tellWhere(const char* directory, const char* separator, const char* name) {
+    putStdout("Please check this file for stacktrace: ");
+    putStdout(directory);
+    putStdout(separator);
+    putStdout(name);
+    putStdout("\n");
+    flushStdout();
 }
 
 void handOver(bool copyRawTrace) {
-    const std::string& rawTrace = HCrptResourceMgr::getStacktraceTempFilePath();
-    const std::string crashStore = HCrashRptSettings::getCrashStorePath();
-    if (!HUTFile::exists(crashStore) && !HCrashRptUtils::createCrashStore()) {
-        tellWhere(rawTrace);
+    CrashDeadline::set(CrashDeadline::kCopies);
+    TraceHandOver::prepare();
+    const char* const rawTrace = HCrptResourceMgr::getStacktraceTempFilePath().c_str();
+    const std::string& crashStore = currentCrashStore();
+    if (!haveCrashStore(crashStore)) {
+        tellWhere(rawTrace, "", "");
         // "<pid>" is meant literally.
         printMessage(
             "Could not copy hs_mangled_err_pid<pid>.log in the crash store in absence "
             "of a crashStore");
         return;
     }
-    if (copyRawTrace) HUTFile(rawTrace).copyToDir(crashStore, HUTFile::COPY_REPLACE);
+    if (copyRawTrace) s_prepared->rawTrace.copyToDir(crashStore, HUTFile::COPY_REPLACE);
 
-    const HUTFile log(HCrptResourceMgr::getStacktraceLogPath());
-    if (!waitForFile(log)) {
-        tellWhere(rawTrace);
+    CrashDeadline::set(kLogWaitTests + CrashDeadline::kCopies);
+    if (!waitForFile(s_prepared->log)) {
+        tellWhere(rawTrace, "", "");
         return;
     }
+    CrashDeadline::set(CrashDeadline::kCopies);
     const std::string directory = HCrashRptSettings::getStackTraceLogPath();
-    log.copyToDir(directory, HUTFile::COPY_REPLACE);
-    tellWhere(directory + HUTFile::getDirSeparator() + log.getName());
+    s_prepared->log.copyToDir(directory, HUTFile::COPY_REPLACE);
+    tellWhere(directory.c_str(), HUTFile::getDirSeparator().c_str(),
+              s_prepared->log.getName().c_str());
 }
 
 }  // namespace
+
+void TraceHandOver::prepare() {
+    if (s_prepared == nullptr) s_prepared = new Prepared;
+}
 
 void TraceHandOver::run(void* self) {
     try {

@@ -5,10 +5,14 @@
 namespace hcrpt {
 
 /// Copies the raw trace into the crash store, waits for the readable log and copies that back.
-/// @crashtime, on the crash stack.
+/// Runs on the crash stack. Up to the end of the wait it is @signalsafe where the crash store is
+/// there or can be made: neither heap nor lock is needed until the raw trace is where the crash
+/// reporter finds it. After the wait it is @crashtime.
 struct TraceHandOver {
     bool copyRawTrace = true;
 
+    /// Makes at start-up what is needed then. @ordinary
+    static void prepare();
     /// For CrashStack::run(): lets no exception out.
     static void run(void* handOver);
 };

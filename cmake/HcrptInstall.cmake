@@ -5,7 +5,7 @@ include(CMakePackageConfigHelpers)
 set(package_dir lib/cmake/hcrpt)
 
 install(TARGETS crash_reporter velcurl RUNTIME DESTINATION ${HCRPT_BIN_SUBDIR})
-install(TARGETS hcrpt hcrpt_platform EXPORT hcrpt LIBRARY DESTINATION ${HCRPT_LIB_SUBDIR})
+install(TARGETS hcrpt hcrpt_platform hcrpt_threads EXPORT hcrpt LIBRARY DESTINATION ${HCRPT_LIB_SUBDIR})
 install(DIRECTORY include/hcrpt DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES platform/HUTEnv.h platform/HUTExport.h platform/HUTFile.h platform/HUTFork.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/hut)

@@ -71,6 +71,14 @@ HCRPT_EXPORT bool isEnabled(const std::string& product);
 ///         process id before and after, and end the copy.
 HCRPT_EXPORT bool launchCrashReporter();
 
+/// Gives the calling thread an alternate signal stack of its own, so that a stack overflow on it is
+/// reported too. The thread that calls registration() has one already; other threads call this
+/// once, or the application preloads or links libzeb_HCrashReporterThreads.so, which does it for
+/// every new thread. The stack is released when the thread ends; a larger one that it has already
+/// is left alone. Any thread.
+/// @return whether the thread has a sufficient alternate stack now.
+HCRPT_EXPORT bool registerThisThread();
+
 // --- Crash reporter -------------------------------------------------------------------------
 
 /// Installs the crash handlers and ignores SIGINT.

@@ -114,7 +114,7 @@ TEST(CrashReportTest, AMissingStoreIsMade) {
 TEST(CrashReportTest, WithoutAStoreThereIsAMessage) {
     CrashScene scene;
     HCrptExceptionHandlerBase::get("");
-    scene.platform.onMkDirRecursive = [](const std::string&) { return false; };
+    scene.makeStoreImpossible();
     const StdoutCapture capture;
     HCrptExceptionHandlerBase::writeCrashReport();
     EXPECT_EQ("[Crash Reporter] Error: Could not create crash store at: " + scene.store() +

@@ -30,6 +30,10 @@ class CrashScene {
         std::filesystem::create_directories(store());
         test_support::writeFile(readableLog(), content);
     }
+    /// Puts a file where the store's directories would be made.
+    void makeStoreImpossible() const {
+        test_support::writeFile(m_directory / ".crashReporter", "");
+    }
     /// Full path of the one report in the store; empty when there is none.
     std::string report() const {
         for (const std::string& name : test_support::namesIn(store()))

@@ -230,7 +230,7 @@ TEST_F(StackTraceTxtLogTest, AMissingStoreIsMade) {
 
 TEST_F(StackTraceTxtLogTest, WithoutAStoreTheRawTraceIsNamedAndNothingIsWaitedFor) {
     makeHandler();
-    scene.platform.onMkDirRecursive = [](const std::string&) { return false; };
+    scene.makeStoreImpossible();
     const StdoutCapture capture;
     writeLog(SIGSEGV);
     EXPECT_EQ(announcement(SIGSEGV) + "[Crash Reporter] Error: Could not create crash store at: " +

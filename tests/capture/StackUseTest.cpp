@@ -69,6 +69,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(Scene{"NullWrite", "null-write", "", nullptr},
                     Scene{"Recursion", "recursion", "", nullptr},
                     Scene{"Deep", "deep", "", nullptr},
+                    // The walk ends in a fault, whose signal is delivered to the child alone.
+                    Scene{"SmashedStack", "smashed-stack", "", nullptr},
                     Scene{"StaticDestruction", "static-destruction", "", nullptr},
                     Scene{"NoRawTrace", "null-write", kRawTraceCannotBeMade, nullptr},
                     Scene{"NoStore", "null-write", "", kNoStore},

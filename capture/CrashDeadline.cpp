@@ -1,0 +1,37 @@
+#include "capture/CrashDeadline.h"
+
+#include <signal.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+namespace hcrpt::CrashDeadline {
+namespace {
+
+volatile sig_atomic_t s_status = 0;  // 0: not enabled
+
+void endProcess(int) {
+    _exit(s_status);
+}
+
+}  // namespace
+
+void enable(int status) {
+    s_status = status;
+}
+
+void set(int seconds) {
+    if (s_status == 0) return;
+    struct sigaction action = {};
+    action.sa_handler = &endProcess;
+    sigfillset(&action.sa_mask);
+    sigaction(SIGALRM, &action, nullptr);
+    itimerval timer = {};
+    timer.it_value.tv_sec = seconds;
+    setitimer(ITIMER_REAL, &timer, nullptr);
+    sigset_t alarm;
+    sigemptyset(&alarm);
+    sigaddset(&alarm, SIGALRM);
+    pthread_sigmask(SIG_UNBLOCK, &alarm, nullptr);
+}
+
+}  // namespace hcrpt::CrashDeadline

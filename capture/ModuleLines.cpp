@@ -1,0 +1,135 @@
+// Runs on the 8 KiB alternate stack: small frames, no heap, no stdio, no strings.
+#include "capture/ModuleLines.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+
+#include "capture/CrashOutput.h"
+
+namespace hcrpt {
+namespace {
+
+/// Reads a file character by character by means of a small buffer.
+class CharacterReader {
+  public:
+    explicit CharacterReader(const char* path) : m_fd(open(path, O_RDONLY | O_CLOEXEC)) {}
+    ~CharacterReader() {
+        if (m_fd >= 0) close(m_fd);
+    }
+    CharacterReader(const CharacterReader&) = delete;
+    CharacterReader& operator=(const CharacterReader&) = delete;
+
+    /// The next character; -1 at the end.
+    int next() {
+        if (m_position == m_filled) {
+            ssize_t got = -1;
+            do got = m_fd < 0 ? 0 : read(m_fd, m_buffer, sizeof m_buffer);
+            while (got < 0 && errno == EINTR);
+            if (got <= 0) return -1;
+            m_position = 0;
+            m_filled = static_cast<unsigned>(got);
+        }
+        return static_cast<unsigned char>(m_buffer[m_position++]);
+    }
+
+  private:
+    int m_fd;
+    char m_buffer[256];
+    unsigned m_position = 0;
+    unsigned m_filled = 0;
+};
+
+int digitOf(int c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    return -1;
+}
+
+/// Reads a hexadecimal number and the character after it.
+std::uintptr_t readHex(CharacterReader& in) {
+    std::uintptr_t value = 0;
+    for (int digit = digitOf(in.next()); digit >= 0; digit = digitOf(in.next()))
+        value = value * 16 + static_cast<std::uintptr_t>(digit);
+    return value;
+}
+
+/// Skips to the line's next word that begins a path; false at the end of the line or the file.
+bool skipToPath(CharacterReader& in, int& c) {
+    do c = in.next();
+    while (c != '/' && c != '\n' && c != -1);
+    return c == '/';
+}
+
+void writeHex(int fd, std::uintptr_t value) {
+    char digits[2 + 2 * sizeof value];
+    char* next = digits + sizeof digits;
+    do {
+        *--next = "0123456789abcdef"[value % 16];
+        value /= 16;
+    } while (value != 0);
+    *--next = 'x';
+    *--next = '0';
+    writeAll(fd, next, static_cast<std::size_t>(digits + sizeof digits - next));
+}
+
+/// Copies the path whose first character has been read, up to the end of its line.
+void writePath(int fd, CharacterReader& in) {
+    char piece[64] = {'/'};
+    std::size_t length = 1;
+    for (int c = in.next(); c != '\n' && c != -1; c = in.next()) {
+        if (length == sizeof piece) {
+            writeAll(fd, piece, length);
+            length = 0;
+        }
+        piece[length++] = static_cast<char>(c);
+    }
+    writeAll(fd, piece, length);
+}
+
+/// What a line of the memory map begins with.
+struct Mapping {
+    std::uintptr_t start = 0;
+    std::uintptr_t end = 0;
+    std::uintptr_t offset = 0;
+};
+
+/// Reads "start-end perms offset " of a line. @return false at the end of the file.
+bool readMapping(CharacterReader& in, Mapping& mapping) {
+    mapping.start = readHex(in);
+    mapping.end = readHex(in);
+    if (mapping.end == 0) return false;
+    for (int i = 0; i < 5; ++i) in.next();  // "r-xp "
+    mapping.offset = readHex(in);
+    return true;
+}
+
+}  // namespace
+
+void writeModuleLine(int fd, const void* address) {
+    const auto value = reinterpret_cast<std::uintptr_t>(address);
+    CharacterReader maps("/proc/self/maps");
+    Mapping mapping;
+    while (readMapping(maps, mapping)) {
+        int c = 0;
+        const bool isFile = skipToPath(maps, c);
+        if (isFile && value >= mapping.start && value < mapping.end) {
+            writePath(fd, maps);
+            writeAll(fd, "(+", 2);
+            // The loader maps a module's parts in one piece, file offset by file offset, so this is
+            // the distance from its beginning.
+            writeHex(fd, value - mapping.start + mapping.offset);
+            writeAll(fd, ")", 1);
+            break;
+        }
+        while (c != '\n' && c != -1) c = maps.next();
+    }
+    writeAll(fd, "[", 1);
+    writeHex(fd, value);
+    writeAll(fd, "]\n", 2);
+}
+
+}  // namespace hcrpt
