@@ -30,9 +30,13 @@ void checkAgainst(const std::optional<ReportForm>& form, const std::string& cont
     if (!form) return;
     const std::optional<std::string> boundary = report_server::boundaryOf(contentType);
     FUZZ_REQUIRE(boundary && report_server::isWellFramed(body, *boundary));
-    for (const std::string* part :
-         {&form->content, &form->fileName, &form->domain, &form->regid, &form->access})
+    const std::size_t closing = body.find("--" + *boundary + "--");
+    FUZZ_REQUIRE(closing != std::string::npos);
+    FUZZ_REQUIRE(body.find("--" + *boundary, closing + 1) == std::string::npos);
+    for (const std::string* part : {&form->content, &form->domain, &form->regid, &form->access})
         FUZZ_REQUIRE(fuzz::contains(body, *part) && !fuzz::contains(*part, "--" + *boundary));
+    // The decoder takes file names as URL-encoded, so they need not stand in the body.
+    FUZZ_REQUIRE(form->fileName.size() <= body.size());
     FUZZ_REQUIRE(form->hasFile || (form->content.empty() && form->fileName.empty()));
     checkName(form->fileName);
 }
