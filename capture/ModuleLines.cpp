@@ -38,7 +38,7 @@ class CharacterReader {
 
   private:
     int m_fd;
-    char m_buffer[256];
+    char m_buffer[256] = {};
     unsigned m_position = 0;
     unsigned m_filled = 0;
 };

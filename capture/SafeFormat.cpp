@@ -24,7 +24,7 @@ TextBuilder& TextBuilder::add(const char* text, std::size_t length) {
 }
 
 TextBuilder& TextBuilder::add(int number) {
-    char digits[12];  // a sign, ten digits, a zero
+    char digits[12] = {};  // a sign, ten digits, a zero
     char* next = digits + sizeof digits;
     *--next = '\0';
     // Negated as unsigned, since the smallest int has no positive counterpart.

@@ -21,6 +21,14 @@ check_packages=(
     "clang:command -v clang++"
     "libclang-rt-14-dev:"
 )
+lint_packages=(
+    "clang:command -v clang++"
+    "clang-format:command -v clang-format"
+    "clang-tidy:command -v clang-tidy"
+)
+coverage_packages=(
+    "gcovr:command -v gcovr"
+)
 
 package_is_there() {  # package:test
     local package=${1%%:*} test=${1#*:}

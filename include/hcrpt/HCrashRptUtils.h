@@ -109,8 +109,8 @@ HCRPT_EXPORT void moveFileToBackupStore(std::string path,
 HCRPT_EXPORT void removeFullPathToLibrary(char* text);
 /// The line with the name between its first "(" and its first "+" demangled, or the line unchanged
 /// when that is no mangled name. A name of more than 32 KiB, or whose readable form is longer than
-/// 1 MiB or takes the demangler more than a moment, stays as it is. May fork a child for a name that
-/// can expand by much, and waits for it.
+/// 1 MiB or takes the demangler more than a moment, stays as it is. May fork a child for a name
+/// that can expand by much, and waits for it.
 ///
 /// | input | result |
 /// |---|---|
