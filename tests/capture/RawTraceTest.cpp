@@ -166,6 +166,12 @@ TEST(RawTraceTest, PrimingTakesAWholeTraceAndKeepsNoDescriptor) {
     EXPECT_NE(nullptr, s_btArray[1]);
 }
 
+TEST(RawTraceTest, MakingAHandlerPrimes) {
+    ASSERT_EQ(nullptr, s_btArray[1]);
+    ASSERT_NE(nullptr, HCrashReporter::HCrptExceptionHandlerBase::get(""));
+    EXPECT_NE(nullptr, s_btArray[1]);
+}
+
 TEST(RawTraceTest, PrimingWithoutADescriptorStillTakesATrace) {
     ASSERT_EQ(nullptr, s_btArray[1]);
     const seams::ScopedSeam failing(seams::onOpen, [](const char*, int) { return -1; });

@@ -16,7 +16,6 @@
 #include "capture/CrashScene.h"
 #include "capture/CrashStack.h"
 #include "capture/LinkSeams.h"
-#include "capture/TraceHandOver.h"
 #include "capture/TraceLines.h"
 #include "hcrpt/HCrashCapture.h"
 #include "support/ChildProcess.h"
@@ -279,15 +278,23 @@ TEST_F(StackTraceTxtLogTest, ALogThatComesInTheLastSecondIsTaken) {
     EXPECT_EQ(kLogWaitTests, sleeps);
 }
 
+class TracelessHandler : public HCrptExceptionHandlerBase {
+  public:
+    bool install() override { return true; }
+    bool printTrace(int, unsigned long) override { return true; }
+    bool printTraceMangled(int, unsigned long) override { return false; }
+};
+
 TEST_F(StackTraceTxtLogTest, AHandlerThatTookNoTraceHandsNothingOverButWaits) {
+    // In place of the one handler object of the process.
+    static_assert(sizeof(TracelessHandler) <= sizeof(HCrptLinuxExceptionHandler));
     makeHandler();
+    ::new (static_cast<void*>(HCrptExceptionHandlerBase::get(""))) TracelessHandler;
     scene.makeReadableLog("log\n");
-    writeFile(scene.rawTrace(), "not taken");
     const StdoutCapture capture;
-    hcrpt::TraceHandOver handOver;
-    handOver.copyRawTrace = false;
-    hcrpt::TraceHandOver::run(&handOver);
-    EXPECT_EQ(pointTo(scene.work() + "/hs_err_pid4242.log"), capture.flushedText());
+    writeLog(SIGSEGV);
+    EXPECT_EQ(announcement(SIGSEGV) + pointTo(scene.work() + "/hs_err_pid4242.log"),
+              capture.flushedText());
     EXPECT_EQ(std::vector<std::string>{scene.readableLog() + " -> " + scene.work() + " mode 1"},
               copies);
     EXPECT_FALSE(std::filesystem::exists(scene.store() + "/hs_mangled_err_pid4242.log"));
