@@ -117,6 +117,13 @@ TEST_F(PopulateTest, FetchesTheCommandLineASecondTimeForTheTestcase) {
     EXPECT_EQ("testcase[run2.tcl]", treeText(manager.getTable()[6]));
 }
 
+TEST_F(PopulateTest, AProgramsDirectoryThatLooksLikeTheOptionNamesNoTestcase) {
+    platform.fakeCommandLine = "/opt/tool-source/bin/prog -mode batch";
+    manager.populate();
+    EXPECT_EQ("commandLine[prog -mode batch]", treeText(manager.getTable()[5]));
+    EXPECT_EQ("testcase[]", treeText(manager.getTable()[6]));
+}
+
 TEST_F(PopulateTest, TwiceStillGivesThirteenItemsAndReleasesNoNode) {
     manager.addItem("before", "value");
     manager.populate();
