@@ -2,7 +2,8 @@
 
 #include <signal.h>
 #include <sys/time.h>
-#include <unistd.h>
+
+#include "capture/ProcessEnd.h"
 
 namespace hcrpt::CrashDeadline {
 namespace {
@@ -10,7 +11,7 @@ namespace {
 volatile sig_atomic_t s_status = 0;  // 0: not enabled
 
 void endProcess(int) {
-    _exit(s_status);
+    endProcess(s_status);
 }
 
 }  // namespace

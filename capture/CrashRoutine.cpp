@@ -14,9 +14,9 @@
 
 #include <atomic>
 #include <cstdint>
-#include <cstdlib>
 
 #include "capture/CrashDeadline.h"
+#include "capture/ProcessEnd.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptUtils.h"
 
@@ -57,13 +57,13 @@ void HCrptLinuxExceptionHandler::crptDefaultLinuxHandler(int sig) {
         // Another thread is writing its trace and report and will end the process.
         if (first.thread != death.thread) HCrashRptUtils::sleep(kOtherThreadWait);
         // A fault within this routine ends it: what is on disk by now stays.
-        std::_Exit(kExitStatusOfSignal + first.signal);
+        hcrpt::endProcess(kExitStatusOfSignal + first.signal);
     }
     letFaultsThroughOnly();
     hcrpt::CrashDeadline::enable(kExitStatusOfSignal + sig);
     writeStackTraceTxtLog(sig);
     writeCrashReport();
-    std::_Exit(kExitStatusOfSignal + sig);
+    hcrpt::endProcess(kExitStatusOfSignal + sig);
 }
 
 }  // namespace HCrashReporter

@@ -1,8 +1,8 @@
 #include <signal.h>
 
 #include <cstdio>
-#include <cstdlib>
 
+#include "capture/ProcessEnd.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptUtils.h"
 #include "utils/Message.h"
@@ -26,7 +26,7 @@ void HCrptSelfLinuxExceptionHandler::crptSelfLinuxSignalHandler(int sig) {
     hcrpt::printMessage("Closed Unexpectedly! Deleting crash store...");
     HCrashRptUtils::deleteCrashStore();
     std::fflush(stdout);
-    std::_Exit(128 + sig);
+    hcrpt::endProcess(128 + sig);
 }
 
 }  // namespace HCrashReporter

@@ -7,6 +7,7 @@ option(HCRPT_INSTALL "Make install rules" ${PROJECT_IS_TOP_LEVEL})
 option(HCRPT_WERROR "Treat warnings as errors" OFF)
 option(HCRPT_BUILD_FUZZERS "Build the fuzz targets; needs clang" OFF)
 option(HCRPT_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+option(HCRPT_COVERAGE "Build with coverage counters (GCC)" OFF)
 set(HCRPT_PLATFORM_LIBRARY "" CACHE FILEPATH
     "The common platform library to link; empty builds the POSIX one of platform/posix")
 
@@ -38,6 +39,12 @@ if(HCRPT_SANITIZE)
     target_compile_options(hcrpt_flags INTERFACE
         -fsanitize=address,undefined -fno-sanitize=alignment,vptr -fno-sanitize-recover=undefined)
     target_link_options(hcrpt_flags INTERFACE -fsanitize=address,undefined)
+endif()
+
+if(HCRPT_COVERAGE)
+    target_compile_options(hcrpt_flags INTERFACE --coverage -fprofile-update=atomic)
+    target_compile_definitions(hcrpt_flags INTERFACE HCRPT_COVERAGE)
+    target_link_options(hcrpt_flags INTERFACE --coverage)
 endif()
 
 if(HCRPT_BUILD_FUZZERS)

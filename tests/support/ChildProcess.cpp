@@ -14,6 +14,10 @@
 #include <fstream>
 #include <thread>
 
+#ifdef HCRPT_COVERAGE
+extern "C" void __gcov_dump();
+#endif
+
 namespace test_support {
 namespace {
 
@@ -76,6 +80,9 @@ ChildProcess ChildProcess::fork(const std::function<int()>& body) {
         dup2(child.m_stderr, STDERR_FILENO);
         const int code = body();
         std::fflush(nullptr);
+#ifdef HCRPT_COVERAGE
+        __gcov_dump();  // counters are written by an exit handler otherwise
+#endif
         _exit(code);
     }
     return child;
