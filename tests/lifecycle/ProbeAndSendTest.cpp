@@ -274,14 +274,16 @@ TEST_F(ProbeAndSendTest, ALimitOfNoneOrLessStopsAfterTheFirstSuccess) {
 }
 
 TEST_F(ProbeAndSendTest, FailedUploadsDoNotCountAgainstTheLimit) {
-    for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3"}) addReport(name);
+    for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3", "CrashReport_4"})
+        addReport(name);
     tool.answerCall(1, "refused\n");
-    spies().sendLimit = 1;
+    spies().sendLimit = 2;
     StdoutCapture output;
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
-    EXPECT_EQ(tool.calls(), 2);
-    EXPECT_EQ(namesIn(backup), (Names{"CrashReport_1.send_fail", "CrashReport_2.send_fail"}));
-    EXPECT_EQ(namesIn(store), Names{"CrashReport_3"});
+    EXPECT_EQ(tool.calls(), 3);
+    EXPECT_EQ(namesIn(backup), (Names{"CrashReport_1.send_fail", "CrashReport_2.send_fail",
+                                      "CrashReport_3.send_fail"}));
+    EXPECT_EQ(namesIn(store), Names{"CrashReport_4"});
 }
 
 TEST_F(ProbeAndSendTest, OnePassSendsThirtyReportsAndTheNextTheRest) {
