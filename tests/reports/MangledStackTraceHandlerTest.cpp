@@ -117,6 +117,11 @@ TEST_F(MangledStackTraceHandlerTest, WordsInAFramesDirectoryDoNotDropIt) {
               "libfoo.so(f()+0x1)[0x1]\nlibbar.so(g()+0x1)[0x1]\n");
 }
 
+TEST_F(MangledStackTraceHandlerTest, WordsCountAsTheyStandInTheMangledName) {
+    // Readable as HCrashReporte(int* restrict): the word is gone then.
+    EXPECT_EQ(readable("/opt/libfoo.so(_Z13HCrashReporterPi+0x1)[0x1]\nkept\n"), "kept\n");
+}
+
 TEST_F(MangledStackTraceHandlerTest, TraceOfOwnFramesOnlyGivesAnEmptyLog) {
     EXPECT_EQ(readable("/a/libHCrashReporter.so(f)\n\nHCrashReporter\n"), "");
     EXPECT_TRUE(fs::exists(log));
