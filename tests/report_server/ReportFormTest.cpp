@@ -60,6 +60,17 @@ TEST(ReportFormTest, EveryCharacterThatABoundaryMayHaveIsUnderstood) {
     }
 }
 
+TEST(ReportFormTest, AFileOfAnotherFieldIsNotTheReport) {
+    const std::string other = part("name=\"other\"; filename=\"o\"", "other");
+    const auto alone = decodeForm(kFormType, other + closing());
+    ASSERT_TRUE(alone);
+    EXPECT_FALSE(alone->hasFile);
+    const auto both = decodeForm(kFormType, filePart("r", "content") + other + closing());
+    ASSERT_TRUE(both);
+    EXPECT_EQ(both->fileName, "r");
+    EXPECT_EQ(both->content, "content");
+}
+
 TEST(ReportFormTest, AFileFieldWithoutAFileIsNoFile) {
     const auto plain = decodeForm(kFormType, fieldPart("file_loc", "text") + closing());
     ASSERT_TRUE(plain);
