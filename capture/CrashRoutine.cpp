@@ -9,6 +9,7 @@
 //   4. JSON report in the crash store        (CrashReport.cpp)
 //   5. end with 128 + signal: no exit handlers, no flush, no core
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -44,6 +45,17 @@ void letFaultsThroughOnly() {
     pthread_sigmask(SIG_SETMASK, &others, nullptr);
 }
 
+// What the process may have died of, or has used up by now, is not to cost its report: limits are
+// lifted as far as that is free to every process.
+void liftLimits() {
+    for (const auto resource : {RLIMIT_NOFILE, RLIMIT_FSIZE, RLIMIT_AS, RLIMIT_DATA}) {
+        rlimit limit = {};
+        if (getrlimit(resource, &limit) != 0) continue;
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(resource, &limit);
+    }
+}
+
 // Longer than the routine can take with all its waits. It is for the case that the dying thread
 // itself is held up for ever, by a lost file server for one.
 constexpr int kOtherThreadWait = 600;  // seconds
@@ -60,6 +72,7 @@ void HCrptLinuxExceptionHandler::crptDefaultLinuxHandler(int sig) {
         hcrpt::endProcess(kExitStatusOfSignal + first.signal);
     }
     letFaultsThroughOnly();
+    liftLimits();
     hcrpt::CrashDeadline::enable(kExitStatusOfSignal + sig);
     writeStackTraceTxtLog(sig);
     writeCrashReport();
