@@ -1,0 +1,67 @@
+/// @file
+/// One death of crash_scenarios, with the crash reporter serving it.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+
+#include "support/ChildProcess.h"
+#include "support/TempDir.h"
+
+namespace crash_test {
+
+/// What a death has left. Times are milliseconds from the failure.
+struct Outcome {
+    test_support::ExitState end;
+    long toCopy = -1;  ///< until the raw trace lay in the crash store; -1: never
+    long toEnd = -1;
+    std::string rawTrace;  ///< in the working directory; empty when there is none
+    std::string copy;      ///< of the raw trace, in the crash store
+    std::string log;       ///< the readable one, in the crash store
+    std::string report;
+    std::string output;
+    std::string allocatorCalls;  ///< see programs/AllocatorWatch.h
+};
+
+/// A session of its own: an empty working directory, a crash store, a crash reporter that stays as
+/// long as the scene does and cannot upload.
+class CrashScene {
+  public:
+    enum class Reporter { serves, comesLater, none };
+
+    CrashScene();
+    ~CrashScene();
+    CrashScene(const CrashScene&) = delete;
+    CrashScene& operator=(const CrashScene&) = delete;
+
+    std::map<std::string, std::string> environment;
+    Reporter reporter = Reporter::serves;
+    /// Runs in the process that is to die, before its program does.
+    std::function<void()> preparation;
+    /// Runs in the test when the process is about to fail.
+    std::function<void(test_support::ChildProcess&)> atFailure;
+    std::chrono::seconds deadline{40};
+
+    /// Lets it die and looks at what is left.
+    Outcome run(const std::string& scenario);
+
+    /// For pauses and their ends.
+    void signalReporter(int number) const;
+
+    const test_support::TempDir directory;
+    const std::string work = directory / "work";
+    const std::string session = work + "/.crashReporter/1";
+    const std::string store = session + "/crashStore";
+
+  private:
+    void startReporter();
+    void writeMatrixLine(const std::string& scenario, const Outcome& outcome) const;
+
+    const std::string m_root = directory / "root";
+    std::optional<test_support::ChildProcess> m_reporter;
+};
+
+}  // namespace crash_test

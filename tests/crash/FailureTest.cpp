@@ -1,0 +1,174 @@
+// The ways in which a host fails, each with the whole record.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <ostream>
+#include <string>
+
+#include "crash/CrashScene.h"
+#include "crash/Expectations.h"
+
+using crash_test::CrashScene;
+using crash_test::expectNamed;
+using crash_test::expectTraces;
+using crash_test::expectWholeRecord;
+using crash_test::Outcome;
+using test_support::ChildProcess;
+
+namespace {
+
+struct Failure {
+    const char* name;
+    const char* scenario;
+    int signal;
+    const char* function;  // to be named; empty: none can be
+};
+
+void PrintTo(const Failure& failure, std::ostream* out) {
+    *out << failure.scenario;
+}
+
+class FailureTest : public testing::TestWithParam<Failure> {};
+
+TEST_P(FailureTest, LeavesTheWholeRecord) {
+    CrashScene scene;
+    const Outcome outcome = scene.run(GetParam().scenario);
+    expectWholeRecord(outcome, GetParam().signal);
+    if (*GetParam().function != '\0') expectNamed(outcome, GetParam().function);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, FailureTest,
+    testing::Values(
+        Failure{"NullWrite", "null-write", SIGSEGV, "zeb::failing::nullWrite()"},
+        Failure{"NullWriteOnWorker", "null-write@worker", SIGSEGV, "zeb::failing::nullWrite()"},
+        // Its frames are all of a function without a name, beneath the depth of a trace.
+        Failure{"StackOverflow", "stack-overflow", SIGSEGV, ""},
+        Failure{"StackOverflowOnEnrolledWorker", "stack-overflow@enrolled", SIGSEGV, ""},
+        Failure{"Abort", "abort", SIGABRT, "zeb::failing::callAbort()"},
+        Failure{"UncaughtException", "uncaught-exception", SIGABRT,
+                "zeb::failing::throwUncaught()"},
+        Failure{"UncaughtExceptionOnWorker", "uncaught-exception@worker", SIGABRT,
+                "zeb::failing::throwUncaught()"},
+        Failure{"DivisionByZero", "division-by-zero", SIGFPE, "zeb::failing::divideByZero()"},
+        Failure{"IllegalInstruction", "illegal-instruction", SIGILL,
+                "zeb::failing::illegalInstruction()"},
+        Failure{"BusError", "bus-error", SIGBUS, "zeb::failing::busError()"},
+        Failure{"DoubleFree", "double-free", SIGABRT, "zeb::failing::doubleFree()"},
+        Failure{"InConstructorDuringDlopen", "dlopen-constructor", SIGSEGV,
+                "zeb::failing::nullWrite()"},
+        Failure{"SmashedReturnAddress", "smashed-return-address", SIGSEGV, ""},
+        Failure{"SmashedFrames", "smashed-frames", SIGSEGV, "zeb::failing::nullWrite()"},
+        Failure{"CallOfNull", "null-call", SIGSEGV, ""},
+        Failure{"JumpNowhere", "jump-nowhere", SIGSEGV, ""},
+        Failure{"Frames150", "deep-150", SIGSEGV, "zeb::failing::nullWrite()"},
+        Failure{"Frames1500", "deep-1500", SIGSEGV, "zeb::failing::nullWrite()"},
+        Failure{"LongName", "long-name", SIGSEGV, "zeb::failing::nullWrite()"},
+        Failure{"Threads200", "threads-200", SIGSEGV, "zeb::failing::nullWrite()"},
+        Failure{"StdoutLocked", "stdout-locked", SIGSEGV, "zeb::failing::nullWrite()"},
+        Failure{"StdoutFullPipe", "full-pipe", SIGSEGV, "zeb::failing::nullWrite()"},
+        Failure{"SigchldIgnored", "ignored-sigchld", SIGSEGV, "zeb::failing::nullWrite()"},
+        Failure{"TwoThreadsAtOnceAmongAHundred", "two-threads", SIGSEGV,
+                "zeb::failing::nullWrite()"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST(FailureTest, AFullStackOverflowIsInTheFailingLibrary) {
+    CrashScene scene;
+    const Outcome outcome = scene.run("stack-overflow");
+    expectWholeRecord(outcome, SIGSEGV);
+    EXPECT_NE(std::string::npos, outcome.report.find("libzeb_failing.so(+0x"));
+    EXPECT_NE(std::string::npos, outcome.report.find("\"failing\"")) << "the failing library";
+}
+
+TEST(FailureTest, AStackOverflowOnAPlainWorkerKillsWithoutAReport) {
+    CrashScene scene;
+    const Outcome outcome = scene.run("stack-overflow@worker");
+    EXPECT_EQ(test_support::killedBy(SIGSEGV), outcome.end);
+    EXPECT_EQ("", outcome.rawTrace);
+    EXPECT_EQ("", outcome.report);
+}
+
+TEST(FailureTest, AStackOverflowOnAWorkerUnderTheThreadHookLeavesTheWholeRecord) {
+    CrashScene scene;
+    scene.preparation = [] { setenv("LD_PRELOAD", THREAD_HOOK, 1); };
+    expectWholeRecord(scene.run("stack-overflow@worker"), SIGSEGV);
+}
+
+TEST(FailureTest, SigquitFromOutsideLeavesTheWholeRecord) {
+    CrashScene scene;
+    scene.atFailure = [](ChildProcess& host) { host.signal(SIGQUIT); };
+    const Outcome outcome = scene.run("wait-for-signal");
+    expectWholeRecord(outcome, SIGQUIT);
+    EXPECT_NE(std::string::npos, outcome.log.find("(main+"));
+}
+
+TEST(FailureTest, SigsegvFromOutsideLeavesTheWholeRecord) {
+    CrashScene scene;
+    scene.atFailure = [](ChildProcess& host) { host.signal(SIGSEGV); };
+    const Outcome outcome = scene.run("wait-for-signal");
+    expectWholeRecord(outcome, SIGSEGV);
+    EXPECT_NE(std::string::npos, outcome.log.find("(main+"));
+}
+
+TEST(FailureTest, ATraceOfALongNameHoldsItWhole) {
+    CrashScene scene;
+    const Outcome outcome = scene.run("long-name");
+    std::string name = "a_name_that_goes_on";
+    for (int i = 0; i < 100; ++i) name += "_and_on_and_on";
+    EXPECT_NE(std::string::npos, outcome.rawTrace.find(name));
+    EXPECT_NE(std::string::npos, outcome.log.find(name));
+    EXPECT_NE(std::string::npos, outcome.report.find(name));
+}
+
+TEST(FailureTest, OfTwoFailingThreadsOneWritesAndNothingIsMixed) {
+    CrashScene scene;
+    const Outcome outcome = scene.run("two-threads");
+    expectWholeRecord(outcome, SIGSEGV);
+    std::size_t failures = 0;
+    for (auto at = outcome.rawTrace.find("nullWrite"); at != std::string::npos;
+         at = outcome.rawTrace.find("nullWrite", at + 1))
+        ++failures;
+    EXPECT_EQ(1U, failures) << outcome.rawTrace;
+    EXPECT_EQ(outcome.output.find("Abnormal"), outcome.output.rfind("Abnormal")) << outcome.output;
+}
+
+// A fault within the report ends the process at once; what is on disk stays.
+TEST(FailureTest, AFaultWithinTheReportKeepsTheTraces) {
+    CrashScene scene;
+    const Outcome outcome = scene.run("fault-in-routine");
+    expectTraces(outcome, SIGABRT);  // the first signal's status
+    EXPECT_EQ("", outcome.report);
+}
+
+TEST(FailureTest, AFaultBeforeTheTraceEndsWithTheFirstSignalsStatus) {
+    CrashScene scene;
+    const Outcome outcome = scene.run("fault-at-first-step");
+    EXPECT_EQ(test_support::exitedWith(128 + SIGABRT), outcome.end);
+    EXPECT_EQ(crash_test::headerOf(SIGABRT), outcome.rawTrace);
+}
+
+// Without other threads malloc() takes no lock: it fails once more when the report is made.
+TEST(FailureTest, AFaultInMallocKeepsTheTraces) {
+    CrashScene scene;
+    const Outcome outcome = scene.run("fault-in-malloc");
+    expectTraces(outcome, SIGSEGV);
+    EXPECT_NE(std::string::npos, outcome.log.find("zeb::failing::faultInMalloc()"));
+}
+
+TEST(FailureTest, ACorruptHeapKeepsTheTraces) {
+    CrashScene scene;
+    const Outcome outcome = scene.run("corrupt-heap");
+    expectTraces(outcome, SIGABRT);
+    EXPECT_NE(std::string::npos, outcome.log.find("zeb::failing::corruptTop()"));
+}
+
+// The parent's id is in the names, since the paths were made when it started.
+TEST(FailureTest, AForkedChildLeavesTheTracesUnderItsParentsId) {
+    CrashScene scene;
+    const Outcome outcome = scene.run("forked-child");
+    expectWholeRecord(outcome, SIGSEGV);
+    expectNamed(outcome, "zeb::failing::nullWrite()");
+}
+
+}  // namespace

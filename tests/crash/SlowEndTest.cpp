@@ -1,0 +1,58 @@
+// Deaths that a deadline or the longest wait ends.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+
+#include "crash/CrashScene.h"
+#include "crash/Expectations.h"
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+using crash_test::CrashScene;
+using crash_test::expectTraces;
+using crash_test::Outcome;
+
+namespace {
+
+// The dead thread holds the heap's lock: no report is possible.
+TEST(SlowEndTest, AFaultInMallocWithItsLockHeldKeepsTheTracesAndEnds) {
+    CrashScene scene;
+    scene.deadline = 90s;
+    const Outcome outcome = scene.run("fault-in-malloc-locked");
+    expectTraces(outcome, SIGSEGV);
+    EXPECT_NE(std::string::npos, outcome.log.find("zeb::failing::faultInMalloc()"));
+    EXPECT_EQ("", outcome.report);
+}
+
+TEST(SlowEndTest, ACorruptHeapWithItsLockHeldKeepsTheTracesAndEnds) {
+    CrashScene scene;
+    scene.deadline = 90s;
+    const Outcome outcome = scene.run("corrupt-heap-locked");
+    expectTraces(outcome, SIGABRT);
+    EXPECT_NE(std::string::npos, outcome.log.find("zeb::failing::corruptTop()"));
+    EXPECT_EQ("", outcome.report);
+}
+
+// The trace cannot reach the crash store, but its wait is the usual one.
+TEST(SlowEndTest, AFullFileSystemBeneathTheCrashStoreKeepsTheRawTrace) {
+    CrashScene scene;
+    scene.reporter = CrashScene::Reporter::none;
+    scene.deadline = 150s;
+    fs::create_directories(scene.store);
+    if (mount("tmpfs", scene.store.c_str(), "tmpfs", 0, "size=4k") != 0)
+        GTEST_SKIP() << "needs the right to mount";
+    test_support::writeFile(scene.store + "/full", std::string(4096, 'x'));
+    const Outcome outcome = scene.run("null-write");
+    umount(scene.store.c_str());
+    EXPECT_EQ(test_support::exitedWith(139), outcome.end);
+    EXPECT_EQ(0U, outcome.rawTrace.find(crash_test::headerOf(SIGSEGV)));
+    EXPECT_EQ("", outcome.copy) << "half a trace";
+    EXPECT_EQ("", outcome.report) << "half a report";
+}
+
+}  // namespace

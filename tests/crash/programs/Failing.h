@@ -1,0 +1,32 @@
+/// @file
+/// A host's library that fails in every way that is tested. Its functions are to be named in
+/// traces.
+#pragma once
+
+namespace zeb::failing {
+
+void nullWrite();
+void stackOverflow();
+void divideByZero();
+void illegalInstruction();
+void busError();
+void callAbort();
+void throwUncaught();
+void callNull();
+void jumpNowhere();
+void smashReturnAddress();
+void smashFrames();
+void doubleFree();
+/// A heap whose next larger request faults within malloc().
+void faultInMalloc();
+/// A heap that the C library itself ends the process for, its lock held where there are threads.
+void corruptTop();
+/// Fails that many calls deep.
+void atDepth(int calls);
+/// Waits for a signal from outside.
+void waitForSignal();
+
+}  // namespace zeb::failing
+
+/// nullWrite() within a function whose name has more than a thousand characters.
+void callLongName();

@@ -1,0 +1,274 @@
+// A host that starts crash reporting and dies in the way that its first argument names, "@worker",
+// "@enrolled" or "@watched" after the word saying where: on a plain worker thread, on one that has
+// registered itself, with an eye on the allocator. Exit code 3 tells that it did not die.
+//
+// Right before the failure the file "failing" appears in the working directory.
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "crash/programs/AllocatorWatch.h"
+#include "crash/programs/Failing.h"
+#include "hcrpt/HCrashCapture.h"
+#include "hcrpt/HCrashReporter.h"
+#include "hcrpt/HCrashRptSettings.h"
+
+namespace failing = zeb::failing;
+
+namespace {
+
+constexpr int kStillAlive = 3;
+constexpr unsigned kLong = 1000;  // seconds; longer than any test
+
+using Action = std::function<void()>;
+
+void* runAction(void* action) {
+    (*static_cast<Action*>(action))();
+    return nullptr;
+}
+
+pthread_t startThread(const Action& action) {
+    pthread_t thread;
+    // The action is left behind: its thread may outlive every owner.
+    if (pthread_create(&thread, nullptr, &runAction, new Action(action)) != 0) {
+        std::perror("crash_scenarios: pthread_create");
+        _exit(2);
+    }
+    return thread;
+}
+
+void runOnWorker(const Action& action) {
+    pthread_join(startThread(action), nullptr);
+}
+
+void startSleepers(int count) {
+    for (int i = 0; i < count; ++i) startThread([] { sleep(kLong); });
+}
+
+void tellThatItFails() {
+    close(creat("failing", 0600));
+}
+
+void waitForFile(const char* path) {
+    while (access(path, F_OK) != 0) usleep(1000);
+}
+
+// --- The surroundings of a failure --------------------------------------------------------------
+
+void withLockedStdout() {
+    startThread([] {
+        flockfile(stdout);
+        close(creat("stdout-is-locked", 0600));
+        sleep(kLong);
+    });
+    waitForFile("stdout-is-locked");
+    tellThatItFails();
+    failing::nullWrite();
+}
+
+void withBusyLoader() {
+    startThread([] { dlopen(SLOW_PLUGIN, RTLD_NOW); });
+    waitForFile("slow-plugin-is-loading");
+    tellThatItFails();
+    failing::nullWrite();
+}
+
+void twoThreadsAtOnce() {
+    startSleepers(100);
+    static pthread_barrier_t barrier;
+    pthread_barrier_init(&barrier, nullptr, 2);
+    const auto fail = [] {
+        pthread_barrier_wait(&barrier);
+        failing::nullWrite();
+    };
+    tellThatItFails();
+    startThread(fail);
+    runOnWorker(fail);
+}
+
+// The heap takes its locks only where there is more than one thread.
+void withSecondThread(const Action& action) {
+    startSleepers(1);
+    action();
+}
+
+int inForkedChild() {
+    const pid_t child = fork();
+    if (child == 0) {
+        failing::nullWrite();
+        _exit(kStillAlive);
+    }
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0) {
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
+}
+
+void withoutDescriptors(rlim_t hard) {
+    rlimit limit = {64, hard};
+    setrlimit(RLIMIT_NOFILE, &limit);
+    while (open("/dev/null", O_RDONLY) >= 0) {
+    }
+    failing::nullWrite();
+}
+
+void withFullPipe() {
+    int ends[2];
+    if (pipe2(ends, O_NONBLOCK | O_CLOEXEC) != 0) _exit(2);
+    char block[4096] = {};
+    while (write(ends[1], block, sizeof block) > 0) {
+    }
+    fcntl(ends[1], F_SETFL, 0);
+    dup2(ends[1], STDOUT_FILENO);
+    failing::nullWrite();
+}
+
+void withoutFileSize() {
+    const rlimit limit = {0, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    failing::nullWrite();
+}
+
+std::size_t addressSpace() {
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+void withoutAddressSpace(bool hard) {
+    constexpr std::size_t kLeft = 64 * 1024;
+    const rlim_t reached = addressSpace() + kLeft;
+    const rlimit limit = {reached, hard ? reached : RLIM_INFINITY};
+    setrlimit(RLIMIT_AS, &limit);
+    failing::nullWrite();
+}
+
+/// Tells what the stand-ins below are to do.
+enum class Fault { none, atFirstStep, atReport };
+Fault s_fault = Fault::none;
+
+using Popen = FILE* (*)(const char*, const char*);
+const auto s_realPopen = reinterpret_cast<Popen>(dlsym(RTLD_NEXT, "popen"));
+
+void faultInRoutine(Fault fault) {
+    s_fault = fault;
+    failing::callAbort();
+}
+
+const std::map<std::string, Action> kScenarios = {
+    {"null-write", failing::nullWrite},
+    {"stack-overflow", failing::stackOverflow},
+    {"abort", failing::callAbort},
+    {"uncaught-exception", failing::throwUncaught},
+    {"division-by-zero", failing::divideByZero},
+    {"illegal-instruction", failing::illegalInstruction},
+    {"bus-error", failing::busError},
+    {"wait-for-signal", failing::waitForSignal},
+    {"double-free", failing::doubleFree},
+    {"fault-in-malloc", failing::faultInMalloc},
+    {"fault-in-malloc-locked", [] { withSecondThread(failing::faultInMalloc); }},
+    {"corrupt-heap", failing::corruptTop},
+    {"corrupt-heap-locked", [] { withSecondThread(failing::corruptTop); }},
+    {"stdout-locked", withLockedStdout},
+    {"dlopen-constructor", [] { dlopen(FAILING_PLUGIN, RTLD_NOW); }},
+    {"loader-locked", withBusyLoader},
+    {"two-threads", twoThreadsAtOnce},
+    {"fault-in-routine", [] { faultInRoutine(Fault::atReport); }},
+    {"fault-at-first-step", [] { faultInRoutine(Fault::atFirstStep); }},
+    {"smashed-return-address", failing::smashReturnAddress},
+    {"smashed-frames", failing::smashFrames},
+    {"null-call", failing::callNull},
+    {"jump-nowhere", failing::jumpNowhere},
+    {"deep-150", [] { failing::atDepth(150); }},
+    {"deep-1500", [] { failing::atDepth(1500); }},
+    {"long-name", callLongName},
+    {"forked-child", [] { _exit(inForkedChild()); }},
+    {"no-descriptors", [] { withoutDescriptors(4096); }},
+    {"no-descriptors-hard", [] { withoutDescriptors(64); }},
+    {"ignored-sigchld",
+     [] {
+         std::signal(SIGCHLD, SIG_IGN);
+         failing::nullWrite();
+     }},
+    {"full-pipe", withFullPipe},
+    {"threads-200",
+     [] {
+         startSleepers(200);
+         failing::nullWrite();
+     }},
+    {"no-address-space", [] { withoutAddressSpace(false); }},
+    {"no-address-space-hard", [] { withoutAddressSpace(true); }},
+    {"no-file-size", withoutFileSize},
+};
+
+void runWatched(const Action& action) {
+    static const std::string copy = HCrashRptSettings::getCrashStorePath() + "/hs_mangled_err_pid" +
+                                    std::to_string(getpid()) + ".log";
+    allocator_watch::arm(copy.c_str());
+    action();
+}
+
+/// Whether the watch sees what it is there for.
+void allocateAndFail() {
+    void* volatile block = std::malloc(100);
+    std::free(block);
+    failing::nullWrite();
+}
+
+void run(const std::string& word, const std::string& where) {
+    const Action action = word == "allocate" ? Action(allocateAndFail) : kScenarios.at(word);
+    tellThatItFails();
+    if (where.empty()) return action();
+    if (where == "worker") return runOnWorker(action);
+    if (where == "watched") return runWatched(action);
+    if (where == "enrolled")
+        return runOnWorker([&] {
+            if (!HCrashReporter::registerThisThread()) _exit(2);
+            action();
+        });
+    throw std::out_of_range(where);
+}
+
+}  // namespace
+
+// Stand-ins for functions that the crash routine calls. They ask the loader for nothing, whose lock
+// may be held.
+extern "C" {
+off_t lseek(int fd, off_t offset, int whence) noexcept {
+    if (s_fault == Fault::atFirstStep) failing::nullWrite();
+    return syscall(SYS_lseek, fd, offset, whence);
+}
+FILE* popen(const char* command, const char* mode) {
+    if (s_fault == Fault::atReport) failing::nullWrite();
+    return s_realPopen(command, mode);
+}
+}
+
+int main(int argc, char** argv) {
+    const std::string argument = argc > 1 ? argv[1] : "";
+    const std::size_t at = argument.find('@');
+    HCrashReporter::registration();
+    try {
+        run(argument.substr(0, at), at == std::string::npos ? "" : argument.substr(at + 1));
+    } catch (const std::out_of_range&) {
+        std::fprintf(stderr, "crash_scenarios: no such scenario: %s\n", argument.c_str());
+        return 2;
+    }
+    return kStillAlive;
+}
