@@ -94,16 +94,19 @@ void writePath(int fd, CharacterReader& in) {
 struct Mapping {
     std::uintptr_t start = 0;
     std::uintptr_t end = 0;
-    std::uintptr_t offset = 0;
+    std::uintptr_t inode = 0;  // its digits read as hexadecimal: tells files apart all the same
 };
 
-/// Reads "start-end perms offset " of a line. @return false at the end of the file.
+/// Reads "start-end perms offset device inode " of a line. @return false at the end of the file.
 bool readMapping(CharacterReader& in, Mapping& mapping) {
     mapping.start = readHex(in);
     mapping.end = readHex(in);
     if (mapping.end == 0) return false;
     for (int i = 0; i < 5; ++i) in.next();  // "r-xp "
-    mapping.offset = readHex(in);
+    readHex(in);                            // offset
+    readHex(in);                            // major:
+    readHex(in);                            // minor
+    mapping.inode = readHex(in);
     return true;
 }
 
@@ -113,15 +116,22 @@ void writeModuleLine(int fd, const void* address) {
     const auto value = reinterpret_cast<std::uintptr_t>(address);
     CharacterReader maps("/proc/self/maps");
     Mapping mapping;
+    std::uintptr_t module = 0;  // the file of the mappings gone through, and where it begins
+    std::uintptr_t begin = 0;
     while (readMapping(maps, mapping)) {
+        // The loader maps a module's parts in the order of their addresses, with nothing but
+        // memory of its own between them.
+        if (mapping.inode != 0 && mapping.inode != module) {
+            module = mapping.inode;
+            begin = mapping.start;
+        }
         int c = 0;
         const bool isFile = skipToPath(maps, c);
         if (isFile && value >= mapping.start && value < mapping.end) {
             writePath(fd, maps);
             writeAll(fd, "(+", 2);
-            // The loader maps a module's parts in one piece, file offset by file offset, so this is
-            // the distance from its beginning.
-            writeHex(fd, value - mapping.start + mapping.offset);
+            // Not the offset in the file: linkers may lay out memory otherwise.
+            writeHex(fd, value - begin);
             writeAll(fd, ")", 1);
             break;
         }

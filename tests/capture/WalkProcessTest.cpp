@@ -1,0 +1,211 @@
+#include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstddef>
+#include <cstdlib>
+
+#include "capture/WalkProcess.h"
+#include "support/ChildProcess.h"
+
+using hcrpt::kWalkStepSeconds;
+using hcrpt::runInWalkProcess;
+using test_support::ChildProcess;
+using test_support::exitedWith;
+
+namespace {
+
+int s_handled = 0;
+
+void countSignal(int) {
+    ++s_handled;
+}
+
+/// Counts a signal for the time of a scope.
+class CountedSignal {
+  public:
+    explicit CountedSignal(int number) : m_number(number) {
+        s_handled = 0;
+        struct sigaction action = {};
+        action.sa_handler = &countSignal;
+        sigaction(number, &action, &m_before);
+    }
+    ~CountedSignal() { sigaction(m_number, &m_before, nullptr); }
+    CountedSignal(const CountedSignal&) = delete;
+    CountedSignal& operator=(const CountedSignal&) = delete;
+
+  private:
+    int m_number;
+    struct sigaction m_before = {};
+};
+
+pid_t processId() {
+    return static_cast<pid_t>(syscall(SYS_getpid));
+}
+
+void notePid(void* pid) {
+    *static_cast<pid_t*>(pid) = processId();
+}
+
+void noteAndFault(void* number) {
+    *static_cast<int*>(number) = 42;
+    int volatile* volatile null = nullptr;
+    *null = 1;
+}
+
+void hang(void*) {
+    for (;;) pause();
+}
+
+void wait(int seconds) {
+    timespec left = {seconds, 0};
+    while (nanosleep(&left, &left) != 0) {
+    }
+}
+
+TEST(WalkProcessTest, TheBodyRunsInAChildThatSharesTheMemory) {
+    pid_t pid = 0;
+    EXPECT_TRUE(runInWalkProcess(&notePid, &pid));
+    EXPECT_NE(0, pid);
+    EXPECT_NE(processId(), pid);
+}
+
+TEST(WalkProcessTest, AFaultEndsTheChildAlone) {
+    const CountedSignal handler(SIGSEGV);
+    int number = 0;
+    EXPECT_FALSE(runInWalkProcess(&noteAndFault, &number));
+    EXPECT_EQ(42, number) << "what was done before stays";
+    EXPECT_EQ(0, s_handled) << "the host's handler is not for the child's faults";
+}
+
+TEST(WalkProcessTest, AFaultEndsTheChildEvenWhereItsSignalIsBlockedOrIgnored) {
+    ChildProcess host = ChildProcess::fork([] {
+        sigset_t all;
+        sigfillset(&all);
+        sigprocmask(SIG_SETMASK, &all, nullptr);
+        signal(SIGABRT, SIG_IGN);
+        return runInWalkProcess([](void*) { raise(SIGABRT); }, nullptr) ? 1 : 0;
+    });
+    EXPECT_EQ(exitedWith(0), host.wait());
+}
+
+TEST(WalkProcessTest, AfterAFaultTheNextBodyRuns) {
+    int number = 0;
+    EXPECT_FALSE(runInWalkProcess(&noteAndFault, &number));
+    pid_t pid = 0;
+    EXPECT_TRUE(runInWalkProcess(&notePid, &pid));
+}
+
+TEST(WalkProcessTest, ABodyThatHangsIsEndedAfterOneStep) {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(runInWalkProcess(&hang, nullptr));
+    const auto passed = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(passed, std::chrono::milliseconds(1000 * kWalkStepSeconds - 100));
+    EXPECT_LT(passed, std::chrono::seconds(10 * kWalkStepSeconds));
+}
+
+TEST(WalkProcessTest, ABodyThatMakesProgressHasItsTime) {
+    EXPECT_TRUE(runInWalkProcess(
+        [](void*) {
+            for (int step = 0; step < 2; ++step) {
+                wait(kWalkStepSeconds - 2);
+                hcrpt::walkProgress();
+            }
+        },
+        nullptr));
+}
+
+TEST(WalkProcessTest, ProgressOutsideAWalkSetsNoTimer) {
+    pid_t pid = 0;
+    runInWalkProcess(&notePid, &pid);
+    hcrpt::walkProgress();
+    itimerval timer = {};
+    getitimer(ITIMER_REAL, &timer);
+    EXPECT_EQ(0, timer.it_value.tv_sec);
+    EXPECT_EQ(0, timer.it_value.tv_usec);
+}
+
+TEST(WalkProcessTest, TheHostSeesNoChild) {
+    const CountedSignal handler(SIGCHLD);
+    pid_t pid = 0;
+    runInWalkProcess(&notePid, &pid);
+    int number = 0;
+    runInWalkProcess(&noteAndFault, &number);
+    EXPECT_EQ(0, s_handled);
+    EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG));
+    EXPECT_EQ(ECHILD, errno);
+    EXPECT_EQ(-1, kill(pid, 0)) << "it is still there";
+}
+
+TEST(WalkProcessTest, AChildOfTheHostsIsLeftToTheHost) {
+    const pid_t child = fork();
+    if (child == 0) _exit(7);
+    pid_t pid = 0;
+    runInWalkProcess(&notePid, &pid);
+    int status = 0;
+    EXPECT_EQ(child, waitpid(-1, &status, 0));
+    EXPECT_EQ(7, WEXITSTATUS(status));
+}
+
+TEST(WalkProcessTest, TheHostsSignalsTimerAndLimitsStay) {
+    const CountedSignal handler(SIGSEGV);
+    rlimit limitBefore = {};
+    getrlimit(RLIMIT_CORE, &limitBefore);
+    sigset_t maskBefore;
+    sigprocmask(SIG_SETMASK, nullptr, &maskBefore);
+    int number = 0;
+    runInWalkProcess(&noteAndFault, &number);
+
+    rlimit limit = {};
+    getrlimit(RLIMIT_CORE, &limit);
+    EXPECT_EQ(limitBefore.rlim_cur, limit.rlim_cur);
+    EXPECT_EQ(limitBefore.rlim_max, limit.rlim_max);
+    sigset_t mask;
+    sigprocmask(SIG_SETMASK, nullptr, &mask);
+    for (int signal = 1; signal < 32; ++signal)
+        EXPECT_EQ(sigismember(&maskBefore, signal), sigismember(&mask, signal)) << signal;
+    raise(SIGSEGV);
+    EXPECT_EQ(1, s_handled);
+}
+
+// --- Where no child can be made -----------------------------------------------------------------
+
+// Refuses this kind of child to the calling process for good.
+bool refuseWalkProcess() {
+    sock_filter filter[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone, 0, 3),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, CLONE_VM | CLONE_VFORK, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program = {sizeof filter / sizeof *filter, filter};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+TEST(WalkProcessTest, WithoutAChildTheBodyRunsInTheCallingProcess) {
+    constexpr int kNoFilters = 77;
+    ChildProcess host = ChildProcess::fork([] {
+        if (!refuseWalkProcess()) return kNoFilters;
+        pid_t pid = 0;
+        if (!runInWalkProcess(&notePid, &pid)) return 1;
+        return pid == processId() ? 0 : 2;
+    });
+    const test_support::ExitState end = host.wait();
+    if (end == exitedWith(kNoFilters)) GTEST_SKIP() << "the kernel takes no filter";
+    EXPECT_EQ(exitedWith(0), end);
+}
+
+}  // namespace
