@@ -1,0 +1,37 @@
+# What the code that runs right after a fatal signal may call: reviewed, so that neither the heap nor
+# a lock that the dead thread may hold creeps in. Locks: stdout's is only tried. backtrace() and
+# backtrace_symbols_fd() take the loader's, in a child that is ended when it hangs.
+
+# Without effect beyond their arguments; the compiler calls some by itself.
+set(plain strlen strchr strcspn memcpy memset memmove __errno_location
+    __stack_chk_fail _Unwind_Resume __gxx_personality_v0)
+# Of this library, each checked in its own place: the other files of the list, or reviewed with
+# their callers.
+set(own "^_ZNK?(5hcrpt|14HCrashReporter|14HCrashRptUtils5sleep|16HCrptResourceMgr|6HUTEnv6getPid)")
+
+# signal_safe_symbols(<file> <symbol>...)
+function(signal_safe_symbols file)
+    add_test(NAME SignalSafeSymbols.${file}
+        COMMAND ${CMAKE_COMMAND} -DNM=${CMAKE_NM} "-DALLOWED=${plain};${ARGN}" "-DOWN=${own}"
+            "-DOBJECT=$<FILTER:$<TARGET_OBJECTS:hcrpt_capture_objects>,INCLUDE,/${file}\\.cpp>"
+            -P ${PROJECT_SOURCE_DIR}/tests/utils/CheckUndefinedSymbols.cmake)
+    set_tests_properties(SignalSafeSymbols.${file} PROPERTIES LABELS unit)
+endfunction()
+
+signal_safe_symbols(CrashDeadline _exit pthread_sigmask setitimer sigaction sigaddset sigemptyset
+    sigfillset)
+signal_safe_symbols(CrashOutput poll write stdout ftrylockfile funlockfile fileno_unlocked
+    fwrite_unlocked fflush_unlocked __fbufsize __flbf __fpending)
+signal_safe_symbols(CrashRoutine _Exit syscall pthread_sigmask sigdelset sigfillset getrlimit
+    setrlimit)
+signal_safe_symbols(CrashStack mmap mprotect sysconf)
+signal_safe_symbols(ModuleLines open read close)
+signal_safe_symbols(RawTrace open close lseek ftruncate fsync backtrace backtrace_symbols_fd)
+signal_safe_symbols(SafeFormat)
+# The string, a short one without memory of its own, is for getHandler(), which is asked only where
+# no handler has been made.
+signal_safe_symbols(StackTraceTxtLog open close _ZdlPv _ZdlPvm
+    _ZNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE10_M_disposeEv)
+signal_safe_symbols(StorePath getenv mkdir)
+signal_safe_symbols(WalkProcess _exit waitpid sigaction sigdelset sigfillset sigprocmask setitimer
+    setrlimit prctl)
