@@ -3,6 +3,7 @@
 #include "HUTFile.h"
 #include "capture/CrashDeadline.h"
 #include "capture/CrashStack.h"
+#include "capture/HeapTrial.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "hcrpt/HCrashRptSettings.h"
@@ -42,6 +43,8 @@ void writeReport() {
 
 void writeReportNoThrow(void*) {
     hcrpt::CrashDeadline::set(hcrpt::CrashDeadline::kReport);
+    // Nothing of the report can be had without the heap; the traces are on disk.
+    if (!hcrpt::heapAnswers()) return;
     try {
         writeReport();
     } catch (...) {

@@ -5,6 +5,7 @@
 #include "HUTFile.h"
 #include "capture/CrashDeadline.h"
 #include "capture/CrashOutput.h"
+#include "capture/HeapTrial.h"
 #include "capture/SafeFormat.h"
 #include "capture/StorePath.h"
 #include "hcrpt/HCrashCapture.h"
@@ -24,9 +25,14 @@ constexpr std::size_t kPathSize = 4096;  // bytes, as much as the system takes
 struct Prepared {
     HUTFile rawTrace{HCrptResourceMgr::getStacktraceTempFilePath()};
     HUTFile log{HCrptResourceMgr::getStacktraceLogPath()};
-    std::string crashStore;  // room for any path, so that none is asked for in the dying process
+    // Room for any path, so that none is asked for in the dying process.
+    std::string crashStore;
+    std::string logDirectory;
 
-    Prepared() { crashStore.reserve(kPathSize); }
+    Prepared() {
+        crashStore.reserve(kPathSize);
+        logDirectory.reserve(kPathSize);
+    }
 };
 Prepared* s_prepared = nullptr;
 
@@ -38,6 +44,23 @@ const std::string& currentCrashStore() {
     else
         s_prepared->crashStore = HCrashRptSettings::getCrashStorePath();
     return s_prepared->crashStore;
+}
+
+const char* lastComponent(const std::string& path) {
+    return path.c_str() + (path.rfind('/') + 1);
+}
+
+// The working directory of this moment; without the heap the one of the start, where the raw trace
+// is.
+const std::string& currentLogDirectory() {
+    std::string& directory = s_prepared->logDirectory;
+    if (heapAnswers()) {
+        directory = HCrashRptSettings::getStackTraceLogPath();
+    } else {
+        const std::string& rawTrace = HCrptResourceMgr::getStacktraceTempFilePath();
+        directory.assign(rawTrace, 0, rawTrace.rfind('/'));
+    }
+    return directory;
 }
 
 bool haveCrashStore(const std::string& crashStore) {
@@ -87,10 +110,9 @@ void handOver(bool copyRawTrace) {
         return;
     }
     CrashDeadline::set(CrashDeadline::kCopies);
-    const std::string directory = HCrashRptSettings::getStackTraceLogPath();
+    const std::string& directory = currentLogDirectory();
     s_prepared->log.copyToDir(directory, HUTFile::COPY_REPLACE);
-    tellWhere(directory.c_str(), HUTFile::getDirSeparator().c_str(),
-              s_prepared->log.getName().c_str());
+    tellWhere(directory.c_str(), "/", lastComponent(HCrptResourceMgr::getStacktraceLogPath()));
 }
 
 }  // namespace
