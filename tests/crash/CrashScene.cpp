@@ -157,9 +157,11 @@ void CrashScene::writeMatrixLine(const std::string& scenario, const Outcome& out
         return milliseconds < 0 ? std::string("–") : std::to_string(milliseconds);
     };
     std::ostringstream line;
-    line << "| " << test->name() << " | `" << scenario << "` | " << outcome.end << " | "
-         << yes(outcome.rawTrace) << " | " << yes(outcome.copy) << " | " << yes(outcome.log)
-         << " | " << yes(outcome.report) << " | "
+    // Cases of a table have the row's name behind a slash.
+    const std::string name = test->name();
+    line << "| " << name.substr(name.rfind('/') + 1) << " | `" << scenario << "` | " << outcome.end
+         << " | " << yes(outcome.rawTrace) << " | " << yes(outcome.copy) << " | "
+         << yes(outcome.log) << " | " << yes(outcome.report) << " | "
          << named(outcome.report.empty() ? outcome.rawTrace : outcome.report) << " | "
          << time(outcome.toCopy) << " | " << time(outcome.toEnd) << " |\n";
     std::ofstream(path, std::ios::app) << line.str();

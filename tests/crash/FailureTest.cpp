@@ -163,6 +163,27 @@ TEST(FailureTest, ACorruptHeapKeepsTheTraces) {
     EXPECT_NE(std::string::npos, outcome.log.find("zeb::failing::corruptTop()"));
 }
 
+// The dead thread holds the heap's lock for ever: no report is possible, and nothing waits for it.
+TEST(FailureTest, AFaultInMallocWithItsLockHeldCostsTheReportOnly) {
+    CrashScene scene;
+    const Outcome outcome = scene.run("fault-in-malloc-locked");
+    expectTraces(outcome, SIGSEGV);
+    EXPECT_NE(std::string::npos, outcome.log.find("zeb::failing::faultInMalloc()"));
+    EXPECT_NE(std::string::npos,
+              outcome.output.find("Please check this file for stacktrace: " + scene.work));
+    EXPECT_EQ("", outcome.report);
+}
+
+TEST(FailureTest, ACorruptHeapWithItsLockHeldCostsTheReportOnly) {
+    CrashScene scene;
+    const Outcome outcome = scene.run("corrupt-heap-locked");
+    expectTraces(outcome, SIGABRT);
+    EXPECT_NE(std::string::npos, outcome.log.find("zeb::failing::corruptTop()"));
+    EXPECT_NE(std::string::npos,
+              outcome.output.find("Please check this file for stacktrace: " + scene.work));
+    EXPECT_EQ("", outcome.report);
+}
+
 // The parent's id is in the names, since the paths were made when it started.
 TEST(FailureTest, AForkedChildLeavesTheTracesUnderItsParentsId) {
     CrashScene scene;
