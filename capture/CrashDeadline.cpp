@@ -10,8 +10,8 @@ namespace {
 
 volatile sig_atomic_t s_status = 0;  // 0: not enabled
 
-void endProcess(int) {
-    endProcess(s_status);
+void endAtDeadline(int) {
+    hcrpt::endProcess(s_status);
 }
 
 }  // namespace
@@ -23,7 +23,7 @@ void enable(int status) {
 void set(int seconds) {
     if (s_status == 0) return;
     struct sigaction action = {};
-    action.sa_handler = &endProcess;
+    action.sa_handler = &endAtDeadline;
     sigfillset(&action.sa_mask);
     sigaction(SIGALRM, &action, nullptr);
     itimerval timer = {};
