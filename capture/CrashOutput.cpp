@@ -39,10 +39,6 @@ void writePatiently(int fd, const char* text, std::size_t length) {
     if (takesOutput(fd)) writeAll(fd, text, length);
 }
 
-bool fitsIntoBuffer(std::size_t length) {
-    return __flbf(stdout) == 0 && __fpending(stdout) + length < __fbufsize(stdout);
-}
-
 }  // namespace
 
 void putStdout(const char* text, std::size_t length) {
@@ -54,9 +50,9 @@ void putStdout(const char* text, std::size_t length) {
     }
     // Without a buffer nothing is waiting in it, so the order is kept; and stdio would take the
     // buffer from the heap.
-    if (__fbufsize(stdout) == 0)
-        writePatiently(fd, text, length);
-    else if (fitsIntoBuffer(length) || takesOutput(fd))
+    if (__fbufsize(stdout) == 0) writePatiently(fd, text, length);
+    // Also where the text would fit into the buffer: stdio may choose to write that out first.
+    else if (takesOutput(fd))
         fwrite_unlocked(text, 1, length, stdout);
     funlockfile(stdout);
 }

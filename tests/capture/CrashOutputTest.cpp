@@ -210,4 +210,68 @@ TEST(FlushStdoutTest, ALockThatAnotherThreadHoldsIsNotWaitedFor) {
     EXPECT_EQ("text", capture.flushedText());
 }
 
+// --- A pipe that nobody reads -------------------------------------------------------------------
+
+/// Puts a full pipe in the place of standard output. @return the end to read from.
+int makeStdoutAFullPipe() {
+    int ends[2];
+    if (pipe2(ends, O_NONBLOCK) != 0) _exit(2);
+    const char block[4096] = {};
+    while (write(ends[1], block, sizeof block) > 0) {
+    }
+    fcntl(ends[1], F_SETFL, 0);  // writing waits from now on, as hosts' pipes do
+    dup2(ends[1], STDOUT_FILENO);
+    close(ends[1]);
+    return ends[0];
+}
+
+TEST(CrashOutputTest, ATextForAFullPipeIsLostInPlaceOfBeingWaitedFor) {
+    ChildProcess host = ChildProcess::fork([] {
+        makeStdoutAFullPipe();
+        putStdout("lost, without a buffer\n");
+        const LockedStdout locked;
+        putStdout("lost, with the lock held\n");
+        _exit(0);
+        return 1;
+    });
+    EXPECT_EQ(exitedWith(0), host.wait());
+}
+
+TEST(CrashOutputTest, WhatWaitsInTheBufferIsNotFlushedIntoAFullPipe) {
+    ChildProcess host = ChildProcess::fork([] {
+        makeStdoutAFullPipe();
+        static char buffer[4096];
+        setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
+        std::fputs("host's own\n", stdout);
+        putStdout("last words\n");
+        flushStdout();
+        const bool kept = __fpending(stdout) > 0;
+        _exit(kept ? 0 : 1);
+        return 1;
+    });
+    EXPECT_EQ(exitedWith(0), host.wait());
+}
+
+TEST(CrashOutputTest, AReaderThatComesWithinTheSecondGetsTheText) {
+    ChildProcess host = ChildProcess::fork([] {
+        const int reader = makeStdoutAFullPipe();
+        std::string read;
+        std::thread late([&] {
+            usleep(200 * 1000);
+            char block[4096];
+            test_support::eventually([&] {
+                for (ssize_t got; (got = ::read(reader, block, sizeof block)) > 0;)
+                    read.append(block, static_cast<std::size_t>(got));
+                return read.find("last words") != std::string::npos;
+            });
+        });
+        putStdout("last words\n");
+        flushStdout();
+        late.join();
+        _exit(read.find("last words\n") != std::string::npos ? 0 : 1);
+        return 1;
+    });
+    EXPECT_EQ(exitedWith(0), host.wait());
+}
+
 }  // namespace

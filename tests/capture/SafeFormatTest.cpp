@@ -66,4 +66,24 @@ TEST(TextBuilderTest, ABufferOfOneByteStaysEmpty) {
     EXPECT_EQ('#', buffer[1]);
 }
 
+TEST(TextBuilderTest, AddsTheBeginningOfAText) {
+    char buffer[32];
+    TextBuilder text(buffer, sizeof buffer);
+    text.add("session:1", 7).add("x", 0);
+    EXPECT_STREQ("session", text.text());
+    EXPECT_FALSE(text.isCut());
+}
+
+TEST(TextBuilderTest, TellsThatSomethingDidNotFit) {
+    char buffer[5];
+    TextBuilder text(buffer, sizeof buffer);
+    text.add("1234");
+    EXPECT_FALSE(text.isCut()) << "it just fits";
+    text.add("");
+    EXPECT_FALSE(text.isCut());
+    text.add("5");
+    EXPECT_TRUE(text.isCut());
+    EXPECT_STREQ("1234", text.text());
+}
+
 }  // namespace
