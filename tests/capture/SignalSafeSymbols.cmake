@@ -22,7 +22,7 @@ signal_safe_symbols(CrashDeadline _exit pthread_sigmask setitimer sigaction siga
     sigfillset)
 signal_safe_symbols(CrashOutput poll write stdout ftrylockfile funlockfile fileno_unlocked
     fwrite_unlocked fflush_unlocked __fbufsize __fpending)
-signal_safe_symbols(CrashRoutine _Exit syscall pthread_sigmask sigdelset sigfillset getrlimit
+signal_safe_symbols(CrashRoutine _exit syscall pthread_sigmask sigdelset sigfillset getrlimit
     setrlimit)
 signal_safe_symbols(CrashStack mmap mprotect sysconf)
 signal_safe_symbols(ModuleLines open read close)
