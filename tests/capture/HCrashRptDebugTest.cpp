@@ -70,6 +70,9 @@ class HCrashRptDebugTest : public testing::Test {
     std::string rawTraceOf(pid_t pid) const {
         return scene.work() + "/hs_mangled_err_pid" + std::to_string(pid) + ".log";
     }
+    std::string storedTraceOf(pid_t pid) const {
+        return scene.store() + "/hs_mangled_err_pid" + std::to_string(pid) + ".log";
+    }
 
     CrashScene scene;
 };
@@ -96,6 +99,7 @@ TEST_F(HCrashRptDebugTest, ForcedCoreDumpLeavesTraceAndReportOfTheChildWhileTheP
     const std::string trace = readFile(rawTraceOf(parent.pid()));
     ASSERT_EQ(0U, trace.find(traceHeader(SIGABRT))) << trace;
     EXPECT_NE(std::string::npos, trace.find('[', traceHeader(SIGABRT).size())) << trace;
+    EXPECT_EQ(trace, readFile(storedTraceOf(parent.pid()))) << "not handed to the crash store";
     const std::string output = parent.standardOutput();
     const std::string::size_type at = output.rfind("child ");
     ASSERT_NE(std::string::npos, at) << output;
@@ -208,7 +212,9 @@ TEST_F(HCrashRptDebugTest, SoftAndHardLimitOfCoreFilesAreLiftedInOneCall) {
 TEST_F(HCrashRptDebugTest, ForcedStackOverflowIsReportedOrSpinsForEver) {
     constexpr int kReturned = 3;
     constexpr auto kPatience = std::chrono::seconds(3);  // for a build in which it may spin
+    constexpr rlim_t kStackSize = 1U << 20U;  // bytes; unlimited, it could take all memory
     ChildProcess child = host([this] {
+        if (!setLimits(RLIMIT_STACK, kStackSize, kStackSize)) return kNotReady;
         installHandler();
         HCrashRptDebug::forceStackOverflow(7);
         return kReturned;
