@@ -88,6 +88,13 @@ TEST(ModuleLinesTest, AnExportedFunctionIsDescribedByItsModuleToo) {
         << line;
 }
 
+TEST(ModuleLinesTest, AModulesFirstByteBelongsToIt) {
+    Dl_info info = {};
+    ASSERT_NE(0, dladdr(reinterpret_cast<void*>(&std::fopen), &info));
+    const std::string line = lineOf(info.dli_fbase);
+    EXPECT_NE(std::string::npos, line.find("(+0x0)[" + hexOf(info.dli_fbase) + "]\n")) << line;
+}
+
 TEST(ModuleLinesTest, AnAddressInNoModuleStandsAlone) {
     void* const page =
         mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);

@@ -195,6 +195,20 @@ bool refuseWalkProcess() {
            prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
 }
 
+void noteDumpable(void* dumpable) {
+    *static_cast<int*>(dumpable) = prctl(PR_GET_DUMPABLE);
+}
+
+TEST(WalkProcessTest, DumpsAreOffDuringAWalkOnly) {
+    for (const int before : {1, 0}) {
+        ASSERT_EQ(0, prctl(PR_SET_DUMPABLE, before));
+        int during = -1;
+        EXPECT_TRUE(runInWalkProcess(&noteDumpable, &during));
+        EXPECT_EQ(0, during);
+        EXPECT_EQ(before, prctl(PR_GET_DUMPABLE));
+    }
+}
+
 TEST(WalkProcessTest, WithoutAChildTheBodyRunsInTheCallingProcess) {
     constexpr int kNoFilters = 77;
     ChildProcess host = ChildProcess::fork([] {
