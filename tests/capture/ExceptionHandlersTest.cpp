@@ -473,6 +473,17 @@ TEST(CrashRoutineTest, WithoutResourcesItOnlySaysSoAndEnds) {
     EXPECT_EQ("", scene.report());
 }
 
+TEST(CrashRoutineTest, SignalsFromOutsideDoNotCostTheReport) {
+    for (const int number : {SIGQUIT, SIGTERM, SIGHUP}) {
+        CrashScene scene;
+        scene.makeReadableLog("log\n");
+        ChildProcess child = dieTwice(
+            scene, [] { std::abort(); }, [number] { kill(getpid(), number); });
+        EXPECT_EQ(exitedWith(134), child.wait()) << number;
+        EXPECT_NE("", scene.report()) << number;
+    }
+}
+
 TEST(CrashRoutineTest, ASecondThreadThatDiesWaitsForTheFirstOnesReport) {
     CrashScene scene;
     scene.makeReadableLog("log\n");
