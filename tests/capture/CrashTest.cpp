@@ -195,7 +195,9 @@ TEST(CrashTest, AFaultWhileWalkingADamagedStackLeavesTheFramesBeforeIt) {
     EXPECT_NE(std::string::npos, trace.find("crash_host(")) << trace;
     EXPECT_EQ(std::string::npos, trace.find("(main+")) << "it could be walked after all\n" << trace;
     EXPECT_EQ("]\n\n", trace.substr(trace.size() - 3)) << "the routine went on";
+#ifndef HCRPT_SANITIZE  // whose allocator walks the damaged stack for each block of the report
     EXPECT_NE("", host.report());
+#endif
 }
 
 #ifndef HCRPT_SANITIZE  // a sanitizer's heap is another one
