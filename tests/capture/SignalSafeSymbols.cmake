@@ -34,4 +34,4 @@ signal_safe_symbols(StackTraceTxtLog open close _ZdlPv _ZdlPvm
     _ZNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE10_M_disposeEv)
 signal_safe_symbols(StorePath getenv mkdir)
 signal_safe_symbols(WalkProcess _exit waitpid sigaction sigdelset sigfillset sigprocmask setitimer
-    setrlimit prctl)
+    prctl)

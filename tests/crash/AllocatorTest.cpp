@@ -15,11 +15,6 @@ namespace {
 
 class AllocatorTest : public testing::Test {
   protected:
-    void SetUp() override {
-#ifdef HCRPT_SANITIZE
-        GTEST_SKIP() << "a sanitizer has an allocator of its own";
-#endif
-    }
     void expectNoCalls(const std::string& scenario, int signal) {
         const Outcome outcome = scene.run(scenario + "@watched");
         expectTraces(outcome, signal);
