@@ -3,6 +3,7 @@
 #include "hcrpt/HCrashRptSettings.h"
 #include "hcrpt/HCrashRptTransmit.h"
 #include "hcrpt/HCrashRptUtils.h"
+#include "transmit/ShellText.h"
 #include "utils/Message.h"
 
 ClientInfoCL HCrashRptFileTransmitMgr::getClientInfo() {
@@ -32,6 +33,15 @@ bool HCrashRptFileTransmitMgr::uploadToServer(std::string report) {
         // The empty path leaves two blanks in a row; kept, so that the line reads the same in
         // every log.
         hcrpt::printError("CA certificate file " + cacert + " does not exist.");
+        return false;
+    }
+    // Looked at here, on the very text that goes into the command line: whoever lists the reports
+    // cannot pass one by.
+    const std::string name = HUTFile(report).getName();
+    if (!hcrpt::isPlainInDoubleQuotes(name)) {
+        hcrpt::printError(
+            "crash report not sent, its name holds characters that a shell acts on: " +
+            hcrpt::onOneLine(name));
         return false;
     }
     hcrpt::printMessage(HCrashRptUtils::getCurrentTime() +

@@ -89,8 +89,9 @@ class HCRPT_EXPORT HCrashRptFileTransmitMgr {
     static ClientInfoCL getClientInfo();
     /// The report server's settings.
     static ServerInfoCL getVelServerInfo();
-    /// Sends one report to the report server. Without a CA certificate file prints a line and sends
-    /// nothing.
+    /// Sends one report to the report server. Without a CA certificate file, and when the report's
+    /// name holds a character that a shell acts on within double quotes ($ ` " \ and line feed),
+    /// prints a line and sends nothing.
     /// @return whether the server accepted it.
     static bool uploadToServer(std::string report);
     /// Uploads and prints the outcome. The line of a failure has no line feed and is not flushed:

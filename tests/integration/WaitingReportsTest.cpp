@@ -181,4 +181,47 @@ TEST_F(WaitingReportsTest, AReportWhosePathNeedsQuotingArrivesWhole) {
     EXPECT_EQ(arrivedContents(), (std::multiset<std::string>{"{}"}));
 }
 
+TEST_F(WaitingReportsTest, PlantedNamesRunNothingAndAreFiledAsFailures) {
+    startServer();
+    // What a command in a name would make, in whatever directory the shell runs.
+    const Names planted = {"CrashReport_$(touch made).json",
+                           "CrashReport_`touch made`.json",
+                           "CrashReport_\"; touch made; \".json",
+                           "CrashReport_${HOME}.json",
+                           "CrashReport_a\\.json",
+                           "CrashReport_\nb.json",
+                           "CrashReport_\" & touch made; echo \"",
+                           "CrashReport_\"$(touch made)\".json\\"};
+    Names expected;
+    for (const std::string& name : planted) {
+        session.addReport(name, "{}");
+        expected.push_back(name + ".send_fail");
+    }
+    ChildProcess reporter = session.startReporter();
+    EXPECT_TRUE(isDone());
+    session.addReport("CrashReport_plain.json", "{}");
+    EXPECT_TRUE(isDone());
+    expectLeaves(reporter);
+
+    expected.push_back("CrashReport_plain.json.send_success");
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(session.filed(), expected);
+    EXPECT_EQ(server->storedReports().size(), 1U);
+    const std::string log = session.log(reporter.pid());
+    EXPECT_EQ(timesIn(log, "[Crash Reporter] Running cmd: "), 1U) << log;
+    for (const std::string& name : planted) {
+        std::string shown = name;
+        std::replace(shown.begin(), shown.end(), '\n', '?');
+        EXPECT_EQ(timesIn(log,
+                          "[Crash Reporter] Error: crash report not sent, its name holds "
+                          "characters that a shell acts on: " +
+                              shown + "\n"),
+                  1U)
+            << log;
+    }
+    for (const auto& entry :
+         std::filesystem::recursive_directory_iterator(session.directory.path()))
+        EXPECT_NE(entry.path().filename(), "made") << entry.path();
+}
+
 }  // namespace

@@ -228,6 +228,39 @@ TEST_F(HCrashRptFileTransmitMgrTest, WithoutATemporaryDirectoryTheReportIsSentAl
     EXPECT_NE(text.find(" > .//curlOut.log 2>&1\n"), std::string::npos);
 }
 
+TEST_F(HCrashRptFileTransmitMgrTest, AReportWhoseNameAShellActsOnIsNotHandedToIt) {
+    installCertificate();
+    for (const char* name :
+         {"CrashReport_$(id).json", "CrashReport_`id`.json", "CrashReport_\"; id; \".json",
+          "CrashReport_\\.json", "CrashReport_1.json\\", "$"}) {
+        StdoutCapture output;
+        EXPECT_FALSE(HCrashRptFileTransmitMgr::uploadToServer(directory / name));
+        EXPECT_EQ(output.text(), output.flushedText());
+        EXPECT_EQ(output.text(), std::string("[Crash Reporter] Error: crash report not sent, its "
+                                             "name holds characters that a shell acts on: ") +
+                                     name + "\n");
+    }
+    EXPECT_EQ(tool.calls(), 0);
+}
+
+TEST_F(HCrashRptFileTransmitMgrTest, ALineFeedInAReportsNameDoesNotReachTheLog) {
+    installCertificate();
+    StdoutCapture output;
+    EXPECT_FALSE(HCrashRptFileTransmitMgr::uploadToServer(
+        directory / "CrashReport_\n[Crash Reporter] Velcurl send success\n.json"));
+    EXPECT_EQ(output.flushedText(),
+              "[Crash Reporter] Error: crash report not sent, its name holds characters that a "
+              "shell acts on: CrashReport_?[Crash Reporter] Velcurl send success?.json\n");
+    EXPECT_EQ(tool.calls(), 0);
+}
+
+TEST_F(HCrashRptFileTransmitMgrTest, OnlyTheNameOfAReportIsLookedAtNotItsDirectory) {
+    installCertificate();
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashRptFileTransmitMgr::uploadToServer("/no$where/CrashReport_1.json"));
+    EXPECT_EQ(tool.calls(), 1);
+}
+
 // --- uploadHttps ----------------------------------------------------------------------------
 
 TEST_F(HCrashRptFileTransmitMgrTest, ThePathIsPrintedAsItWasPassedInBothOutcomes) {

@@ -1,0 +1,17 @@
+/// @file
+/// Texts on their way into a shell's command line.
+#pragma once
+
+#include <string>
+
+namespace hcrpt {
+
+/// Whether a POSIX shell reads the text between double quotes as it stands: without $, `, ", \ and
+/// line feeds, which would run commands, insert variables or end the quotes.
+bool isPlainInDoubleQuotes(const std::string& text);
+
+/// The text with a question mark in place of each control character, so that it cannot look like
+/// further lines of a log.
+std::string onOneLine(const std::string& text);
+
+}  // namespace hcrpt
