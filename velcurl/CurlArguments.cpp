@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
+
 namespace velcurl {
 namespace {
 
@@ -33,18 +35,22 @@ std::string quotedFormField(const std::string& field) {
 }
 
 std::vector<std::string> curlArguments(const std::vector<std::string>& callers,
-                                       const std::string& connectTo) {
+                                       const std::string& connectTo, int totalSeconds) {
     std::vector<std::string> arguments = {
         "-q",                   // reads no curlrc; curl takes this only as the first argument
         "--http1.1",            // the caller judges an upload by its HTTP/1.1 status line
+        "--verbose",            // the verdict and its reason are taken from the trace
         "--no-progress-meter",  // nothing but trace and answer in the caller's log
         "--connect-timeout",
         std::to_string(kConnectTimeoutSeconds),
         "--max-time",
-        std::to_string(kTotalTimeoutSeconds),
+        std::to_string(totalSeconds),
     };
     if (!connectTo.empty())
         arguments.insert(arguments.end(), {"--connect-to", connectTo, "--noproxy", "*"});
+    // A curl may trust a directory of the system's besides the caller's file; this one is none.
+    if (std::find(callers.begin(), callers.end(), "--cacert") != callers.end())
+        arguments.insert(arguments.end(), {"--capath", "/dev/null"});
 
     bool fieldFollows = false;
     for (const std::string& argument : callers) {
@@ -57,6 +63,15 @@ std::vector<std::string> curlArguments(const std::vector<std::string>& callers,
         fieldFollows = !fieldFollows && (argument == "-F" || argument == "--form");
     }
     return arguments;
+}
+
+int totalTimeout(const std::string& chosen) {
+    if (chosen.empty() || chosen.size() > 3 ||
+        chosen.find_first_not_of("0123456789") != std::string::npos)
+        return kTotalTimeoutSeconds;
+    const int seconds = std::stoi(chosen);
+    // 0 means no bound at all to curl.
+    return seconds >= 1 && seconds <= kTotalTimeoutSeconds ? seconds : kTotalTimeoutSeconds;
 }
 
 }  // namespace velcurl

@@ -1,9 +1,11 @@
 /// @file
-/// velcurl: takes curl's options and becomes the system's curl. See docs/velcurl.md.
+/// velcurl: takes curl's options, runs the system's curl and says how it went. See docs/velcurl.md.
 
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -13,10 +15,12 @@
 #include "velcurl/CurlArguments.h"
 #include "velcurl/CurlEnvironment.h"
 #include "velcurl/CurlProgram.h"
+#include "velcurl/CurlRun.h"
+#include "velcurl/Verdict.h"
 
 namespace {
 
-// As a shell has them; every other status is curl's own.
+// As a shell has them.
 constexpr int kUsageError = 2;
 constexpr int kCannotExecute = 126;
 constexpr int kNotFound = 127;
@@ -26,18 +30,26 @@ std::string variable(const char* name) {
     return value == nullptr ? "" : value;
 }
 
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
-    std::vector<char*> pointers;
-    pointers.reserve(texts.size() + 1);
-    for (std::string& text : texts) pointers.push_back(text.data());
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
 std::string joined(const std::vector<std::string>& texts) {
     std::string result;
     for (const std::string& text : texts) result += (result.empty() ? "" : ", ") + text;
     return result;
+}
+
+void print(const std::string& text, std::FILE* stream) {
+    std::fwrite(text.data(), 1, text.size(), stream);
+    std::fflush(stream);
+}
+
+/// Ends this process as curl ended, without a core file of its own.
+void endBySignal(int number) {
+    const rlimit none = {0, 0};
+    setrlimit(RLIMIT_CORE, &none);
+    signal(number, SIG_DFL);
+    sigset_t all;
+    sigfillset(&all);
+    sigprocmask(SIG_UNBLOCK, &all, nullptr);
+    raise(number);
 }
 
 }  // namespace
@@ -59,11 +71,22 @@ int main(int argc, char** argv) {
     }
 
     std::vector<std::string> arguments =
-        velcurl::curlArguments(callers, variable("VELCURL_CONNECT_TO"));
+        velcurl::curlArguments(callers, variable("VELCURL_CONNECT_TO"),
+                               velcurl::totalTimeout(variable("VELCURL_MAX_TIME")));
     arguments.insert(arguments.begin(), program);
-    std::vector<std::string> environment = velcurl::curlEnvironment(environ);
-    execve(program.c_str(), pointersTo(arguments).data(), pointersTo(environment).data());
+    const velcurl::CurlRun run =
+        velcurl::runCurl(program, arguments, velcurl::curlEnvironment(environ));
+    if (run.error != 0) {
+        std::fprintf(stderr, "velcurl: cannot run %s: %s\n", program.c_str(),
+                     std::strerror(run.error));
+        return kCannotExecute;
+    }
 
-    std::fprintf(stderr, "velcurl: cannot run %s: %s\n", program.c_str(), std::strerror(errno));
-    return kCannotExecute;
+    // The verdict comes first: the reader of a log may stop at the first line that looks good.
+    const velcurl::Verdict verdict = velcurl::verdictOn(run, velcurl::serverOf(callers));
+    if (!verdict.line.empty()) print(verdict.line + "\n", stderr);
+    print(run.trace, stderr);
+    print(run.answer, stdout);
+    if (WIFSIGNALED(run.waitStatus) && !run.tooLong) endBySignal(WTERMSIG(run.waitStatus));
+    return verdict.exitStatus;
 }

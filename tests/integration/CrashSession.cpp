@@ -137,8 +137,9 @@ ChildProcess CrashSession::start(const std::string& path, const std::vector<std:
     return ChildProcess::fork([&] {
         // Not even a test process that is killed leaves it behind.
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        for (const char* name : {"CRPT_OFF", "CRPT_ALREADY_RUNNING", "VELCURL_CURL",
-                                 "VELCURL_CONNECT_TO", "LD_LIBRARY_PATH", "LD_PRELOAD"})
+        for (const char* name :
+             {"CRPT_OFF", "CRPT_ALREADY_RUNNING", "VELCURL_CURL", "VELCURL_MAX_TIME",
+              "VELCURL_CONNECT_TO", "LD_LIBRARY_PATH", "LD_PRELOAD"})
             unsetenv(name);
         for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
         if (chdir(work.c_str()) != 0) return 126;

@@ -156,7 +156,11 @@ TEST_F(UploadTest, APathAsFileNameStaysInTheStore) {
 TEST_F(UploadTest, AWrongAccessCodeIsAnswered403) {
     ReportServer server(dir / "server");
     const Outcome outcome = upload(server, report("r", "x"), "wrong");
-    EXPECT_EQ(outcome.exit, exitedWith(0)) << "curl takes any answer for success";
+    EXPECT_EQ(outcome.exit, exitedWith(22));
+    EXPECT_EQ(outcome.trace.substr(0, outcome.trace.find('\n')),
+              "velcurl: not accepted: HTTP status 403 (Forbidden) from " + server.hostName() +
+                  ": \"The access code is wrong.\"; check the access code, and whether the server "
+                  "shuts this machine out");
     EXPECT_TRUE(outcome.says("HTTP/1.1 403 Forbidden\r\n"));
     EXPECT_EQ(outcome.answer, "The access code is wrong.\n");
     EXPECT_TRUE(server.storedReports().empty());

@@ -11,8 +11,13 @@ using test_support::TempDir;
 using test_support::writeFile;
 using Words = std::vector<std::string>;
 
-const Words kFrame = {"-q",         "--http1.1", "--no-progress-meter", "--connect-timeout", "10",
-                      "--max-time", "120"};
+/// With the usual bound.
+Words curlArguments(const Words& callers, const std::string& connectTo) {
+    return velcurl::curlArguments(callers, connectTo, kTotalTimeoutSeconds);
+}
+
+const Words kFrame = {"-q", "--http1.1",  "--verbose", "--no-progress-meter", "--connect-timeout",
+                      "10", "--max-time", "120"};
 
 Words framed(const Words& callers) {
     Words all = kFrame;
@@ -32,6 +37,16 @@ TEST(CurlArgumentsTest, TheCurlrcIsTurnedOffByTheVeryFirstArgument) {
 TEST(CurlArgumentsTest, CallersBoundsComeAfterOursAndWin) {
     const Words arguments = curlArguments({"--max-time", "5"}, "");
     EXPECT_EQ(arguments, framed({"--max-time", "5"}));
+}
+
+TEST(CurlArgumentsTest, TheWholeUploadsBoundIsTheGivenOne) {
+    const Words arguments = velcurl::curlArguments({"x"}, "", 7);
+    EXPECT_EQ(Words(arguments.end() - 3, arguments.end()), (Words{"--max-time", "7", "x"}));
+}
+
+TEST(CurlArgumentsTest, WithAFileOfTrustedAuthoritiesNoDirectoryIsTrusted) {
+    EXPECT_EQ(curlArguments({"--cacert", "ca.pem", "x"}, ""),
+              framed({"--capath", "/dev/null", "--cacert", "ca.pem", "x"}));
 }
 
 TEST(CurlArgumentsTest, AnotherAddressIsOneArgumentAndBypassesProxies) {
@@ -69,6 +84,18 @@ TEST(CurlArgumentsTest, AFieldThatReadsLikeTheOptionIsNotTakenForIt) {
 
 TEST(CurlArgumentsTest, AFormOptionAtTheEndIsPassedOn) {
     EXPECT_EQ(curlArguments({"-F"}, ""), framed({"-F"}));
+}
+
+TEST(TotalTimeoutTest, IsShortenedByWholeSeconds) {
+    EXPECT_EQ(totalTimeout("1"), 1);
+    EXPECT_EQ(totalTimeout("007"), 7);
+    EXPECT_EQ(totalTimeout("119"), 119);
+}
+
+TEST(TotalTimeoutTest, IsNeverLengthenedNorSwitchedOff) {
+    for (const char* text : {"", "0", "000", "120", "121", "999", "0001", "99999999999999999999",
+                             "-1", "+5", "5s", " 5", "5 ", "1.5", "x"})
+        EXPECT_EQ(totalTimeout(text), 120) << text;
 }
 
 TEST(QuotedFormFieldTest, QuotesAndBackslashesOfAPathAreEscaped) {

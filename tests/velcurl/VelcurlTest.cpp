@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstring>
 
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
@@ -12,18 +13,25 @@
 namespace {
 
 using test_support::ChildProcess;
+using test_support::eventually;
 using test_support::exitedWith;
 using test_support::ExitState;
+using test_support::isRunning;
 using test_support::killedBy;
 using test_support::readFile;
 using test_support::TempDir;
 using test_support::writeFile;
 using Words = std::vector<std::string>;
 
+constexpr char kTraceOf200[] = "> POST / HTTP/1.1\r\n> \r\n< HTTP/1.1 200 OK\r\n< \r\n";
+/// Shell command that writes it.
+constexpr char kAnswers200[] =
+    "printf '> POST / HTTP/1.1\\r\\n> \\r\\n< HTTP/1.1 200 OK\\r\\n< \\r\\n' >&2";
+
 class VelcurlTest : public testing::Test {
   protected:
     // Records its arguments and environment beside itself, then does what the test wants.
-    void makeFakeCurl(const std::string& thenDo = "exit 0") {
+    void makeFakeCurl(const std::string& thenDo = kAnswers200) {
         writeFile(dir / "curl",
                   "#!/bin/sh\n"
                   "printf '%s\\0' \"$@\" > \"${0%/*}/arguments\"\n"
@@ -39,8 +47,8 @@ class VelcurlTest : public testing::Test {
         ChildProcess::Options options;
         options.set = std::move(environment);
         options.set.emplace("VELCURL_CURL", dir / "curl");
-        options.unset = {"VELCURL_CONNECT_TO"};
-        if (options.set.count("VELCURL_CONNECT_TO") != 0) options.unset.clear();
+        for (const char* name : {"VELCURL_CONNECT_TO", "VELCURL_MAX_TIME"})
+            if (options.set.count(name) == 0) options.unset.push_back(name);
         return ChildProcess::exec(argv, options);
     }
 
@@ -64,18 +72,18 @@ TEST_F(VelcurlTest, CurlGetsOurOptionsThenTheCallers) {
     makeFakeCurl();
     EXPECT_EQ(start({"--verbose", "a b", "", "*", "https://host/"}).wait(), exitedWith(0));
     EXPECT_EQ(recorded("arguments"),
-              (Words{"-q", "--http1.1", "--no-progress-meter", "--connect-timeout", "10",
-                     "--max-time", "120", "--verbose", "a b", "", "*", "https://host/"}));
+              (Words{"-q", "--http1.1", "--verbose", "--no-progress-meter", "--connect-timeout",
+                     "10", "--max-time", "120", "--verbose", "a b", "", "*", "https://host/"}));
 }
 
 TEST_F(VelcurlTest, AnotherAddressComesFromTheEnvironment) {
     makeFakeCurl();
     EXPECT_EQ(start({"url"}, {{"VELCURL_CONNECT_TO", "host:443:127.0.0.1:8443"}}).wait(),
               exitedWith(0));
-    EXPECT_EQ(
-        recorded("arguments"),
-        (Words{"-q", "--http1.1", "--no-progress-meter", "--connect-timeout", "10", "--max-time",
-               "120", "--connect-to", "host:443:127.0.0.1:8443", "--noproxy", "*", "url"}));
+    EXPECT_EQ(recorded("arguments"),
+              (Words{"-q", "--http1.1", "--verbose", "--no-progress-meter", "--connect-timeout",
+                     "10", "--max-time", "120", "--connect-to", "host:443:127.0.0.1:8443",
+                     "--noproxy", "*", "url"}));
 }
 
 TEST_F(VelcurlTest, AnEmptyOtherAddressIsNone) {
@@ -131,21 +139,153 @@ TEST_F(VelcurlTest, UnusableLibrariesOfAHostApplicationDoNotKeepItFromStarting) 
     ChildProcess child = start(
         {"url"}, {{"LD_LIBRARY_PATH", dir.path()}, {"LD_PRELOAD", dir / "no-such-library.so"}});
     EXPECT_EQ(child.wait(), exitedWith(0));
-    EXPECT_EQ(child.standardError(), "");
+    EXPECT_EQ(child.standardError(), kTraceOf200);
 }
 #endif
 
-TEST_F(VelcurlTest, TheExitStatusAndBothOutputsAreCurls) {
-    makeFakeCurl("echo answer; echo trace >&2; exit 52");
-    ChildProcess child = start({"url"});
-    EXPECT_EQ(child.wait(), exitedWith(52));
+TEST_F(VelcurlTest, ASuccessHasNothingButCurlsOutputs) {
+    makeFakeCurl(std::string(kAnswers200) + "; echo answer");
+    ChildProcess child = start({"https://host/"});
+    EXPECT_EQ(child.wait(), exitedWith(0));
     EXPECT_EQ(child.standardOutput(), "answer\n");
-    EXPECT_EQ(child.standardError(), "trace\n");
+    EXPECT_EQ(child.standardError(), kTraceOf200);
 }
 
-TEST_F(VelcurlTest, ACurlKilledByASignalIsSeenAsKilled) {
-    makeFakeCurl("kill -TERM $$");
-    EXPECT_EQ(start({"url"}).wait(), killedBy(SIGTERM));
+TEST_F(VelcurlTest, AFailureHasItsVerdictBeforeCurlsOutputsAndCurlsStatus) {
+    makeFakeCurl("echo answer; echo 'curl: (52) Empty reply from server' >&2; exit 52");
+    ChildProcess child = start({"https://host/"});
+    EXPECT_EQ(child.wait(), exitedWith(52));
+    EXPECT_EQ(child.standardOutput(), "answer\n");
+    EXPECT_EQ(child.standardError(),
+              "velcurl: no answer from host: curl 52 (Empty reply from server); the server closed "
+              "the connection: see its log\n"
+              "curl: (52) Empty reply from server\n");
+}
+
+TEST_F(VelcurlTest, AnAnswerThatIsNoAcceptanceEndsWith22EvenIfCurlIsContent) {
+    makeFakeCurl("printf '< HTTP/1.1 201 Created\\r\\n< \\r\\n' >&2; echo 'HTTP/1.1 200 OK'");
+    ChildProcess child = start({"https://host/"});
+    EXPECT_EQ(child.wait(), exitedWith(22));
+    EXPECT_EQ(child.standardOutput(), "HTTP/1.1 200 OK\n");
+    EXPECT_EQ(child.standardError(),
+              "velcurl: not accepted: HTTP status 201 (Created) from host: \"HTTP 1.1 200 OK\"; "
+              "only status 200 says that a report is stored\n"
+              "< HTTP/1.1 201 Created\r\n< \r\n");
+}
+
+TEST_F(VelcurlTest, InOneLogTheVerdictIsTheFirstLine) {
+    makeFakeCurl("echo answer; printf '< HTTP/1.1 200 OK\\r\\n< \\r\\n' >&2; exit 18");
+    ChildProcess::Options options;
+    options.set = {{"VELCURL_CURL", dir / "curl"}};
+    ChildProcess shell = ChildProcess::exec(
+        {"sh", "-c", VELCURL_PROGRAM " https://host/ > " + (dir / "log") + " 2>&1"}, options);
+    EXPECT_EQ(shell.wait(), exitedWith(18));
+    EXPECT_EQ(readFile(dir / "log"),
+              "velcurl: not accepted: HTTP status 200 (OK) from host, not to its end: curl 18; the "
+              "connection was cut: check server, proxies and network\n"
+              "< HTTP/1.1 200 OK\r\n< \r\nanswer\n");
+}
+
+TEST_F(VelcurlTest, ACurlKilledByASignalIsSeenAsKilledAndWhatItSaidIsThere) {
+    makeFakeCurl("echo trace >&2; kill -TERM $$");
+    ChildProcess child = start({"https://host/"});
+    EXPECT_EQ(child.wait(), killedBy(SIGTERM));
+    EXPECT_EQ(child.standardError(),
+              "velcurl: not finished: curl was ended by signal 15 (Terminated)\ntrace\n");
+}
+
+TEST_F(VelcurlTest, ASignalThatEndsItEndsCurlAndIsSaid) {
+    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGQUIT}) {
+        makeFakeCurl("echo $$ > '" + (dir / "pid.new") + "'; mv '" + (dir / "pid.new") + "' '" +
+                     (dir / "pid") + "'; exec sleep 60");
+        ChildProcess child = start({"https://host/"});
+        ASSERT_TRUE(eventually([&] { return std::filesystem::exists(dir / "pid"); }));
+        const auto curl = static_cast<pid_t>(std::stol(readFile(dir / "pid")));
+        child.signal(number);
+        EXPECT_EQ(child.wait(), killedBy(number));
+        EXPECT_FALSE(isRunning(curl));
+        EXPECT_EQ(child.standardError(), "velcurl: not finished: curl was ended by signal " +
+                                             std::to_string(number) + " (" + strsignal(number) +
+                                             ")\n");
+        std::filesystem::remove(dir / "pid");
+    }
+}
+
+TEST_F(VelcurlTest, CurlDoesNotOutliveAVelcurlThatIsKilled) {
+    makeFakeCurl("echo $$ > '" + (dir / "pid.new") + "'; mv '" + (dir / "pid.new") + "' '" +
+                 (dir / "pid") + "'; exec sleep 60");
+    ChildProcess child = start({"https://host/"});
+    ASSERT_TRUE(eventually([&] { return std::filesystem::exists(dir / "pid"); }));
+    const auto curl = static_cast<pid_t>(std::stol(readFile(dir / "pid")));
+    child.signal(SIGKILL);
+    EXPECT_EQ(child.wait(), killedBy(SIGKILL));
+    EXPECT_TRUE(eventually([&] { return !isRunning(curl); }));
+}
+
+TEST_F(VelcurlTest, ACurlThatWritesWithoutEndIsEnded) {
+    makeFakeCurl("printf '< HTTP/1.1 200 OK\\r\\n< \\r\\n' >&2; exec yes");
+    ChildProcess child = start({"https://host/"});
+    EXPECT_EQ(child.wait(), exitedWith(63));
+    EXPECT_EQ(
+        child.standardError().substr(0, child.standardError().find('\n')),
+        "velcurl: not accepted: HTTP status 200 (OK) from host, not to its end: more than 256 "
+        "KiB came, curl was ended; no report server answers so");
+    EXPECT_GT(child.standardOutput().size(), 250U * 1024);
+    EXPECT_LE(child.standardOutput().size(), 272U * 1024);
+}
+
+TEST_F(VelcurlTest, ATraceWithoutEndIsEnded) {
+    makeFakeCurl("exec yes >&2");
+    ChildProcess child = start({"https://host/"});
+    EXPECT_EQ(child.wait(), exitedWith(63));
+    EXPECT_EQ(child.standardError().substr(0, child.standardError().find('\n')),
+              "velcurl: no answer from host: more than 256 KiB came, curl was ended");
+    EXPECT_LE(child.standardError().size(), 273U * 1024);
+}
+
+TEST_F(VelcurlTest, AnAnswerOfAFewHundredKilobytesArrivesWhole) {
+    makeFakeCurl(std::string(kAnswers200) + "; head -c 260000 /dev/zero");
+    ChildProcess child = start({"https://host/"});
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_TRUE(child.standardOutput() == std::string(260000, '\0'));
+}
+
+TEST_F(VelcurlTest, WhatCurlLeavesRunningIsNotWaitedFor) {
+    makeFakeCurl(std::string(kAnswers200) + "; sleep 60 & echo $! > '" + (dir / "pid") + "'");
+    ChildProcess child = start({"https://host/"});
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    const auto left = static_cast<pid_t>(std::stol(readFile(dir / "pid")));
+    EXPECT_TRUE(isRunning(left));
+    kill(left, SIGKILL);
+}
+
+TEST_F(VelcurlTest, WithoutStandardDescriptorsTheVerdictStillStands) {
+    makeFakeCurl(kAnswers200);
+    ChildProcess::Options options;
+    options.set = {{"VELCURL_CURL", dir / "curl"}};
+    ChildProcess shell =
+        ChildProcess::exec({"sh", "-c", VELCURL_PROGRAM " https://host/ 0<&- 1>&- 2>&-"}, options);
+    EXPECT_EQ(shell.wait(), exitedWith(0));
+    makeFakeCurl("exit 7");
+    ChildProcess other =
+        ChildProcess::exec({"sh", "-c", VELCURL_PROGRAM " https://host/ 0<&- 1>&- 2>&-"}, options);
+    EXPECT_EQ(other.wait(), exitedWith(7));
+}
+
+TEST_F(VelcurlTest, AnIgnoredEndOfChildrenDoesNotTakeTheStatusAway) {
+    makeFakeCurl("exit 7");
+    ChildProcess::Options options;
+    options.set = {{"VELCURL_CURL", dir / "curl"}};
+    ChildProcess shell = ChildProcess::exec(
+        {"bash", "-c", "trap '' CHLD; exec " VELCURL_PROGRAM " https://host/"}, options);
+    EXPECT_EQ(shell.wait(), exitedWith(7));
+}
+
+TEST_F(VelcurlTest, TheBoundOfAnUploadIsShortenedByTheEnvironment) {
+    makeFakeCurl();
+    EXPECT_EQ(start({"url"}, {{"VELCURL_MAX_TIME", "3"}}).wait(), exitedWith(0));
+    const Words arguments = recorded("arguments");
+    EXPECT_EQ(Words(arguments.end() - 3, arguments.end()), (Words{"--max-time", "3", "url"}));
 }
 
 TEST_F(VelcurlTest, AMissingCurlIsSaidAndEndsWith127) {

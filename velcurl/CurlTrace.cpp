@@ -1,0 +1,73 @@
+#include "velcurl/CurlTrace.h"
+
+#include <sstream>
+
+namespace velcurl {
+namespace {
+
+bool startsWith(const std::string& text, const std::string& start) {
+    return text.compare(0, start.size(), start) == 0;
+}
+
+std::string withoutLineEnd(std::string line) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    return line;
+}
+
+}  // namespace
+
+int Answer::status() const {
+    std::istringstream words(statusLine);
+    std::string version;
+    int status = 0;
+    words >> version >> status;
+    return status;
+}
+
+std::string Answer::reason() const {
+    std::istringstream words(statusLine);
+    std::string version, status, reason;
+    words >> version >> status >> std::ws;
+    std::getline(words, reason);
+    return reason;
+}
+
+// "> " and "< " begin the lines of what is sent and received, an empty one of them ends a header.
+Answer lastAnswer(const std::string& trace) {
+    Answer answer;
+    bool inRequest = false;
+    bool inAnswer = false;
+    std::istringstream lines(trace);
+    for (std::string line; std::getline(lines, line);) {
+        line = withoutLineEnd(line);
+        const std::string text = line.size() > 2 ? line.substr(2) : "";
+        if (startsWith(line, "> ")) {
+            if (!inRequest) {
+                answer = Answer();
+                answer.isProxys = startsWith(text, "CONNECT ");
+                inAnswer = false;
+            }
+            inRequest = !text.empty();
+        } else if (startsWith(line, "< ")) {
+            if (!inAnswer) {
+                answer.statusLine = text;
+                answer.headersAreWhole = false;
+            } else if (text.empty()) {
+                answer.headersAreWhole = true;
+            }
+            inAnswer = !text.empty();
+        }
+    }
+    return answer;
+}
+
+std::string complaint(const std::string& trace, int exitStatus) {
+    const std::string start = "curl: (" + std::to_string(exitStatus) + ") ";
+    std::string found;
+    std::istringstream lines(trace);
+    for (std::string line; std::getline(lines, line);)
+        if (startsWith(line, start)) found = withoutLineEnd(line.substr(start.size()));
+    return found;
+}
+
+}  // namespace velcurl
