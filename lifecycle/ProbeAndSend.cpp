@@ -1,4 +1,5 @@
 // One pass of the crash reporter over the reports that wait.
+#include <csignal>
 #include <vector>
 
 #include "HUTFile.h"
@@ -11,6 +12,17 @@
 namespace HCrashReporter {
 
 HCrashRptSettings::ConsentType consentType = HCrashRptSettings::CONSENT_NOT_ASKED;
+
+namespace {
+
+/// Set by a signal handler, never reset.
+volatile std::sig_atomic_t s_stopRequested = 0;
+
+}  // namespace
+
+void stopAfterThisReport() {
+    s_stopRequested = 1;
+}
 
 bool getConsentAndBackupStatus(HCrashRptSettings::ConsentType& consent,
                                HCrashRptSettings::RptBackupStatus& status) {
@@ -29,6 +41,7 @@ bool probeAndSendCrashReports() {
 
     int sent = 0;
     for (const std::string& report : reports) {
+        if (s_stopRequested != 0) break;
         if (HCrashRptUtils::handleIfEmptyFile(report)) continue;
         if (consentType != HCrashRptSettings::CONSENT_GIVEN) {
             hcrpt::printMessage("Crash report is not transmitted as no consent to send received.");

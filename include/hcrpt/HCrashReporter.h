@@ -21,7 +21,7 @@
 #include "hcrpt/HCrashRptSettings.h"
 #include "hcrpt/HCrptExport.h"
 
-/// Grade of all operations: @ordinary. One thread.
+/// Grade of all operations, where no other is named: @ordinary. One thread.
 namespace HCrashReporter {
 
 /// Identity of a registered process, from a record "<hostname>:<pid>".
@@ -95,6 +95,9 @@ HCRPT_EXPORT bool isExitCondition();
 /// store; ends after 30 successful uploads.
 /// @return false only when the user refused.
 HCRPT_EXPORT bool probeAndSendCrashReports();
+/// For good: a pass that runs ends after the report that it is at, and those that begin later leave
+/// all reports where they are. Raw traces are made readable as before. @signalsafe
+HCRPT_EXPORT void stopAfterThisReport();
 /// Whether a report waits. Makes raw traces readable on the way.
 HCRPT_EXPORT bool hasCrashReports();
 /// Asks for consent unless it is known.

@@ -1,8 +1,12 @@
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "lifecycle/Session.h"
+#include "support/ChildProcess.h"
 #include "support/StdoutCapture.h"
 
 namespace {
@@ -240,6 +244,25 @@ TEST_F(ProbeAndSendTest, AnEmptyReportIsRemovedNotSentAndNotCounted) {
     EXPECT_EQ(tool.calls(), 2);
     EXPECT_EQ(namesIn(backup), (Names{"CrashReport_2.send_success", "CrashReport_3.send_success"}));
     EXPECT_EQ(namesIn(store), Names{"CrashReport_4"});
+}
+
+// --- Stop --------------------------------------------------------------------------------------
+
+TEST_F(ProbeAndSendTest, AskedToStopItFilesTheReportThatItIsAtAndLeavesTheOthersForGood) {
+    for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3"}) addReport(name);
+    writeFile(tool.path(), "#!/bin/sh\nkill -USR1 $SENDER\necho 'HTTP/1.1 200 OK'\n");
+    // In a process of its own: there is no way back.
+    auto child = test_support::ChildProcess::fork([] {
+        signal(SIGUSR1, [](int) { HCrashReporter::stopAfterThisReport(); });
+        setenv("SENDER", std::to_string(getpid()).c_str(), 1);
+        const bool first = HCrashReporter::probeAndSendCrashReports();
+        const bool second = HCrashReporter::probeAndSendCrashReports();
+        return first && second ? 0 : 1;
+    });
+    EXPECT_EQ(child.wait(), test_support::exitedWith(0));
+    EXPECT_EQ(namesIn(backup), Names{"CrashReport_1.send_success"});
+    EXPECT_EQ(namesIn(store), (Names{"CrashReport_2", "CrashReport_3"}));
+    EXPECT_EQ(timesIn(child.standardOutput(), kSendSuccess), 1u);
 }
 
 // --- Limit ------------------------------------------------------------------------------------
