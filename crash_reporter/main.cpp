@@ -1,56 +1,88 @@
 // The crash reporter: makes raw traces readable, uploads and files reports, and leaves when there
 // is nothing left to wait for. It is started with an empty argument vector and takes no arguments;
 // all it needs to know comes from the environment of the host that started it.
-#include <unistd.h>
-
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <string>
+#include <thread>
 
-#include "HUTFile.h"
+#include "crash_reporter/BackOff.h"
 #include "crash_reporter/HostDetachment.h"
+#include "crash_reporter/Log.h"
+#include "crash_reporter/Service.h"
+#include "crash_reporter/SessionLock.h"
+#include "crash_reporter/SessionPlaces.h"
+#include "crash_reporter/StopSignal.h"
 #include "hcrpt/HCrashReporter.h"
 
 namespace {
 
-constexpr int kPauseBetweenPasses = 1;  // seconds
+using namespace crash_reporter;
 
-// The log's directory comes first: the redirection is tried once, and without it nobody would hear
-// of anything that goes wrong.
-bool openLog() {
-    const std::string directory = HCrashRptSettings::crashReporterLogDir();
-    if (!HUTFile(directory).mkDirRecursive() || access(directory.c_str(), W_OK | X_OK) != 0) {
-        std::fprintf(stderr, "crash_reporter: cannot write to session directory %s\n",
-                     directory.c_str());
-        return false;
+/// One that is about to leave gets time to do so.
+constexpr std::chrono::seconds kPatience(5);
+constexpr std::chrono::milliseconds kPause(20);
+
+SessionLock::Outcome takeLock(SessionLock& lock, const StopSignal& stop) {
+    const Time end = Clock::now() + kPatience;
+    for (;;) {
+        const SessionLock::Outcome outcome = lock.take();
+        if (outcome != SessionLock::Outcome::heldByAnother || stop.isAsked() || Clock::now() >= end)
+            return outcome;
+        std::this_thread::sleep_for(kPause);
     }
-    HCrashReporter::redirectStdoutToCrashLog();
-    dup2(STDOUT_FILENO, STDERR_FILENO);  // what programs started from here complain about
-    return true;
 }
 
-void serve() {
-    HCrashReporter::createProcessRegistrationFile();
-    for (;;) {
-        HCrashReporter::probeAndSendCrashReports();
-        if (HCrashReporter::isExitCondition()) return;
-        HCrashReporter::sleep(kPauseBetweenPasses);
+void refuse(const SessionPlaces& places) {
+    std::fprintf(stderr, "crash_reporter: %s\n", places.refusal().c_str());
+}
+
+void serve(Log& log) {
+    const StopSignal stop;
+    SessionLock lock;
+    switch (takeLock(lock, stop)) {
+        case SessionLock::Outcome::heldByAnother:
+            return say("Another crash reporter serves this session, leaving.");
+        case SessionLock::Outcome::impossible:
+            complain("Could not lock " + SessionLock::path() +
+                     ", so another crash reporter of this session would not be noticed.");
+            break;
+        case SessionLock::Outcome::taken:
+            break;
     }
+    Service(lock, stop, log).run();
 }
 
 }  // namespace
 
 int main() {
-    crash_reporter::detachFromHost();
+    detachFromHost();
     HCrashReporter::installSelfSignalHandler();
-    if (!openLog()) return EXIT_FAILURE;
-    try {
-        serve();
-    } catch (const std::exception& error) {
-        std::printf("[Crash Reporter] Error: %s, leaving.\n", error.what());
+
+    // The log's directory comes first: the redirection is tried once, and without it nobody would
+    // hear of anything that goes wrong.
+    SessionPlaces places;
+    if (!places.prepareSessionDirectory()) {
+        refuse(places);
         return EXIT_FAILURE;
     }
-    std::printf("[Crash Reporter] No registered process runs and no report waits, leaving.\n");
+    const bool storesAreOurs = places.inspectStores();
+    if (!storesAreOurs) refuse(places);
+
+    Log log;
+    log.open();
+    for (const std::string& remark : places.remarks()) say(remark);
+    if (!storesAreOurs) {
+        complain(places.refusal() + ", leaving.");
+        return EXIT_FAILURE;
+    }
+    try {
+        serve(log);
+    } catch (const std::exception& error) {
+        complain(std::string(error.what()) + ", leaving.");
+        return EXIT_FAILURE;
+    }
     return EXIT_SUCCESS;
 }

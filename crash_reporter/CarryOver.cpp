@@ -1,0 +1,60 @@
+#include "crash_reporter/CarryOver.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include "crash_reporter/Log.h"
+#include "hcrpt/HCrashRptUtils.h"
+
+namespace crash_reporter {
+namespace {
+
+/// A host that has opened the file tries for three seconds to get its lock.
+constexpr std::chrono::seconds kLast(5);
+
+bool leadsTo(const std::string& path, int fd) {
+    struct stat named = {};
+    struct stat held = {};
+    return stat(path.c_str(), &named) == 0 && fstat(fd, &held) == 0 &&
+           named.st_dev == held.st_dev && named.st_ino == held.st_ino;
+}
+
+}  // namespace
+
+void CarryOver::keep(const std::string& registrations) {
+    m_path = registrations;
+    m_old.reset(open(registrations.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    m_nextLook.reset();
+}
+
+void CarryOver::begin(Time now) {
+    if (!m_old.isOpen() || leadsTo(m_path, m_old.get())) {
+        m_old.reset(-1);
+        return;
+    }
+    m_end = now + kLast;
+    m_pauses.reset();
+    m_nextLook = now;
+}
+
+void CarryOver::look(Time now) {
+    if (!m_nextLook || now < *m_nextLook) return;
+    Records missing;
+    const Records present = recordsIn(m_path);
+    for (const std::string& record : recordsIn(m_old.get())) {
+        const std::string pid = localProcess(record);
+        if (!pid.empty() && HCrashRptUtils::isProcessRunning(pid) && present.count(record) == 0)
+            missing.insert(record);
+    }
+    const bool done = missing.empty() || appendRecords(missing);
+    if (done)
+        for (const std::string& record : missing)
+            say("Carried the registration of " + record + " over into the new file.");
+    m_nextLook = now + m_pauses.next();
+    if (done && now >= m_end) {
+        m_nextLook.reset();
+        m_old.reset(-1);
+    }
+}
+
+}  // namespace crash_reporter

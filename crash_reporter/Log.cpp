@@ -1,0 +1,67 @@
+#include "crash_reporter/Log.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "HUTEnv.h"
+#include "HUTFile.h"
+#include "hcrpt/HCrashReporter.h"
+#include "platform/posix/FileDescriptor.h"
+
+namespace crash_reporter {
+namespace {
+
+constexpr char kOlder[] = ".old";
+
+bool isSameFile(const struct stat& one, const struct stat& other) {
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+}  // namespace
+
+void say(const std::string& text) {
+    std::printf("[Crash Reporter] %s\n", text.c_str());
+    std::fflush(stdout);
+}
+
+void complain(const std::string& text) {
+    say("Error: " + text);
+}
+
+void Log::open() {
+    HCrashReporter::redirectStdoutToCrashLog();
+    // Several processes write into it, each at its end.
+    const int flags = fcntl(STDOUT_FILENO, F_GETFL);
+    if (flags >= 0) fcntl(STDOUT_FILENO, F_SETFL, flags | O_APPEND);
+    dup2(STDOUT_FILENO, STDERR_FILENO);
+    m_path = HCrashRptSettings::crashReporterLogDir() + HUTFile::getDirSeparator() +
+             "crashReporter" + std::to_string(HUTEnv::getPid()) + ".log";
+}
+
+void Log::keep() {
+    struct stat current = {};
+    if (fstat(STDOUT_FILENO, &current) != 0 || !S_ISREG(current.st_mode)) return;
+    struct stat named = {};
+    const bool there = lstat(m_path.c_str(), &named) == 0;
+    if (there && !isSameFile(current, named)) return;  // not ours to touch
+    if (there && current.st_size < m_maxBytes) return;
+    if (there && std::rename(m_path.c_str(), (m_path + kOlder).c_str()) != 0) return;
+    beginAnew();
+}
+
+void Log::beginAnew() {
+    const FileDescriptor log(::open(
+        m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    // Without one, what follows still goes to the former file.
+    if (!log.isOpen()) return;
+    std::fflush(stdout);
+    dup2(log.get(), STDOUT_FILENO);
+    dup2(log.get(), STDERR_FILENO);
+    say("Log of process " + std::to_string(HUTEnv::getPid()) +
+        " goes on, at time = " + HCrashReporter::timestamp());
+}
+
+}  // namespace crash_reporter

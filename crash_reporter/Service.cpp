@@ -1,0 +1,226 @@
+#include "crash_reporter/Service.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "HUTFile.h"
+#include "crash_reporter/FilingPlace.h"
+#include "crash_reporter/InterruptedMoves.h"
+#include "hcrpt/HCrashReporter.h"
+#include "hcrpt/HCrashRptUtils.h"
+
+namespace crash_reporter {
+namespace {
+
+constexpr std::chrono::seconds kUsualLook(10);
+constexpr std::chrono::seconds kLookWithoutEvents(1);
+/// A host that has just started the crash reporter has this long to register.
+constexpr std::chrono::seconds kTimeToRegister(15);
+
+std::string registrations() {
+    return HCrashRptSettings::getProcRegFileFullPath();
+}
+
+/// Only then may isExitCondition() be asked: it waits for the first record.
+bool hasRecords() {
+    return !HCrashRptUtils::isFileEmpty(registrations());
+}
+
+Reports waitingReports() {
+    const std::vector<std::string> paths = HCrashRptUtils::getFilesWithPrefix(
+        HCrashRptSettings::getCrashRptPrefix(), HCrashRptSettings::getCrashStorePath());
+    return Reports(paths.begin(), paths.end());
+}
+
+int millisecondsUntil(Time time) {
+    using std::chrono::milliseconds;
+    // Rounded up: a wait that ends too early would only be made again.
+    const auto left = std::chrono::ceil<milliseconds>(time - Clock::now());
+    return static_cast<int>(std::clamp(left, milliseconds(0), milliseconds(kUsualLook)).count());
+}
+
+}  // namespace
+
+// --- Beginning and end
+// ----------------------------------------------------------------------------
+
+void Service::run() {
+    begin();
+    for (;;) {
+        work();
+        if (m_superseded) return say("Another crash reporter serves this session now, leaving.");
+        if (m_stopping && !m_pass.isRunning())
+            return say("Asked to leave by a signal, leaving. Waiting reports: " +
+                       std::to_string(waitingReports().size()));
+        if (!m_stopping && isOver() && leave()) return;
+        wait();
+    }
+}
+
+void Service::begin() {
+    m_emptySince = Clock::now();
+    finishInterruptedMoves();
+    if (!HUTFile::exists(registrations()))
+        HCrashReporter::createProcessRegistrationFile();
+    else if (hasRecords())
+        m_oldStore = true;
+    else
+        say("Using the empty registration file " + registrations());
+    m_store.follow(HCrashRptSettings::getCrashStorePath());
+}
+
+/// Makes a fresh store where nobody needs the old one any more.
+void Service::replaceOldStore() {
+    m_oldStore = false;
+    if (HUTFile::exists(registrations()) && !hasRecords()) return;
+    m_carryOver.keep(registrations());
+    HCrashReporter::createProcessRegistrationFile();
+    m_emptySince = Clock::now();
+    m_carryOver.begin(m_emptySince);
+    if (!m_store.isInPlace()) m_store.follow(HCrashRptSettings::getCrashStorePath());
+}
+
+bool Service::isOver() {
+    const bool known = hasRecords();
+    // Asked whatever else there is: it announces new records.
+    const bool exitCondition = known && HCrashReporter::isExitCondition();
+    if (m_oldStore || m_pass.isRunning() || m_carryOver.nextLook()) return false;
+    if (!m_processes.living().empty() || !waitingReports().empty()) return false;
+    if (known) return exitCondition;
+    return !HUTFile::exists(registrations()) || Clock::now() >= m_emptySince + kTimeToRegister;
+}
+
+/// @return false when there is work again, which came while it was leaving.
+bool Service::leave() {
+    // A crash reporter that is started from now on finds the lock free. Who registered before that
+    // is seen now, and who registers later started one of its own.
+    m_lock.release();
+    followProcesses();
+    if (isOver()) {
+        say("No registered process runs and no report waits, leaving.");
+        return true;
+    }
+    if (m_lock.take() != SessionLock::Outcome::heldByAnother) return false;
+    say("Another crash reporter serves this session now, leaving.");
+    return true;
+}
+
+// --- Between them
+// ---------------------------------------------------------------------------------
+
+void Service::work() {
+    m_now = Clock::now();
+    // First, since a dying process waits for it.
+    m_rawTraces.makeReadable();
+    if (m_stop.isAsked() && !m_stopping) {
+        m_stopping = true;
+        m_pass.stop();
+    }
+    followProcesses();
+    keepPlace();
+    m_carryOver.look(m_now);
+    passOver();
+    if (!m_pass.isRunning()) m_log.keep();
+}
+
+void Service::followProcesses() {
+    m_processes.noticeEnds();
+    m_processes.follow(recordsIn(registrations()));
+    m_processes.look(m_now);
+}
+
+/// Living processes must stay registered, whatever becomes of the store.
+void Service::keepPlace() {
+    const Records living = m_processes.living();
+    if (living.empty()) m_placeLost = false;
+    if (living.empty() || (m_placeLost && m_now < m_nextRestoration)) return;
+    const bool there = HUTFile::exists(registrations());
+    if (there && m_store.isInPlace()) {
+        m_placeLost = false;
+        m_restorationPauses.reset();
+        return;
+    }
+    restorePlace(living);
+}
+
+void Service::restorePlace(const Records& living) {
+    HUTFile(HCrashRptSettings::getCrashReporterSessionDir()).mkDirRecursive();
+    m_log.keep();  // goes with the session directory
+    if (!m_placeLost)
+        complain("The crash store has vanished from under " + std::to_string(living.size()) +
+                 " registered processes: " + HCrashRptSettings::getCrashStorePath() +
+                 ". Making it anew.");
+    m_placeLost = true;
+    m_nextRestoration = m_now + m_restorationPauses.next();
+    if (!m_lock.isInPlace() && m_lock.take() == SessionLock::Outcome::heldByAnother) {
+        m_superseded = true;
+        return;
+    }
+    if (!HUTFile::exists(registrations())) HCrashReporter::createProcessRegistrationFile();
+    m_store.follow(HCrashRptSettings::getCrashStorePath());
+    Records missing = living;
+    for (const std::string& record : recordsIn(registrations())) missing.erase(record);
+    if (!missing.empty() && !appendRecords(missing)) return;
+    m_placeLost = !HUTFile::exists(registrations());
+}
+
+void Service::passOver() {
+    const Reports waiting = waitingReports();
+    if (m_pass.hasEnded() && m_schedule.ended(waiting, m_now))
+        complain(
+            "A pass could not move any of the waiting reports, trying again from time to time.");
+    if (m_pass.isRunning() || m_stopping) return;
+    if (waiting.empty()) m_schedule = PassSchedule();
+    if (m_schedule.isDue(waiting, m_now)) {
+        m_schedule.begun(waiting);
+        const std::string obstacle = obstacleToFiling(waiting);
+        if (obstacle.empty()) {
+            m_pass.begin();
+        } else if (m_schedule.ended(waiting, m_now)) {
+            complain("Sending no reports: " + obstacle + ". Trying again from time to time.");
+        }
+    } else if (m_oldStore) {
+        replaceOldStore();
+    }
+}
+
+void Service::wait() {
+    for (bool news = m_pass.isOverAlready(); !news;) {
+        std::vector<pollfd> waits;
+        if (!m_stopping) waits.push_back({m_stop.descriptor(), POLLIN, 0});
+        waits.push_back({m_store.descriptor(), POLLIN, 0});
+        waits.push_back({m_pass.descriptor(), POLLIN, 0});
+        m_processes.addTo(waits);
+        const Time look = nextLook();
+        poll(waits.data(), waits.size(), millisecondsUntil(look));
+        if (Clock::now() >= look || m_stop.isAsked() != m_stopping) return;
+        news = isAnyNews(waits);
+    }
+}
+
+/// Whether what has become readable asks for work. Most events of the store do not.
+bool Service::isAnyNews(const std::vector<pollfd>& waits) {
+    bool news = false;
+    for (const pollfd& wait : waits)
+        if (wait.revents != 0) news |= wait.fd != m_store.descriptor() || m_store.takeNews();
+    return news;
+}
+
+Time Service::nextLook() const {
+    const bool told = m_store.descriptor() >= 0 && m_processes.isComplete();
+    Time next = m_now + (told ? Clock::duration(kUsualLook) : Clock::duration(kLookWithoutEvents));
+    const auto include = [&next](const std::optional<Time>& time) {
+        if (time) next = std::min(next, *time);
+    };
+    include(m_processes.nextLook());
+    include(m_carryOver.nextLook());
+    if (!m_pass.isRunning() && !m_stopping) include(m_schedule.nextTry());
+    if (m_placeLost) include(m_nextRestoration);
+    if (m_now < m_emptySince + kTimeToRegister) include(m_emptySince + kTimeToRegister);
+    return next;
+}
+
+}  // namespace crash_reporter

@@ -1,0 +1,40 @@
+#include "crash_reporter/SessionLock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "hcrpt/HCrashRptSettings.h"
+
+namespace crash_reporter {
+
+std::string SessionLock::path() {
+    return HCrashRptSettings::getCrashReporterSessionDir() + HCrashRptSettings::getDirSeparator() +
+           "reporter.lock";
+}
+
+SessionLock::Outcome SessionLock::take() {
+    // Never removed: who waits for a lock on a removed file would share it with nobody.
+    m_file.reset(
+        open(path().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
+    if (!m_file.isOpen()) return Outcome::impossible;
+    int result = -1;
+    do result = flock(m_file.get(), LOCK_EX | LOCK_NB);
+    while (result != 0 && errno == EINTR);
+    if (result == 0) return Outcome::taken;
+    const bool held = errno == EWOULDBLOCK;
+    m_file.reset(-1);
+    return held ? Outcome::heldByAnother : Outcome::impossible;
+}
+
+bool SessionLock::isInPlace() const {
+    struct stat held = {};
+    struct stat named = {};
+    return m_file.isOpen() && fstat(m_file.get(), &held) == 0 &&
+           lstat(path().c_str(), &named) == 0 && held.st_dev == named.st_dev &&
+           held.st_ino == named.st_ino;
+}
+
+}  // namespace crash_reporter

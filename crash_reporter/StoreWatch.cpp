@@ -1,0 +1,70 @@
+#include "crash_reporter/StoreWatch.h"
+
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdint>
+
+#include "HUTFile.h"
+#include "hcrpt/HCrashRptSettings.h"
+
+namespace crash_reporter {
+namespace {
+
+// Files that arrive whole by rename, and those that are written in place. Not their making, at
+// which they are empty yet.
+constexpr std::uint32_t kArrivals = IN_CLOSE_WRITE | IN_MOVED_TO;
+constexpr std::uint32_t kEnd = IN_DELETE_SELF | IN_MOVE_SELF;
+constexpr std::uint32_t kAlwaysNews = kEnd | IN_IGNORED | IN_UNMOUNT | IN_Q_OVERFLOW;
+
+bool startsWith(const std::string& text, const std::string& start) {
+    return text.compare(0, start.size(), start) == 0;
+}
+
+bool isOfInterest(const std::string& name) {
+    return startsWith(name, HCrashRptSettings::getMangledStackTraceFilePrefix()) ||
+           startsWith(name, HCrashRptSettings::getCrashRptPrefix()) ||
+           name == HUTFile(HCrashRptSettings::getProcRegFileFullPath()).getName();
+}
+
+}  // namespace
+
+bool StoreWatch::follow(const std::string& directory) {
+    m_directory = directory;
+    m_device = 0;
+    m_inode = 0;
+    m_events.reset(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    if (m_events.isOpen() &&
+        inotify_add_watch(m_events.get(), directory.c_str(), kArrivals | kEnd) < 0)
+        m_events.reset(-1);
+    struct stat status = {};
+    if (stat(directory.c_str(), &status) == 0) {
+        m_device = status.st_dev;
+        m_inode = status.st_ino;
+    }
+    return m_events.isOpen();
+}
+
+bool StoreWatch::isInPlace() const {
+    struct stat status = {};
+    return stat(m_directory.c_str(), &status) == 0 && status.st_dev == m_device &&
+           status.st_ino == m_inode;
+}
+
+bool StoreWatch::takeNews() {
+    bool news = false;
+    alignas(inotify_event) char buffer[4096];
+    for (;;) {
+        const ssize_t got = read(m_events.get(), buffer, sizeof buffer);
+        if (got <= 0) return news;
+        for (ssize_t at = 0; at < got;) {
+            const auto* const event = reinterpret_cast<const inotify_event*>(buffer + at);
+            at += static_cast<ssize_t>(sizeof *event + event->len);
+            if ((event->mask & kAlwaysNews) != 0 || (event->len > 0 && isOfInterest(event->name)))
+                news = true;
+        }
+    }
+}
+
+}  // namespace crash_reporter

@@ -1,0 +1,89 @@
+#include "crash_reporter/UploadPass.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <string>
+
+#include "capture/ProcessEnd.h"
+#include "crash_reporter/Log.h"
+#include "hcrpt/HCrashReporter.h"
+
+namespace crash_reporter {
+namespace {
+
+bool isReadable(int fd) {
+    pollfd wait = {fd, POLLIN, 0};
+    return poll(&wait, 1, 0) > 0;
+}
+
+[[noreturn]] void passInChild(pid_t parent) {
+    int status = EXIT_SUCCESS;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) hcrpt::endProcess(EXIT_FAILURE);  // it ended before that
+    try {
+        HCrashReporter::probeAndSendCrashReports();
+    } catch (const std::exception& error) {
+        complain(std::string("Pass over the reports: ") + error.what() + ".");
+        status = EXIT_FAILURE;
+    }
+    std::fflush(stdout);
+    hcrpt::endProcess(status);
+}
+
+}  // namespace
+
+void UploadPass::begin() {
+    // Asked here once: what a child learns is gone with it.
+    auto status = HCrashRptSettings::SEND_SUCCESS;
+    HCrashReporter::getConsentAndBackupStatus(HCrashReporter::consentType, status);
+
+    std::fflush(stdout);  // else the child would write it again
+    int ends[2] = {-1, -1};
+    const pid_t self = getpid();
+    m_child = pipe2(ends, O_CLOEXEC) == 0 ? fork() : -1;
+    if (m_child == 0) passInChild(self);
+    // The child's copy closes with it, and makes this end readable.
+    if (ends[1] >= 0) close(ends[1]);
+    m_end.reset(ends[0]);
+    if (m_child > 0) return;
+    m_end.reset(-1);
+    complain("Could not start a process for the upload, uploading in this one.");
+    HCrashReporter::probeAndSendCrashReports();
+    m_madeHere = true;
+}
+
+bool UploadPass::hasEnded() {
+    if (m_madeHere) {
+        m_madeHere = false;
+        return true;
+    }
+    if (m_child <= 0) return false;
+    int status = 0;
+    // Its descriptors are closed a moment before it can be waited for.
+    const int flags = isReadable(m_end.get()) ? 0 : WNOHANG;
+    pid_t got = -1;
+    do got = waitpid(m_child, &status, flags);
+    while (got < 0 && errno == EINTR);
+    if (got == 0) return false;
+    if (got == m_child && WIFSIGNALED(status))
+        complain("The pass over the reports was ended by signal " +
+                 std::to_string(WTERMSIG(status)) + ".");
+    m_child = -1;
+    m_end.reset(-1);
+    return true;
+}
+
+void UploadPass::stop() const {
+    if (m_child > 0) kill(m_child, SIGTERM);
+}
+
+}  // namespace crash_reporter

@@ -1,0 +1,33 @@
+/// @file
+/// A pass over the waiting reports, in a process of its own.
+#pragma once
+
+#include <sys/types.h>
+
+#include "platform/posix/FileDescriptor.h"
+
+namespace crash_reporter {
+
+/// An upload may take minutes, while a dying process waits for its readable log. So a pass is made
+/// in a forked child, one at a time; it ends with this process, however that does.
+class UploadPass {
+  public:
+    /// Begins one. Where no process can be had it is made here, and is over on return.
+    void begin();
+    bool isRunning() const { return m_child > 0; }
+    /// Readable when the pass that runs has ended.
+    int descriptor() const { return m_end.get(); }
+    /// Whether it was made here, and its end has not been taken note of.
+    bool isOverAlready() const { return m_madeHere; }
+    /// Takes note of its end. @return whether it has ended since the last call.
+    bool hasEnded();
+    /// Lets it end after the report that it is at.
+    void stop() const;
+
+  private:
+    pid_t m_child = -1;
+    bool m_madeHere = false;
+    FileDescriptor m_end{-1};
+};
+
+}  // namespace crash_reporter
