@@ -1,8 +1,12 @@
 // Uploads by the real upload tool and curl to the real server.
 
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <filesystem>
 #include <thread>
 
@@ -242,6 +246,46 @@ TEST_F(UploadTest, AServerOfAnotherAuthorityIsNotTrusted) {
     constexpr int kCertificateProblem = 60;
     EXPECT_EQ(child.wait(), exitedWith(kCertificateProblem));
     EXPECT_TRUE(server.log().empty());
+}
+
+/// Puts a directory in the place of the system's trusted certificates, for this process only.
+bool trustInsteadOfTheSystems(const std::string& directory) {
+    return unshare(geteuid() == 0 ? CLONE_NEWNS : CLONE_NEWNS | CLONE_NEWUSER) == 0 &&
+           mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           mount(directory.c_str(), "/etc/ssl/certs", nullptr, MS_BIND, nullptr) == 0;
+}
+
+TEST_F(UploadTest, AuthoritiesOfTheSystemAreNotTrustedBesideTheGivenFile) {
+    ReportServer server(dir / "server");
+    // Of another name: a given authority hides those of its name in the directory.
+    const std::string other = dir / "other.pem";
+    ChildProcess authority = ChildProcess::exec(
+        {"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",
+         "-nodes", "-subj", "/CN=another authority", "-keyout", dir / "other.key", "-out", other});
+    ASSERT_EQ(authority.wait(), exitedWith(0)) << authority.standardError();
+    std::filesystem::create_directory(dir / "system");
+    std::filesystem::copy_file(server.caFile(), dir / "system/ca.pem");
+    ChildProcess links = ChildProcess::exec({"openssl", "rehash", dir / "system"});
+    ASSERT_EQ(links.wait(), exitedWith(0)) << links.standardError();
+
+    const auto upload = [&](const std::string& program, const std::string& caFile) {
+        return ChildProcess::fork([&] {
+            if (!trustInsteadOfTheSystems(dir / "system")) return 126;
+            setenv("VELCURL_CONNECT_TO", server.connectTo().c_str(), 1);
+            unsetenv("VELCURL_CURL");
+            execlp(program.c_str(), program.c_str(), "-q", "--http1.1", "--noproxy", "*",
+                   "--connect-to", server.connectTo().c_str(), "--cacert", caFile.c_str(), "-F",
+                   "access=" HCRPT_ACCESS_CODE, "-F", "file_loc=x;filename=x", server.url().c_str(),
+                   nullptr);
+            return 127;
+        });
+    };
+    if (!(upload("curl", other).wait() == exitedWith(0)))
+        GTEST_SKIP() << "needs the right to mount, and a curl that trusts /etc/ssl/certs";
+    constexpr int kCertificateProblem = 60;
+    EXPECT_EQ(upload(VELCURL_PROGRAM, other).wait(), exitedWith(kCertificateProblem));
+    EXPECT_EQ(upload(VELCURL_PROGRAM, server.caFile()).wait(), exitedWith(0));
+    EXPECT_EQ(server.storedReports().size(), 2U);
 }
 
 TEST_F(UploadTest, TheCertificateIsForTheChosenHostName) {
