@@ -7,6 +7,7 @@ build_packages=(
     "ninja-build:command -v ninja"
     "rapidjson-dev:"
     "libgtest-dev:"
+    "libssl-dev:"
     "libcgicc-dev:"
 )
 run_packages=(

@@ -35,7 +35,7 @@ constexpr Advice kOnCurl[] = {
     {18, "the connection was cut: check server, proxies and network"},
     {26, "the report cannot be read"},
     {28, "the server, or the network before it, is silent or too slow"},
-    {35, "what answers there does not agree on TLS: too old, without HTTP/1.1, or no TLS server"},
+    {35, "what answers there does not agree on TLS: too old, or no TLS server"},
     {52, "the server closed the connection: see its log"},
     {55, "the connection was cut: check server, proxies and network"},
     {56, "the connection was cut or refused: check server, proxies and network"},
@@ -73,6 +73,8 @@ std::string adviceOnHttp(int status) {
 
 std::string adviceOnCurl(int exitStatus, const std::string& complaint) {
     if (exitStatus == 60 || exitStatus == 51) return onCertificate(complaint);
+    if (exitStatus == 35 && complaint.find("application protocol") != std::string::npos)
+        return "the server does not speak HTTP/1.1, perhaps HTTP/2 only";
     if (const char* text = find(kOnCurl, exitStatus)) return text;
     return "see the trace below";
 }

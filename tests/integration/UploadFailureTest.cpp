@@ -1,17 +1,13 @@
 // Uploads that fail: the report is filed as a failure, the log says why, the crash reporter leaves.
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <signal.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <optional>
-#include <stdexcept>
 
 #include "integration/CrashSession.h"
 #include "integration/ReportContent.h"
+#include "support/DeafPort.h"
 
 namespace {
 
@@ -20,31 +16,9 @@ using integration_test::ReportContent;
 using integration_test::standInOrder;
 using integration_test::timesIn;
 using test_support::ChildProcess;
+using test_support::DeafPort;
 using test_support::exitedWith;
 using test_support::ReportServer;
-
-/// A port of 127.0.0.1 that is taken, but on which nobody listens.
-class DeafPort {
-  public:
-    DeafPort() : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        auto* const any = reinterpret_cast<sockaddr*>(&address);
-        if (bind(m_socket, any, size) != 0 || getsockname(m_socket, any, &size) != 0)
-            throw std::runtime_error("no free port");
-        m_number = ntohs(address.sin_port);
-    }
-    ~DeafPort() { close(m_socket); }
-    DeafPort(const DeafPort&) = delete;
-    DeafPort& operator=(const DeafPort&) = delete;
-    std::string number() const { return std::to_string(m_number); }
-
-  private:
-    int m_socket;
-    int m_number = 0;
-};
 
 class UploadFailureTest : public testing::Test {
   protected:
@@ -125,7 +99,7 @@ TEST_F(UploadFailureTest, AnyOtherStatusThan200IsAFailure) {
 }
 
 TEST_F(UploadFailureTest, NobodyListens) {
-    const DeafPort port;
+    const DeafPort port(DeafPort::REFUSES);
     startServer();
     session.environment["VELCURL_CONNECT_TO"] =
         server->hostName() + ":443:127.0.0.1:" + port.number();

@@ -157,6 +157,13 @@ TEST(AdviceTest, ThereIsAnAdviceForEveryStatus) {
     EXPECT_EQ(adviceOnHttp(599), "the server is in trouble: see its log");
 }
 
+TEST(AdviceTest, AServerWithoutHttp11IsToldFromOneWithoutTls) {
+    EXPECT_EQ(adviceOnCurl(35, "tlsv1 alert no application protocol"),
+              "the server does not speak HTTP/1.1, perhaps HTTP/2 only");
+    EXPECT_EQ(adviceOnCurl(35, "wrong version number"),
+              "what answers there does not agree on TLS: too old, or no TLS server");
+}
+
 TEST(AdviceTest, CurlsWordsTellWhatIsWrongWithACertificate) {
     EXPECT_EQ(adviceOnCurl(60, "SSL certificate problem: certificate has expired"),
               "renew the server's certificate, or set this machine's clock");
