@@ -7,6 +7,7 @@
 #include "HUTEnv.h"
 #include "HUTFile.h"
 #include "hcrpt/HCrashRptSettings.h"
+#include "settings/GuiStrDump.h"
 
 namespace {
 
@@ -59,11 +60,14 @@ std::string HCrashRptSettings::getCrashBackupStorePath() {
 }
 
 std::string HCrashRptSettings::getGuiStrDumpFileName() {
-    std::string product = HUTEnv::getProductName();
+    return hcrpt::guiStrDumpPath(HUTEnv::getProductName(), std::to_string(HUTEnv::getPid()));
+}
+
+std::string hcrpt::guiStrDumpPath(std::string product, const std::string& processId) {
     if (!product.empty())
         product[0] = static_cast<char>(std::tolower(static_cast<unsigned char>(product[0])));
-    return getSessionLaunchDir() + getDirSeparator() + product + "_pid" +
-           std::to_string(HUTEnv::getPid()) + ".str";
+    return HCrashRptSettings::getSessionLaunchDir() + HCrashRptSettings::getDirSeparator() +
+           product + "_pid" + processId + ".str";
 }
 
 std::string HCrashRptSettings::getStackTraceLogPath() {

@@ -2,8 +2,6 @@
 
 #include <cxxabi.h>
 #include <fcntl.h>
-#include <signal.h>
-#include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -13,6 +11,8 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+
+#include "utils/QuietDeath.h"
 
 namespace hcrpt {
 namespace {
@@ -50,16 +50,9 @@ DemangledName demangleHere(const char* name) {
     return readable;
 }
 
-/// Makes this process, a child without any further task, die quietly of whatever goes wrong, and
-/// of the end of its time.
+/// Makes this process die quietly of whatever goes wrong, and of the end of its time.
 void boundThisProcess() {
-    for (const int number : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGPROF, SIGPIPE})
-        signal(number, SIG_DFL);
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
-    const rlimit noCore = {0, 0};
-    setrlimit(RLIMIT_CORE, &noCore);
+    dieQuietly();
     itimerval time = {};
     time.it_value.tv_usec = timeForNextName;
     setitimer(ITIMER_PROF, &time, nullptr);

@@ -3,6 +3,7 @@
 #include <stdexcept>
 
 #include "hcrpt/HCrashRptUtils.h"
+#include "utils/TimeText.h"
 
 namespace {
 
@@ -19,18 +20,21 @@ std::string withoutLineFeed(const char* text) {
 
 }  // namespace
 
-namespace HCrashRptUtils {
-
 // The reentrant variants: a host's threads use the shared buffer of the others. These variants do
 // not look at the time zone again by themselves, hence tzset().
 
-std::string timestamp() {
+std::string hcrpt::timeText(std::time_t time) {
     tzset();
-    const std::time_t now = std::time(nullptr);
     tm parts = {};
     char text[kTextSize];
-    return withoutLineFeed(localtime_r(&now, &parts) == nullptr ? nullptr
-                                                                : asctime_r(&parts, text));
+    return withoutLineFeed(localtime_r(&time, &parts) == nullptr ? nullptr
+                                                                 : asctime_r(&parts, text));
+}
+
+namespace HCrashRptUtils {
+
+std::string timestamp() {
+    return hcrpt::timeText(std::time(nullptr));
 }
 
 std::string getCurrentTime() {

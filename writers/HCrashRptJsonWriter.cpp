@@ -8,6 +8,7 @@
 #include "hcrpt/HCrashRptWriters.h"
 #include "utils/Message.h"
 #include "utils/WholeFile.h"
+#include "writers/JsonReport.h"
 #include "writers/ReportFileName.h"
 
 using HCrashRptMetaData::Manager;
@@ -34,7 +35,11 @@ void writeIndented(const rapidjson::Document& document, std::ofstream& stream) {
 }  // namespace
 
 std::string HCrashRptJsonWriter::writeJsonRpt(const std::string& directory, Manager& manager) {
-    const std::string path = directory + HUTFile::getDirSeparator() + getCrashReportJsonName();
+    return hcrpt::writeJsonReport(directory + HUTFile::getDirSeparator() + getCrashReportJsonName(),
+                                  manager);
+}
+
+std::string hcrpt::writeJsonReport(const std::string& path, const Manager& manager) {
     if (!HUTFile::isWriteable(path)) {
         hcrpt::printError("file " + path + " is not writable.");
         return "";
@@ -47,7 +52,7 @@ std::string HCrashRptJsonWriter::writeJsonRpt(const std::string& directory, Mana
         return "";
     }
     rapidjson::Document document(rapidjson::kObjectType);
-    populateDocWithMetaData(document, manager);
+    HCrashRptJsonWriter::populateDocWithMetaData(document, manager);
     writeIndented(document, file.stream());
     // Leaves no half report, cut off by a full disk: it would be sent as if it were a whole one.
     file.commit();

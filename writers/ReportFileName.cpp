@@ -8,8 +8,14 @@ namespace hcrpt {
 std::string reportFileName(const std::string& extension) {
     std::string stamp;
     HUTEnv::getTimeStamp(stamp);
-    return "CrashReport_" + std::to_string(HUTEnv::getPid()) + "_" + HUTEnv::getHostName() + "_" +
-           HUTEnv::getUserName() + "_" + HCrashRptUtils::deleteBlanks(stamp) + extension;
+    return reportFileName(
+        {std::to_string(HUTEnv::getPid()), HUTEnv::getHostName(), HUTEnv::getUserName(), stamp},
+        extension);
+}
+
+std::string reportFileName(const ReportOrigin& origin, const std::string& extension) {
+    return "CrashReport_" + origin.processId + "_" + origin.hostName + "_" + origin.userName + "_" +
+           HCrashRptUtils::deleteBlanks(origin.timeStamp) + extension;
 }
 
 }  // namespace hcrpt

@@ -11,4 +11,15 @@ namespace hcrpt {
 /// The crash reporter finds reports by the name's beginning. @crashtime
 std::string reportFileName(const std::string& extension);
 
+/// Whose crash a report tells of, and when it was.
+struct ReportOrigin {
+    std::string processId;
+    std::string hostName;
+    std::string userName;
+    std::string timeStamp;
+};
+
+/// The same name for the crash of another process.
+std::string reportFileName(const ReportOrigin& origin, const std::string& extension);
+
 }  // namespace hcrpt

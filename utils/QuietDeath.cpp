@@ -1,0 +1,21 @@
+#include "utils/QuietDeath.h"
+
+#include <signal.h>
+#include <sys/resource.h>
+
+#include <initializer_list>
+
+namespace hcrpt {
+
+void dieQuietly() {
+    for (const int number :
+         {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGQUIT, SIGTERM, SIGPROF, SIGPIPE})
+        signal(number, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    const rlimit noCore = {0, 0};
+    setrlimit(RLIMIT_CORE, &noCore);
+}
+
+}  // namespace hcrpt

@@ -1,0 +1,11 @@
+/// @file
+/// Forked children whose failure is theirs alone.
+#pragma once
+
+namespace hcrpt {
+
+/// Gives signals their usual effect again in a child that was forked for a task of its own: neither
+/// the host's handlers nor this library's run in it, and no core file is written. @crashtime
+void dieQuietly();
+
+}  // namespace hcrpt
