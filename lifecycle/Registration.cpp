@@ -5,6 +5,7 @@
 #include "HUTFile.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashReporter.h"
+#include "hcrpt/HCrashRptRecovery.h"
 #include "hcrpt/HCrashRptUtils.h"
 
 namespace {
@@ -50,7 +51,9 @@ bool registerThisProcess() {
     for (int test = 1; !file.exists() && test < kFileTests; ++test)
         HCrashRptUtils::sleep(kPauseSeconds);
     if (!file.exists()) return false;
-    return writeProcIdToFile(path);
+    const bool written = writeProcIdToFile(path);
+    if (written) leaveProcessFacts();
+    return written;
 }
 
 bool writeProcIdToFile(std::string path) {

@@ -247,6 +247,29 @@ TEST_F(RegistrationTest, RegistersInTheFileOfTheSession) {
     EXPECT_TRUE(spies().sleeps.empty());
 }
 
+TEST_F(RegistrationTest, ARegisteredProcessHasLeftItsFacts) {
+    writeRegistrations("");
+    EXPECT_TRUE(HCrashReporter::registerThisProcess());
+    EXPECT_NE(readFile(store + "/.processfacts_testhost_" + livePid()).find("\"testprogram\""),
+              std::string::npos);
+}
+
+TEST_F(RegistrationTest, AProcessThatCouldNotRegisterLeavesNoFacts) {
+    writeRegistrations("");
+    const HeldLock held(registrations);
+    EXPECT_FALSE(HCrashReporter::registerThisProcess());
+    EXPECT_EQ(test_support::namesIn(store), std::vector<std::string>{"processRegFile.txt"});
+}
+
+TEST_F(RegistrationTest, FactsThatCannotBeLeftCostNothing) {
+    writeRegistrations("");
+    std::filesystem::create_directory(store + "/.processfacts_testhost_" + livePid());
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashReporter::registerThisProcess());
+    EXPECT_EQ(readFile(registrations), "testhost:" + livePid() + "\n");
+    EXPECT_EQ(output.text(), "");
+}
+
 TEST_F(RegistrationTest, WithoutAFileItGivesUpSilentlyAfterTwoSecondsAndMakesNothing) {
     StdoutCapture output;
     const auto start = steady_clock::now();

@@ -1,0 +1,148 @@
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "recovery/DeadSession.h"
+#include "recovery/facts/ProcessFacts.h"
+#include "recovery/facts/ProcessState.h"
+#include "support/ChildProcess.h"
+
+namespace {
+
+using hcrpt::ProcessFacts;
+using hcrpt::readFacts;
+using hcrpt::writeFacts;
+using test_support::ChildProcess;
+using test_support::exitedWith;
+using test_support::writeFile;
+
+class ProcessFactsTest : public recovery_test::DeadSessionTest {
+  protected:
+    std::string ownPath() const { return factsPath(std::to_string(getpid())); }
+};
+
+TEST_F(ProcessFactsTest, TellWhatAReportOfTheProcessWould) {
+    const test_support::ScopedWorkingDirectory there(directory.path());
+    platform.fakeCommandLine = "/opt/test/bin/testprogram -source  run.tcl";
+    HCrashReporter::leaveProcessFacts();
+    const auto facts = readFacts(ownPath());
+    ASSERT_TRUE(facts);
+    EXPECT_EQ(facts->startTime, hcrpt::processState(std::to_string(getpid()))->startTime);
+    EXPECT_EQ(facts->userName, "tester");
+    EXPECT_EQ(facts->productName, "Designer");
+    EXPECT_EQ(facts->programName, "testprogram");
+    EXPECT_EQ(facts->productVersion, "4.2");
+    EXPECT_EQ(facts->buildNumber, "4711");
+    EXPECT_EQ(facts->buildDate, "2026-11-21");
+    EXPECT_EQ(facts->commandLine, "testprogram -source  run.tcl");
+    EXPECT_EQ(facts->testcase, directory / "run.tcl");
+}
+
+TEST_F(ProcessFactsTest, AreInOneHiddenFileForItsOwnerOnly) {
+    const mode_t before = umask(0);
+    HCrashReporter::leaveProcessFacts();
+    umask(before);
+    EXPECT_EQ(test_support::namesIn(store),
+              std::vector<std::string>{".processfacts_testhost_" + std::to_string(getpid())});
+    struct stat status = {};
+    ASSERT_EQ(stat(ownPath().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+}
+
+TEST_F(ProcessFactsTest, ALaterCallReplacesWhatAnEarlierOneHasLeft) {
+    HCrashReporter::leaveProcessFacts();
+    platform.fakeProduct.version = "5";
+    HCrashReporter::leaveProcessFacts();
+    EXPECT_EQ(readFacts(ownPath())->productVersion, "5");
+}
+
+TEST_F(ProcessFactsTest, WithoutAStoreNothingIsLeftNorSaid) {
+    std::filesystem::remove_all(store);
+    const test_support::StdoutCapture output;
+    HCrashReporter::leaveProcessFacts();
+    EXPECT_FALSE(std::filesystem::exists(store));
+    EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(ProcessFactsTest, APipeInTheirPlaceHoldsNobodyUp) {
+    ASSERT_EQ(mkfifo(ownPath().c_str(), 0600), 0);
+    ChildProcess host = ChildProcess::fork([&] {
+        platform.fakePid = getppid();
+        HCrashReporter::leaveProcessFacts();
+        return readFacts(factsPath(std::to_string(getppid()))) ? 1 : 0;
+    });
+    EXPECT_EQ(host.wait(), exitedWith(0));
+}
+
+TEST_F(ProcessFactsTest, AnyBytesComeBackAsTheyWere) {
+    ProcessFacts facts;
+    for (int byte = 0; byte < 256; ++byte) facts.commandLine += static_cast<char>(byte);
+    facts.testcase = "/tmp/\xff\xfe \"quoted\"\n\\u0041/\xc3\xa4";
+    const std::string path = directory / "facts";
+    ASSERT_TRUE(writeFacts(path, facts));
+    const auto back = readFacts(path);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->commandLine, facts.commandLine);
+    EXPECT_EQ(back->testcase, facts.testcase);
+}
+
+TEST_F(ProcessFactsTest, LongTextsAreCutAndCanBeReadWhateverTheirBytes) {
+    ProcessFacts facts;
+    for (std::string ProcessFacts::*text :
+         {&ProcessFacts::startTime, &ProcessFacts::userName, &ProcessFacts::productName,
+          &ProcessFacts::programName, &ProcessFacts::productVersion, &ProcessFacts::buildNumber,
+          &ProcessFacts::buildDate, &ProcessFacts::commandLine, &ProcessFacts::testcase})
+        facts.*text = std::string(3000000, '\x01');
+    const std::string path = directory / "facts";
+    ASSERT_TRUE(writeFacts(path, facts));
+    const auto back = readFacts(path);
+    ASSERT_TRUE(back);
+    EXPECT_EQ(back->commandLine, std::string(32768, '\x01'));
+}
+
+TEST_F(ProcessFactsTest, AMissingTextIsEmpty) {
+    writeFile(ownPath(), R"({"userName": "u", "unknown": [1]})");
+    const auto facts = readFacts(ownPath());
+    ASSERT_TRUE(facts);
+    EXPECT_EQ(facts->userName, "u");
+    EXPECT_EQ(facts->commandLine, "");
+}
+
+TEST_F(ProcessFactsTest, DamagedFilesHoldNone) {
+    for (const std::string& text :
+         {std::string(), std::string("{"), std::string("[]"), std::string("{\"userName\": 1}"),
+          std::string("{\"userName\": \"u\"} x"), std::string("{\"userName\": \"u"),
+          std::string(1000, '\0'), "{\"userName\": \"" + std::string(40000, 'u') + "\"}"}) {
+        writeFile(ownPath(), text);
+        EXPECT_FALSE(readFacts(ownPath())) << text.substr(0, 100);
+    }
+}
+
+TEST_F(ProcessFactsTest, AMillionBracketsOverflowNoStack) {
+    writeFile(ownPath(), std::string(1000000, '['));
+    ChildProcess reader = ChildProcess::fork([&] { return readFacts(ownPath()) ? 1 : 0; });
+    EXPECT_EQ(reader.wait(), exitedWith(0));
+}
+
+TEST_F(ProcessFactsTest, AHugeFileIsNotRead) {
+    writeFile(ownPath(), "{}");
+    ASSERT_EQ(truncate(ownPath().c_str(), 1L << 40), 0);
+    EXPECT_FALSE(readFacts(ownPath()));
+}
+
+TEST_F(ProcessFactsTest, ALinkIsNotFollowed) {
+    writeFile(directory / "elsewhere", R"({"userName": "u"})");
+    std::filesystem::create_symlink(directory / "elsewhere", ownPath());
+    EXPECT_FALSE(readFacts(ownPath()));
+}
+
+TEST_F(ProcessFactsTest, AnotherUsersFileIsNotTaken) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs the right to give files away";
+    writeFile(ownPath(), R"({"userName": "u"})");
+    ASSERT_TRUE(readFacts(ownPath()));
+    ASSERT_EQ(chown(ownPath().c_str(), 1234, 1234), 0);
+    EXPECT_FALSE(readFacts(ownPath()));
+}
+
+}  // namespace
