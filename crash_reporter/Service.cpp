@@ -10,6 +10,7 @@
 #include "crash_reporter/FilingPlace.h"
 #include "crash_reporter/InterruptedMoves.h"
 #include "hcrpt/HCrashReporter.h"
+#include "hcrpt/HCrashRptRecovery.h"
 #include "hcrpt/HCrashRptUtils.h"
 
 namespace crash_reporter {
@@ -62,6 +63,7 @@ void Service::run() {
 
 void Service::begin() {
     m_emptySince = Clock::now();
+    HCrashReporter::clearLeftovers();
     finishInterruptedMoves();
     if (!HUTFile::exists(registrations()))
         HCrashReporter::createProcessRegistrationFile();
@@ -95,6 +97,8 @@ bool Service::isOver() {
 
 /// @return false when there is work again, which came while it was leaving.
 bool Service::leave() {
+    // The last process may have ended without a report since the work was done.
+    if (HCrashReporter::writeMissingReports() > 0) return false;
     // A crash reporter that is started from now on finds the lock free. Who registered before that
     // is seen now, and who registers later started one of its own.
     m_lock.release();
@@ -122,6 +126,7 @@ void Service::work() {
     followProcesses();
     keepPlace();
     m_carryOver.look(m_now);
+    if (!m_stopping) HCrashReporter::writeMissingReports();
     passOver();
     if (!m_pass.isRunning()) m_log.keep();
 }

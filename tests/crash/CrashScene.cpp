@@ -31,15 +31,16 @@ std::string contentIfAny(const std::string& path) {
     return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-/// Content of the only file in the directories whose name begins so.
-std::string contentOfOne(const std::vector<std::string>& directories, const std::string& start) {
+/// Paths of the reports in both stores.
+std::vector<fs::path> reportsIn(const std::vector<std::string>& directories) {
+    std::vector<fs::path> reports;
     for (const std::string& directory : directories) {
         std::error_code none;
         for (const auto& entry : fs::directory_iterator(directory, none))
-            if (entry.path().filename().string().rfind(start, 0) == 0)
-                return contentIfAny(entry.path());
+            if (entry.path().filename().string().rfind("CrashReport_", 0) == 0)
+                reports.push_back(entry.path());
     }
-    return "";
+    return reports;
 }
 
 void use(const std::map<std::string, std::string>& environment) {
@@ -105,13 +106,38 @@ void CrashScene::signalReporter(int number) const {
     m_reporter->signal(number);
 }
 
+void CrashScene::restartReporter() {
+    signalReporter(SIGKILL);
+    m_reporter->wait();
+    startReporter();
+}
+
+void CrashScene::awaitPass() const {
+    // An empty report is removed early in a pass: once two are gone, the pass of the first is over.
+    for (const char* name : {"/CrashReport_first", "/CrashReport_second"}) {
+        test_support::writeFile(store + name, "");
+        EXPECT_TRUE(test_support::eventually([&] { return !fs::exists(store + name); }));
+    }
+}
+
+std::vector<std::string> CrashScene::reportNames() const {
+    std::vector<std::string> names;
+    for (const fs::path& report : reportsIn({store, backup})) names.push_back(report.filename());
+    return names;
+}
+
+std::string CrashScene::tracePath(pid_t pid) const {
+    return store + "/hs_mangled_err_pid" + std::to_string(pid) + ".log";
+}
+
 Outcome CrashScene::run(const std::string& scenario) {
     if (reporter == Reporter::serves) startReporter();
     ChildProcess host = start(CRASH_SCENARIOS, scenario, work, environment, preparation);
 
     const std::string id = std::to_string(host.pid());
-    const std::string copy = store + "/hs_mangled_err_pid" + id + ".log";
+    const std::string copy = tracePath(host.pid());
     Outcome outcome;
+    outcome.pid = host.pid();
     EXPECT_TRUE(
         test_support::eventually([&] { return fs::exists(work + "/failing") || host.hasEnded(); }));
     EXPECT_TRUE(fs::exists(work + "/failing")) << host.standardError();
@@ -132,14 +158,29 @@ Outcome CrashScene::run(const std::string& scenario) {
     outcome.rawTrace = contentIfAny(work + "/hs_mangled_err_pid" + id + ".log");
     outcome.copy = contentIfAny(copy);
     outcome.log = contentIfAny(store + "/hs_err_pid" + id + ".log");
-    const std::string backup = directory / "appdata/crashStoreBackup";
-    // Filing a report moves it. It is looked for again in case it was on its way.
-    for (int look = 0; look < 2 && outcome.report.empty(); ++look)
-        outcome.report = contentOfOne({store, backup}, "CrashReport_");
+    findReport(outcome);
+    if (awaitReport) {
+        EXPECT_TRUE(test_support::eventually([&] {
+            findReport(outcome);
+            return !outcome.report.empty();
+        })) << "the crash reporter writes no report";
+        outcome.log = contentIfAny(store + "/hs_err_pid" + id + ".log");
+    }
     outcome.output = host.standardOutput();
     outcome.allocatorCalls = contentIfAny(work + "/allocator-calls");
     writeMatrixLine(scenario, outcome);
     return outcome;
+}
+
+void CrashScene::findReport(Outcome& outcome) const {
+    // Filing a report moves it. It is looked for again in case it was on its way.
+    for (int look = 0; look < 2 && outcome.report.empty(); ++look) {
+        for (const fs::path& report : reportsIn({store, backup})) {
+            outcome.report = contentIfAny(report);
+            outcome.reportName = report.filename();
+            if (!outcome.report.empty()) break;
+        }
+    }
 }
 
 void CrashScene::writeMatrixLine(const std::string& scenario, const Outcome& outcome) const {

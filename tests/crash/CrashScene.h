@@ -7,6 +7,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
@@ -15,6 +16,7 @@ namespace crash_test {
 
 /// What a death has left. Times are milliseconds from the failure.
 struct Outcome {
+    pid_t pid = -1;
     test_support::ExitState end;
     long toCopy = -1;  ///< until the raw trace lay in the crash store; -1: never
     long toEnd = -1;
@@ -22,6 +24,7 @@ struct Outcome {
     std::string copy;      ///< of the raw trace, in the crash store
     std::string log;       ///< the readable one, in the crash store
     std::string report;
+    std::string reportName;  ///< in the store where it was found
     std::string output;
     std::string allocatorCalls;  ///< see programs/AllocatorWatch.h
 };
@@ -44,20 +47,31 @@ class CrashScene {
     /// Runs in the test when the process is about to fail.
     std::function<void(test_support::ChildProcess&)> atFailure;
     std::chrono::seconds deadline{40};
+    /// Whether the crash reporter is to write the report: it is waited for.
+    bool awaitReport = false;
 
     /// Lets it die and looks at what is left.
     Outcome run(const std::string& scenario);
 
     /// For pauses and their ends.
     void signalReporter(int number) const;
+    /// Kills the crash reporter and starts another.
+    void restartReporter();
+    /// Waits until the crash reporter has looked at all that is in the store now.
+    void awaitPass() const;
+    /// Names of the reports in the crash store and the backup store.
+    std::vector<std::string> reportNames() const;
+    std::string tracePath(pid_t pid) const;
 
     const test_support::TempDir directory;
     const std::string work = directory / "work";
     const std::string session = work + "/.crashReporter/1";
     const std::string store = session + "/crashStore";
+    const std::string backup = directory / "appdata/crashStoreBackup";
 
   private:
     void startReporter();
+    void findReport(Outcome& outcome) const;
     void writeMatrixLine(const std::string& scenario, const Outcome& outcome) const;
 
     const std::string m_root = directory / "root";

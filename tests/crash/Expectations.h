@@ -6,6 +6,7 @@
 
 #include <string>
 
+#include "HUTEnv.h"
 #include "crash/CrashScene.h"
 
 namespace crash_test {
@@ -28,6 +29,32 @@ inline void expectWholeRecord(const Outcome& outcome, int signal) {
     EXPECT_EQ('{', outcome.report.front());
     EXPECT_EQ('}', outcome.report[outcome.report.find_last_not_of('\n')]) << "half a report";
     EXPECT_NE(std::string::npos, outcome.report.find("\"stacktrace\""));
+    EXPECT_EQ(std::string::npos, outcome.report.find("\"writtenBy\"")) << "not the process itself";
+}
+
+inline void expectItem(const Outcome& outcome, const std::string& key, const std::string& value) {
+    EXPECT_NE(std::string::npos, outcome.report.find("\"" + key + "\": \"" + value + "\""))
+        << key << " in " << outcome.report;
+}
+
+/// The report that the crash reporter writes for a host that could not.
+inline void expectReportInPlace(const Outcome& outcome, int signal, const std::string& function,
+                                const std::string& scenario) {
+    EXPECT_EQ(0U,
+              outcome.reportName.find("CrashReport_" + std::to_string(outcome.pid) + "_" +
+                                      HUTEnv::getHostName() + "_" + HUTEnv::getUserName() + "_"))
+        << outcome.reportName;
+    expectItem(outcome, "writtenBy", "crash reporter, after the process had ended");
+    expectItem(outcome, "programName", "crash_scenarios");
+    expectItem(outcome, "productVersion", "4.2");
+    expectItem(outcome, "buildNumber", "4711");
+    expectItem(outcome, "buildDate", "2026-11-21");
+    expectItem(outcome, "commandLine", "crash_scenarios " + scenario);
+    expectItem(outcome, "signalNumber", std::to_string(signal));
+    expectItem(outcome, "subSystem", "failing");
+    expectItem(outcome, "functionName", function);
+    EXPECT_NE(std::string::npos, outcome.report.find("libzeb_failing.so(" + function + "+0x"));
+    EXPECT_EQ('}', outcome.report[outcome.report.find_last_not_of('\n')]) << "half a report";
 }
 
 /// That trace, log and report name the function, and the report its library as the failing one.

@@ -11,6 +11,7 @@
 
 using crash_test::CrashScene;
 using crash_test::expectNamed;
+using crash_test::expectReportInPlace;
 using crash_test::expectTraces;
 using crash_test::expectWholeRecord;
 using crash_test::Outcome;
@@ -133,12 +134,13 @@ TEST(FailureTest, OfTwoFailingThreadsOneWritesAndNothingIsMixed) {
     EXPECT_EQ(outcome.output.find("Abnormal"), outcome.output.rfind("Abnormal")) << outcome.output;
 }
 
-// A fault within the report ends the process at once; what is on disk stays.
-TEST(FailureTest, AFaultWithinTheReportKeepsTheTraces) {
+// A fault within the report ends the process at once; the crash reporter writes the report.
+TEST(FailureTest, AFaultWithinTheReportIsReportedByTheCrashReporter) {
     CrashScene scene;
+    scene.awaitReport = true;
     const Outcome outcome = scene.run("fault-in-routine");
     expectTraces(outcome, SIGABRT);  // the first signal's status
-    EXPECT_EQ("", outcome.report);
+    expectReportInPlace(outcome, SIGABRT, "zeb::failing::callAbort()", "fault-in-routine");
 }
 
 TEST(FailureTest, AFaultBeforeTheTraceEndsWithTheFirstSignalsStatus) {
@@ -149,39 +151,43 @@ TEST(FailureTest, AFaultBeforeTheTraceEndsWithTheFirstSignalsStatus) {
 }
 
 // Without other threads malloc() takes no lock: it fails once more when the report is made.
-TEST(FailureTest, AFaultInMallocKeepsTheTraces) {
+TEST(FailureTest, AFaultInMallocIsReportedByTheCrashReporter) {
     CrashScene scene;
+    scene.awaitReport = true;
     const Outcome outcome = scene.run("fault-in-malloc");
     expectTraces(outcome, SIGSEGV);
-    EXPECT_NE(std::string::npos, outcome.log.find("zeb::failing::faultInMalloc()"));
+    expectReportInPlace(outcome, SIGSEGV, "zeb::failing::faultInMalloc()", "fault-in-malloc");
 }
 
-TEST(FailureTest, ACorruptHeapKeepsTheTraces) {
+TEST(FailureTest, ACorruptHeapIsReportedByTheCrashReporter) {
     CrashScene scene;
+    scene.awaitReport = true;
     const Outcome outcome = scene.run("corrupt-heap");
     expectTraces(outcome, SIGABRT);
-    EXPECT_NE(std::string::npos, outcome.log.find("zeb::failing::corruptTop()"));
+    expectReportInPlace(outcome, SIGABRT, "zeb::failing::corruptTop()", "corrupt-heap");
 }
 
-// The dead thread holds the heap's lock for ever: no report is possible, and nothing waits for it.
-TEST(FailureTest, AFaultInMallocWithItsLockHeldCostsTheReportOnly) {
+// The dead thread holds the heap's lock for ever: the process can write no report, and nothing
+// waits for it.
+TEST(FailureTest, AFaultInMallocWithItsLockHeldIsReportedByTheCrashReporter) {
     CrashScene scene;
+    scene.awaitReport = true;
     const Outcome outcome = scene.run("fault-in-malloc-locked");
     expectTraces(outcome, SIGSEGV);
-    EXPECT_NE(std::string::npos, outcome.log.find("zeb::failing::faultInMalloc()"));
     EXPECT_NE(std::string::npos,
               outcome.output.find("Please check this file for stacktrace: " + scene.work));
-    EXPECT_EQ("", outcome.report);
+    expectReportInPlace(outcome, SIGSEGV, "zeb::failing::faultInMalloc()",
+                        "fault-in-malloc-locked");
 }
 
-TEST(FailureTest, ACorruptHeapWithItsLockHeldCostsTheReportOnly) {
+TEST(FailureTest, ACorruptHeapWithItsLockHeldIsReportedByTheCrashReporter) {
     CrashScene scene;
+    scene.awaitReport = true;
     const Outcome outcome = scene.run("corrupt-heap-locked");
     expectTraces(outcome, SIGABRT);
-    EXPECT_NE(std::string::npos, outcome.log.find("zeb::failing::corruptTop()"));
     EXPECT_NE(std::string::npos,
               outcome.output.find("Please check this file for stacktrace: " + scene.work));
-    EXPECT_EQ("", outcome.report);
+    expectReportInPlace(outcome, SIGABRT, "zeb::failing::corruptTop()", "corrupt-heap-locked");
 }
 
 // The parent's id is in the names, since the paths were made when it started.

@@ -315,4 +315,61 @@ TEST_F(CrashReporterProgramTest, ReportsOfADeadSessionAreSentBeforeItLeaves) {
     EXPECT_EQ(session.filed(), std::vector<std::string>{"CrashReport_a.json.send_success"});
 }
 
+// --- Hosts that could not report themselves -----------------------------------------------------
+
+constexpr char kTrace[] =
+    "#\n# An unexpected error has occurred (6)\n#\nStack:\n"
+    "/opt/app/lib/libzeb_solver.so(_ZN6solver4stepEv+0x1a)[0x7f3a2c1d4e5f]\n\n";
+
+class MissingReportTest : public CrashReporterProgramTest {
+  protected:
+    MissingReportTest() {
+        session.replaceProgram("velcurl", "#!/bin/sh\necho 'HTTP/1.1 200 OK'\n");
+        writeFile(session.caFile, "a certificate");
+    }
+    void addTrace(pid_t pid) const {
+        writeFile(session.store + "/hs_mangled_err_pid" + std::to_string(pid) + ".log", kTrace);
+    }
+    void expectOneReportOf(pid_t pid) const {
+        const std::vector<std::string> filed = session.filed();
+        ASSERT_EQ(filed.size(), 1U);
+        EXPECT_EQ(filed[0].rfind("CrashReport_" + std::to_string(pid) + "_", 0), 0U) << filed[0];
+        EXPECT_NE(filed[0].find(".json.send_success"), std::string::npos) << filed[0];
+        EXPECT_NE(
+            readFile(session.backup + "/" + filed[0]).find("\"functionName\": \"solver::step()"),
+            std::string::npos);
+    }
+};
+
+TEST_F(MissingReportTest, OfADeadSessionIsWrittenAndSentBeforeItLeaves) {
+    session.writeRegistrations(CrashSession::recordOf(kDeadPid) + "\n");
+    addTrace(kDeadPid);
+    ChildProcess reporter = session.startReporter();
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+    expectOneReportOf(kDeadPid);
+    EXPECT_EQ(timesIn(session.log(reporter.pid()), "Wrote crash report in place of ended process"),
+              1U);
+}
+
+TEST_F(MissingReportTest, OfTheLastHostIsWrittenAndSentBeforeItLeaves) {
+    ChildProcess host = ChildProcess::exec({"sleep", "60"});
+    session.writeRegistrations(CrashSession::recordOf(host.pid()) + "\n");
+    addTrace(host.pid());
+    ChildProcess reporter = session.startReporter();
+    EXPECT_TRUE(session.isLogged(reporter.pid(), CrashSession::recordOf(host.pid())));
+    EXPECT_EQ(session.filed(), std::vector<std::string>{}) << "it may still write its own";
+    host.signal(SIGKILL);
+    host.wait(session.timeLeft());
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+    expectOneReportOf(host.pid());
+}
+
+TEST_F(ServingCrashReporterTest, ClearsAwayWhatAKilledWriterHasLeft) {
+    const std::string left = session.store + "/.hcrpt-" + std::to_string(kDeadPid) + "-abcdef";
+    writeFile(left, "half");
+    ChildProcess reporter = serve();
+    EXPECT_FALSE(fs::exists(left));
+    expectLeaves(reporter);
+}
+
 }  // namespace

@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "HUTPlatform.h"
 #include "crash/programs/AllocatorWatch.h"
 #include "crash/programs/Failing.h"
 #include "hcrpt/HCrashCapture.h"
@@ -263,6 +264,7 @@ FILE* popen(const char* command, const char* mode) {
 int main(int argc, char** argv) {
     const std::string argument = argc > 1 ? argv[1] : "";
     const std::size_t at = argument.find('@');
+    HUTPlatform::setProduct({"Failing", "4.2", 4711, "2026-11-21"});
     HCrashReporter::registration();
     try {
         run(argument.substr(0, at), at == std::string::npos ? "" : argument.substr(at + 1));

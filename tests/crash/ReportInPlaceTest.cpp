@@ -1,0 +1,83 @@
+// Which deaths the crash reporter reports in place of the dead, and which it does not.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "crash/CrashScene.h"
+#include "crash/Expectations.h"
+
+namespace fs = std::filesystem;
+using crash_test::CrashScene;
+using crash_test::expectReportInPlace;
+using crash_test::expectWholeRecord;
+using crash_test::Outcome;
+using test_support::ChildProcess;
+using test_support::eventually;
+using test_support::killedBy;
+
+namespace {
+
+/// A process id that no process can have: beyond the largest that the kernel hands out.
+constexpr pid_t kDeadPid = 4194305;
+
+class ReportInPlaceTest : public testing::Test {
+  protected:
+    /// Lets a host crash and kills it while it waits for its log.
+    Outcome runKilledWhileWaiting() {
+        scene.atFailure = [this](ChildProcess& host) {
+            scene.signalReporter(SIGSTOP);
+            host.signal(SIGABRT);
+            const std::string copy = scene.tracePath(host.pid());
+            EXPECT_TRUE(eventually([&] { return fs::exists(copy); }));
+            host.signal(SIGKILL);
+            host.wait();
+            scene.signalReporter(SIGCONT);
+        };
+        scene.awaitReport = true;
+        return scene.run("wait-for-signal");
+    }
+    CrashScene scene;
+};
+
+TEST_F(ReportInPlaceTest, AHostThatIsKilledWhileItWaitsForItsLogIsReported) {
+    const Outcome outcome = runKilledWhileWaiting();
+    EXPECT_EQ(killedBy(SIGKILL), outcome.end);
+    expectReportInPlace(outcome, SIGABRT, "zeb::failing::waitForSignal()", "wait-for-signal");
+}
+
+TEST_F(ReportInPlaceTest, ACrashReporterThatIsStartedAgainWritesNoSecondReport) {
+    runKilledWhileWaiting();
+    scene.awaitPass();
+    scene.restartReporter();
+    scene.awaitPass();
+    EXPECT_EQ(1U, scene.reportNames().size()) << testing::PrintToString(scene.reportNames());
+}
+
+TEST_F(ReportInPlaceTest, AHostThatHasWrittenItsReportGetsNoSecondOne) {
+    expectWholeRecord(scene.run("null-write"), SIGSEGV);
+    scene.awaitPass();
+    scene.restartReporter();
+    scene.awaitPass();
+    EXPECT_EQ(1U, scene.reportNames().size()) << testing::PrintToString(scene.reportNames());
+}
+
+TEST_F(ReportInPlaceTest, AForkedChildThatHasWrittenItsReportGetsNoSecondOneForItsParent) {
+    expectWholeRecord(scene.run("forked-child"), SIGSEGV);
+    scene.awaitPass();
+    EXPECT_EQ(1U, scene.reportNames().size()) << testing::PrintToString(scene.reportNames());
+}
+
+TEST_F(ReportInPlaceTest, TracesOfProcessesThatAreNotRegisteredHereGetNone) {
+    expectWholeRecord(scene.run("null-write"), SIGSEGV);
+    std::ofstream(scene.store + "/processRegFile.txt", std::ios::app)
+        << "otherhost:" << kDeadPid << '\n';
+    for (const pid_t pid : {kDeadPid, kDeadPid + 1})
+        test_support::writeFile(scene.tracePath(pid), crash_test::headerOf(SIGSEGV));
+    scene.awaitPass();
+    EXPECT_EQ(1U, scene.reportNames().size()) << testing::PrintToString(scene.reportNames());
+}
+
+}  // namespace
