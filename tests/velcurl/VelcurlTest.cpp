@@ -223,7 +223,7 @@ TEST_F(VelcurlTest, CurlDoesNotOutliveAVelcurlThatIsKilled) {
 }
 
 TEST_F(VelcurlTest, ACurlThatWritesWithoutEndIsEnded) {
-    makeFakeCurl("printf '< HTTP/1.1 200 OK\\r\\n< \\r\\n' >&2; exec yes");
+    makeFakeCurl("printf '< HTTP/1.1 200 OK\\r\\n< \\r\\n' >&2; trap '' PIPE; yes 2>/dev/null; exec sleep 60");
     ChildProcess child = start({"https://host/"});
     EXPECT_EQ(child.wait(), exitedWith(63));
     EXPECT_EQ(
