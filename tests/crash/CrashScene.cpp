@@ -188,6 +188,7 @@ void CrashScene::writeMatrixLine(const std::string& scenario, const Outcome& out
     if (path == nullptr) return;
     const testing::TestInfo* const test = testing::UnitTest::GetInstance()->current_test_info();
     const auto yes = [](const std::string& text) { return text.empty() ? "–" : "yes"; };
+    const bool inPlace = outcome.report.find("\"writtenBy\"") != std::string::npos;
     const auto named = [](const std::string& text) {
         const bool library = text.find("libzeb_failing.so") != std::string::npos;
         const bool function = text.find("zeb::failing::") != std::string::npos ||
@@ -202,7 +203,7 @@ void CrashScene::writeMatrixLine(const std::string& scenario, const Outcome& out
     const std::string name = test->name();
     line << "| " << name.substr(name.rfind('/') + 1) << " | `" << scenario << "` | " << outcome.end
          << " | " << yes(outcome.rawTrace) << " | " << yes(outcome.copy) << " | "
-         << yes(outcome.log) << " | " << yes(outcome.report) << " | "
+         << yes(outcome.log) << " | " << (inPlace ? "reporter" : yes(outcome.report)) << " | "
          << named(outcome.report.empty() ? outcome.rawTrace : outcome.report) << " | "
          << time(outcome.toCopy) << " | " << time(outcome.toEnd) << " |\n";
     std::ofstream(path, std::ios::app) << line.str();
