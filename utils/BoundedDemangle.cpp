@@ -24,7 +24,7 @@ constexpr suseconds_t kShortestTime = 8000;
 
 suseconds_t timeForNextName = kLongestTime;
 
-bool isReferenceNumber(char c) {
+constexpr bool isReferenceNumber(char c) {
     return c == '_' || c == 'L' || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z');
 }
 
@@ -34,10 +34,13 @@ bool isReferenceNumber(char c) {
 /// look like one of these only make the estimate larger.
 bool hasFewParts(const char* name, std::size_t length) {
     std::uint64_t parts = length;
-    for (const char* at = name; *at != '\0' && parts <= kFewParts; ++at) {
-        const char next = at[1];
-        if ((*at == 'S' || *at == 'T') && isReferenceNumber(next)) parts *= 2;
-        if ((*at == 'D' || *at == 's') && next == 'p') parts *= length;
+    for (std::size_t i = 0; i + 1 < length; ++i) {
+        const char at = name[i];
+        const char next = name[i + 1];
+        // Few letters of a name get past the first test of a pair.
+        if ((at == 'S' || at == 'T') && isReferenceNumber(next)) parts *= 2;
+        if (next == 'p' && (at == 'D' || at == 's')) parts *= length;
+        if (parts > kFewParts) return false;
     }
     return parts <= kFewParts;
 }

@@ -1,5 +1,3 @@
-#include <memory>
-
 #include "HUTFile.h"
 #include "hcrpt/HCrashRptUtils.h"
 #include "utils/Message.h"
@@ -31,22 +29,6 @@ void deleteCrashReporterDir() {
     const HUTFile directory(HCrashRptSettings::getCrashReporterScratchDir());
     if (directory.exists()) directory.rmRecursive();
     if (directory.exists()) hcrpt::printError("Could not delete crash reporter directory.");
-}
-
-std::vector<std::string> getFilesWithPrefix(std::string prefix, std::string directory) {
-    std::vector<std::string> files;
-    if (prefix.empty() || directory.empty()) return files;
-    const HUTFile parent(directory);
-    if (!parent.isDir()) return files;
-    const std::unique_ptr<HUTFileIter> entries(parent.createFileIter());
-    for (; entries->isValid(); entries->next()) {
-        const HUTFile entry(entries->getPath());
-        if (entry.isDir()) continue;
-        const std::string name = entry.getName();
-        if (name.compare(0, prefix.size(), prefix) == 0)
-            files.push_back(directory + HUTFile::getDirSeparator() + name);
-    }
-    return files;
 }
 
 }  // namespace HCrashRptUtils

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "hcrpt/HCrashRptUtils.h"
+#include "utils/LineDemangler.h"
 
 namespace {
 
@@ -74,4 +75,34 @@ TEST(TraceLineDemanglingTest, BothStepsMakeARawLineReadable) {
     std::string line = "/opt/app/lib/libfoo.so(_ZN3foo3barEv+0x1a)[0x7f3a2c1d4e5f]";
     HCrashRptUtils::removeFullPathToLibrary(line.data());
     EXPECT_EQ(HCrashRptUtils::demangle(line.c_str()), "libfoo.so(foo::bar()+0x1a)[0x7f3a2c1d4e5f]");
+}
+
+TEST(LineDemanglerTest, LinesAreAppendedWhateverNamesWereMetBefore) {
+    hcrpt::LineDemangler demangler;
+    std::string text;
+    for (const char* line : {"a(_Z1fv+0x1)\n", "b(_Z1gv+0x2)\n", "c(_Z1fv+0x3)\n", "d(main+0x4)\n"})
+        demangler.append(line, text);
+    EXPECT_EQ(text, "a(f()+0x1)\nb(g()+0x2)\nc(f()+0x3)\nd(main+0x4)\n");
+}
+
+TEST(LineDemanglerTest, MoreNamesThanItKeepsAreStillMadeReadable) {
+    hcrpt::LineDemangler demangler;
+    for (int round = 0; round < 2; ++round) {
+        for (int i = 10000; i < 20000; ++i) {
+            const std::string name = "f" + std::to_string(i);
+            std::string text;
+            demangler.append("a(_Z6" + name + "v+0x1)", text);
+            ASSERT_EQ(text, "a(" + name + "()+0x1)");
+        }
+    }
+}
+
+TEST(LineDemanglerTest, LongNamesAreMadeReadableEachTime) {
+    hcrpt::LineDemangler demangler;
+    const std::string name(900, 'n');
+    for (int round = 0; round < 2; ++round) {
+        std::string text;
+        demangler.append("a(_Z900" + name + "v+0x1)", text);
+        EXPECT_EQ(text, "a(" + name + "()+0x1)");
+    }
 }
