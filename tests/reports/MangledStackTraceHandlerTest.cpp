@@ -285,3 +285,19 @@ TEST_F(MangledStackTraceHandlerTest, EveryRawTraceOfTheStoreIsMadeReadable) {
     EXPECT_FALSE(fs::exists(store + "/hs_err_pid9.log"));
     EXPECT_FALSE(fs::exists(store + "/other_err_pid3.log"));
 }
+
+TEST_F(MangledStackTraceHandlerTest, EveryLineOfALongTraceIsWrittenOnce) {
+    std::string raw_lines;
+    std::string expected;
+    for (int i = 0; i < 5000; ++i) {
+        raw_lines += "/lib/libfoo.so(_Z3barv+0x" + std::to_string(i) + ")[0x7f00]\n";
+        expected += "libfoo.so(bar()+0x" + std::to_string(i) + ")[0x7f00]\n";
+    }
+    EXPECT_EQ(readable(raw_lines), expected);
+}
+
+TEST_F(MangledStackTraceHandlerTest, AnUnwantedWordBehindItsRarestLetterIsFound) {
+    EXPECT_EQ(readable("libxx.so(x+0x1)[0x1] libopx_iostreams\nlibHH.so(H+0x1)HCrashReporter\n"
+                       "x\nlibop\nHCrash\n"),
+              "x\nlibop\nHCrash\n");
+}

@@ -1,0 +1,119 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+
+#include "hcrpt/HCrashReportMgr.h"
+#include "support/ScopedEnvVar.h"
+#include "support/ScopedFakePlatform.h"
+#include "support/TempDir.h"
+
+using test_support::readFile;
+using test_support::ScopedEnvVar;
+using test_support::ScopedFakePlatform;
+using test_support::TempDir;
+using test_support::writeFile;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+class ConvertedTracesTest : public testing::Test {
+  protected:
+    ConvertedTracesTest() : m_info("ZEB_SESSION_INFO", dir.path() + ":1") {
+        fs::create_directories(store);
+        writeFile(raw, "libfoo.so(_Z3foov+0x1)[0x1]\n");
+    }
+
+    static void pass() { HCrashReportMgr::probeAndGetCrashReports(); }
+    /// Until a later change of the raw trace would show in its times.
+    static void settle() { sleep(3); }
+    ino_t logInode() const {
+        struct stat status = {};
+        EXPECT_EQ(stat(log.c_str(), &status), 0);
+        return status.st_ino;
+    }
+
+    const TempDir dir;
+    const ScopedFakePlatform platform;
+    const std::string store = dir / ".crashReporter/1/crashStore";
+    const std::string raw = store + "/hs_mangled_err_pid7.log";
+    const std::string log = store + "/hs_err_pid7.log";
+
+  private:
+    const ScopedEnvVar m_info;
+};
+
+}  // namespace
+
+TEST_F(ConvertedTracesTest, ALogIsLeftAloneWhileNeitherItNorItsTraceChanges) {
+    settle();
+    pass();
+    const ino_t first = logInode();
+    // Takes the number that the log's would get if it were made anew.
+    writeFile(dir / "another", "");
+    pass();
+    EXPECT_EQ(logInode(), first);
+}
+
+TEST_F(ConvertedTracesTest, AYoungTraceIsMadeReadableInEachPass) {
+    pass();
+    const ino_t first = logInode();
+    pass();
+    EXPECT_NE(logInode(), first);
+}
+
+TEST_F(ConvertedTracesTest, AChangedTraceIsMadeReadableAgain) {
+    settle();
+    pass();
+    writeFile(raw, "libfoo.so(_Z3barv+0x1)[0x1]\n");
+    pass();
+    EXPECT_EQ(readFile(log), "libfoo.so(bar()+0x1)[0x1]\n");
+}
+
+TEST_F(ConvertedTracesTest, ARemovedLogIsMadeAgain) {
+    settle();
+    pass();
+    fs::remove(log);
+    pass();
+    EXPECT_EQ(readFile(log), "libfoo.so(foo()+0x1)[0x1]\n");
+}
+
+TEST_F(ConvertedTracesTest, AnAlteredLogIsMadeAgain) {
+    settle();
+    pass();
+    writeFile(log, "altered");
+    pass();
+    EXPECT_EQ(readFile(log), "libfoo.so(foo()+0x1)[0x1]\n");
+}
+
+TEST_F(ConvertedTracesTest, ATraceThatCameAgainUnderTheSameNameIsMadeReadable) {
+    settle();
+    pass();
+    fs::remove(raw);
+    pass();
+    writeFile(raw, "libfoo.so(_Z3barv+0x1)[0x1]\n");
+    pass();
+    EXPECT_EQ(readFile(log), "libfoo.so(bar()+0x1)[0x1]\n");
+}
+
+TEST_F(ConvertedTracesTest, ALogThatAFullDiskCutShortIsWrittenAgain) {
+    std::string trace;
+    for (int i = 0; i < 1000; ++i) trace += "libfoo.so(_Z3foov+0x1)[0x1]\n";
+    writeFile(raw, trace);
+    settle();
+    signal(SIGXFSZ, SIG_IGN);
+    rlimit limit = {};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit small = {4096, limit.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    pass();
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    ASSERT_EQ(fs::file_size(log), 4096U);
+    pass();
+    EXPECT_GT(fs::file_size(log), 4096U);
+}
