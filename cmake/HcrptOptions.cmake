@@ -6,6 +6,7 @@ option(HCRPT_BUILD_REPORT_SERVER "Build the report server's CGI program" ${PROJE
 option(HCRPT_INSTALL "Make install rules" ${PROJECT_IS_TOP_LEVEL})
 option(HCRPT_WERROR "Treat warnings as errors" OFF)
 option(HCRPT_BUILD_FUZZERS "Build the fuzz targets; needs clang" OFF)
+option(HCRPT_BUILD_BENCHMARKS "Build the benchmarks; needs Google Benchmark" OFF)
 option(HCRPT_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 option(HCRPT_COVERAGE "Build with coverage counters (GCC)" OFF)
 set(HCRPT_PLATFORM_LIBRARY "" CACHE FILEPATH

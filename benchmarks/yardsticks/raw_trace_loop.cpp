@@ -1,0 +1,48 @@
+// The bare loop behind a raw trace: a walk one frame deeper, one line and one fsync for each frame;
+// then all lines at once. Without a signal, a handler or any care.
+//
+//   raw_trace_loop DEPTH FILE     calls itself so deep, then writes the trace into the file
+#include <execinfo.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "benchmarks/programs/Deep.h"
+#include "benchmarks/support/Mark.h"
+
+namespace {
+
+constexpr int kMostFrames = 200;
+void* s_frames[kMostFrames];
+const char* s_path = nullptr;
+
+void takeTrace() {
+    bench::markNow();
+    const int fd = open(s_path, O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    int found = 0;
+    for (int depth = 1; depth < kMostFrames; ++depth) {
+        if (backtrace(s_frames, depth) < depth) break;
+        found = depth;
+        backtrace_symbols_fd(s_frames + depth - 1, 1, fd);
+        fsync(fd);
+    }
+    if (ftruncate(fd, 0) == 0) lseek(fd, 0, SEEK_SET);
+    backtrace_symbols_fd(s_frames, found, fd);
+    fsync(fd);
+    close(fd);
+    pause();  // until the stopwatch ends it, like the host that waits for its readable log
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 3) return EXIT_FAILURE;
+    s_path = argv[2];
+    // Loads what the first walk needs, as the library does at load.
+    const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    backtrace_symbols_fd(s_frames, backtrace(s_frames, kMostFrames), null);
+    bench::callDeep(std::atoi(argv[1]), &takeTrace);
+    return EXIT_SUCCESS;
+}
