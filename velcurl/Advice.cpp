@@ -38,7 +38,7 @@ constexpr Advice kOnCurl[] = {
     {35, "what answers there does not agree on TLS: too old, or no TLS server"},
     {52, "the server closed the connection: see its log"},
     {55, "the connection was cut: check server, proxies and network"},
-    {56, "the connection was cut or refused: check server, proxies and network"},
+    {56, "the connection was cut: check server, proxies and network"},
     {63, "no report server answers so"},
     {77, "cacert.pem cannot be read or holds no certificate"},
     {97, "check the proxy variables and the proxy"},
@@ -75,6 +75,8 @@ std::string adviceOnCurl(int exitStatus, const std::string& complaint) {
     if (exitStatus == 60 || exitStatus == 51) return onCertificate(complaint);
     if (exitStatus == 35 && complaint.find("application protocol") != std::string::npos)
         return "the server does not speak HTTP/1.1, perhaps HTTP/2 only";
+    if (exitStatus == 56 && complaint.find("CONNECT") != std::string::npos)
+        return "the proxy does not let the upload through: check the proxy variables";
     if (const char* text = find(kOnCurl, exitStatus)) return text;
     return "see the trace below";
 }

@@ -64,12 +64,11 @@ class UploadOutcomesTest : public testing::TestWithParam<Outcome> {
         tlsServer->writeCaFile(session.caFile);
         session.environment["VELCURL_CONNECT_TO"] = tlsServer->connectTo();
     }
-    /// One that answers each client at once, in plain HTTP.
-    void startPlainServer() {
+    /// One that answers each client at once, in plain HTTP, and closes the connection.
+    void startPlainServer(const std::string& answer) {
         usePort(DeafPort::IS_SILENT);
-        plainServer.emplace(ChildProcess::fork([this]() -> int {
+        plainServer.emplace(ChildProcess::fork([&]() -> int {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
-            const std::string answer = "HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n";
             for (;;) {
                 const int client = accept(port->listeningSocket(), nullptr, nullptr);
                 if (client < 0) return 1;
@@ -80,6 +79,13 @@ class UploadOutcomesTest : public testing::TestWithParam<Outcome> {
                 close(client);
             }
         }));
+    }
+    /// The same in the place of a proxy.
+    void startProxy(const std::string& answer) {
+        startPlainServer(answer);
+        session.environment.erase("VELCURL_CONNECT_TO");
+        session.environment["https_proxy"] = "http://127.0.0.1:" + port->number();
+        for (const char* name : {"no_proxy", "NO_PROXY"}) session.environment[name] = "";
     }
     void usePort(DeafPort::Manner manner) {
         writeFile(session.caFile, readFile(session.directory / "ca.pem"));
@@ -276,7 +282,7 @@ const Outcome kOutcomes[] = {
          t.startTlsServer({"", TlsServer::CUTS});
      },
      56,
-     "velcurl: no answer from HOST: curl 56 (*reset*); the connection was cut or refused: "
+     "velcurl: no answer from HOST: curl 56 (*reset*); the connection was cut: "
      "check server, proxies and network"},
     {"ClosedInTheHeaders", "200, connection closed in the headers",
      [](auto& t) { t.startTlsServer({"HTTP/1.1 200 OK\r\nContent-Le"}); }, 22,
@@ -288,7 +294,7 @@ const Outcome kOutcomes[] = {
      },
      56,
      "velcurl: not accepted: HTTP status 200 (OK) from HOST, not to its end: curl 56 (*reset*); "
-     "the connection was cut or refused: check server, proxies and network"},
+     "the connection was cut: check server, proxies and network"},
     {"CutOffChunks", "200, connection closed in a chunked body",
      [](auto& t) {
          t.startTlsServer({"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nRep"});
@@ -310,7 +316,7 @@ const Outcome kOutcomes[] = {
      },
      56,
      "velcurl: not accepted: HTTP status 200 (OK) from HOST, not to its end: curl 56 (*reset*); "
-     "the connection was cut or refused: check server, proxies and network"},
+     "the connection was cut: check server, proxies and network"},
     {"SilentPort", "silent before TLS, bound of 2 s",
      [](auto& t) {
          t.usePort(DeafPort::IS_SILENT);
@@ -400,7 +406,8 @@ const Outcome kOutcomes[] = {
      35,
      "velcurl: no answer from HOST: curl 35 (*no application protocol*); the server does not speak "
      "HTTP/1.1, perhaps HTTP/2 only"},
-    {"NoTls", "a server without TLS", [](auto& t) { t.startPlainServer(); }, 35,
+    {"NoTls", "a server without TLS",
+     [](auto& t) { t.startPlainServer("HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"); }, 35,
      "velcurl: no answer from HOST: curl 35 (*wrong version number*); what answers there does not "
      "agree on TLS: too old, or no TLS server"},
     {"NoHttp", "a server of another protocol",
@@ -408,6 +415,19 @@ const Outcome kOutcomes[] = {
      "velcurl: no answer from HOST: curl 1 (Received HTTP/0.9 when not allowed*); what answers "
      "there "
      "does not speak HTTP/1.1"},
+    {"ProxyRefuses", "a proxy refuses",
+     [](auto& t) {
+         t.startProxy("HTTP/1.1 407 Proxy Authentication Required\r\nContent-Length: 0\r\n\r\n");
+     },
+     56,
+     "velcurl: no answer from HOST: curl 56 (*CONNECT*407*); the proxy does not let the upload "
+     "through: "
+     "check the proxy variables"},
+    {"ProxySaysTheSuccessText", "a proxy says the success line and closes",
+     [](auto& t) { t.startProxy("HTTP/1.1 200 OK\r\n\r\n"); }, 35,
+     "velcurl: no answer from HOST: curl 35 (*); what answers there does not agree on TLS: too "
+     "old, or "
+     "no TLS server"},
     {"NameDoesNotResolve", "name does not resolve",
      [](auto& t) {
          t.usePort(DeafPort::REFUSES);

@@ -157,6 +157,15 @@ TEST(AdviceTest, ThereIsAnAdviceForEveryStatus) {
     EXPECT_EQ(adviceOnHttp(599), "the server is in trouble: see its log");
 }
 
+TEST(AdviceTest, AProxyThatRefusesIsToldFromAConnectionThatIsCut) {
+    for (const char* words :
+         {"CONNECT tunnel failed, response 407", "Received HTTP code 407 from proxy after CONNECT"})
+        EXPECT_EQ(adviceOnCurl(56, words),
+                  "the proxy does not let the upload through: check the proxy variables");
+    EXPECT_EQ(adviceOnCurl(56, "Recv failure: Connection reset by peer"),
+              "the connection was cut: check server, proxies and network");
+}
+
 TEST(AdviceTest, AServerWithoutHttp11IsToldFromOneWithoutTls) {
     EXPECT_EQ(adviceOnCurl(35, "tlsv1 alert no application protocol"),
               "the server does not speak HTTP/1.1, perhaps HTTP/2 only");
