@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "HUTFile.h"
@@ -20,6 +21,9 @@ constexpr std::chrono::seconds kUsualLook(10);
 constexpr std::chrono::seconds kLookWithoutEvents(1);
 /// A host that has just started the crash reporter has this long to register.
 constexpr std::chrono::seconds kTimeToRegister(15);
+/// Another crash reporter that has just taken the session over makes its registration file at once.
+constexpr std::chrono::seconds kTimeToMakeFile(5);
+constexpr std::chrono::milliseconds kPauseForFile(20);
 
 std::string registrations() {
     return HCrashRptSettings::getProcRegFileFullPath();
@@ -36,6 +40,12 @@ Reports waitingReports() {
     return Reports(paths.begin(), paths.end());
 }
 
+/// Adds those records to the registration file that are not in it. @return false: try again.
+bool registerAgain(Records records) {
+    for (const std::string& record : recordsIn(registrations())) records.erase(record);
+    return records.empty() || appendRecords(records);
+}
+
 int millisecondsUntil(Time time) {
     using std::chrono::milliseconds;
     // Rounded up: a wait that ends too early would only be made again.
@@ -45,14 +55,16 @@ int millisecondsUntil(Time time) {
 
 }  // namespace
 
-// --- Beginning and end
-// ----------------------------------------------------------------------------
+// --- Beginning and end --------------------------------------------------------------------------
 
 void Service::run() {
     begin();
     for (;;) {
         work();
-        if (m_superseded) return say("Another crash reporter serves this session now, leaving.");
+        if (m_superseded) {
+            handOver();
+            return say("Another crash reporter serves this session now, leaving.");
+        }
         if (m_stopping && !m_pass.isRunning())
             return say("Asked to leave by a signal, leaving. Waiting reports: " +
                        std::to_string(waitingReports().size()));
@@ -112,8 +124,16 @@ bool Service::leave() {
     return true;
 }
 
-// --- Between them
-// ---------------------------------------------------------------------------------
+/// The other one may have begun with a place that was made anew, and know of nobody.
+void Service::handOver() {
+    const Time end = Clock::now() + kTimeToMakeFile;
+    do {
+        if (HUTFile::exists(registrations()) && registerAgain(m_processes.living())) return;
+        std::this_thread::sleep_for(kPauseForFile);
+    } while (Clock::now() < end);
+}
+
+// --- Between them -------------------------------------------------------------------------------
 
 void Service::work() {
     m_now = Clock::now();
@@ -126,8 +146,8 @@ void Service::work() {
     followProcesses();
     keepPlace();
     m_carryOver.look(m_now);
-    if (!m_stopping) HCrashReporter::writeMissingReports();
-    passOver();
+    if (!m_stopping && !m_superseded) HCrashReporter::writeMissingReports();
+    if (!m_superseded) passOver();
     if (!m_pass.isRunning()) m_log.keep();
 }
 
@@ -137,18 +157,22 @@ void Service::followProcesses() {
     m_processes.look(m_now);
 }
 
-/// Living processes must stay registered, whatever becomes of the store.
+/// Living processes must stay registered, and the session locked, whatever becomes of its places.
 void Service::keepPlace() {
+    if (!m_lock.isInPlace()) takeLockAgain();
     const Records living = m_processes.living();
     if (living.empty()) m_placeLost = false;
-    if (living.empty() || (m_placeLost && m_now < m_nextRestoration)) return;
-    const bool there = HUTFile::exists(registrations());
-    if (there && m_store.isInPlace()) {
+    if (living.empty() || m_superseded || (m_placeLost && m_now < m_nextRestoration)) return;
+    if (HUTFile::exists(registrations()) && m_store.isInPlace()) {
         m_placeLost = false;
         m_restorationPauses.reset();
         return;
     }
     restorePlace(living);
+}
+
+void Service::takeLockAgain() {
+    m_superseded = m_lock.take() == SessionLock::Outcome::heldByAnother;
 }
 
 void Service::restorePlace(const Records& living) {
@@ -160,15 +184,11 @@ void Service::restorePlace(const Records& living) {
                  ". Making it anew.");
     m_placeLost = true;
     m_nextRestoration = m_now + m_restorationPauses.next();
-    if (!m_lock.isInPlace() && m_lock.take() == SessionLock::Outcome::heldByAnother) {
-        m_superseded = true;
-        return;
-    }
+    if (!m_lock.isInPlace()) takeLockAgain();
+    if (m_superseded) return;
     if (!HUTFile::exists(registrations())) HCrashReporter::createProcessRegistrationFile();
     m_store.follow(HCrashRptSettings::getCrashStorePath());
-    Records missing = living;
-    for (const std::string& record : recordsIn(registrations())) missing.erase(record);
-    if (!missing.empty() && !appendRecords(missing)) return;
+    if (!registerAgain(living)) return;
     m_placeLost = !HUTFile::exists(registrations());
 }
 

@@ -37,10 +37,12 @@ class Service {
     void replaceOldStore();
     bool isOver();
     bool leave();
+    void handOver();
 
     // --- Between them ---
     void work();
     void keepPlace();
+    void takeLockAgain();
     void restorePlace(const Records& living);
     void followProcesses();
     void passOver();

@@ -16,7 +16,8 @@ namespace {
 // which they are empty yet.
 constexpr std::uint32_t kArrivals = IN_CLOSE_WRITE | IN_MOVED_TO;
 constexpr std::uint32_t kEnd = IN_DELETE_SELF | IN_MOVE_SELF;
-constexpr std::uint32_t kAlwaysNews = kEnd | IN_IGNORED | IN_UNMOUNT | IN_Q_OVERFLOW;
+constexpr std::uint32_t kGone = IN_DELETE | IN_MOVED_FROM;
+constexpr std::uint32_t kAlwaysNews = kEnd | kGone | IN_IGNORED | IN_UNMOUNT | IN_Q_OVERFLOW;
 
 bool startsWith(const std::string& text, const std::string& start) {
     return text.compare(0, start.size(), start) == 0;
@@ -38,6 +39,11 @@ bool StoreWatch::follow(const std::string& directory) {
     if (m_events.isOpen() &&
         inotify_add_watch(m_events.get(), directory.c_str(), kArrivals | kEnd) < 0)
         m_events.reset(-1);
+    if (m_events.isOpen()) {
+        // The log that is renamed when it is full is seen here, too, which does no harm.
+        const std::string above = directory.substr(0, directory.rfind('/') + 1);
+        inotify_add_watch(m_events.get(), above.c_str(), kGone | kEnd);
+    }
     struct stat status = {};
     if (stat(directory.c_str(), &status) == 0) {
         m_device = status.st_dev;

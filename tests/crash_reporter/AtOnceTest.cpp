@@ -1,0 +1,168 @@
+// The crash reporter serves a crash whatever else it waits for, and sleeps otherwise.
+#include <signal.h>
+
+#include <chrono>
+#include <thread>
+
+#include "ServedSession.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace crash_reporter_test;
+using test_support::readFile;
+using test_support::writeFile;
+
+class AtOnceTest : public testing::Test, protected ServedSession {};
+
+// Nobody registers, so that isExitCondition() would wait for fifteen seconds, and the crash
+// reporter leave after them.
+TEST_F(AtOnceTest, ACrashBeforeAnybodyHasRegisteredIsServed) {
+    ChildProcess reporter = session.startReporter();
+    ASSERT_TRUE(session.eventually([&] { return fs::exists(session.registrations); }));
+    EXPECT_TRUE(isReadable(addRawTrace(1)));
+    session.addReport("CrashReport_1.json", "{}");
+    EXPECT_TRUE(isStoreEmptyOfReports());
+    EXPECT_EQ(timesIn(session.log(reporter.pid()), kLeaving), 0U);
+    EXPECT_EQ(readFile(session.registrations), "");
+}
+
+TEST_F(AtOnceTest, AnEmptyRegistrationFileIsUsedAsItIs) {
+    session.writeRegistrations("");
+    const std::string log = addRawTrace(1);
+    session.addReport("CrashReport_1.json", "{}");
+    ChildProcess reporter = session.startReporter();
+    EXPECT_TRUE(isReadable(log));
+    EXPECT_TRUE(isStoreEmptyOfReports());
+    ChildProcess host = registerHost();
+    EXPECT_TRUE(session.isLogged(reporter.pid(), CrashSession::recordOf(host.pid())));
+    end(host);
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+    const std::string text = session.log(reporter.pid());
+    EXPECT_EQ(timesIn(text, "Using the empty registration file " + session.registrations), 1U);
+    EXPECT_EQ(timesIn(text, "Deleted crash store"), 0U);
+}
+
+TEST_F(AtOnceTest, TracesBecomeReadableWhileAnUploadHangs) {
+    ChildProcess host = registerHost();
+    holdUploads();
+    ChildProcess reporter = session.startReporter();
+    session.addReport("CrashReport_1.json", "{}");
+    ASSERT_TRUE(areUploading(1));
+    EXPECT_TRUE(isReadable(addRawTrace(1)));
+    EXPECT_TRUE(isReadable(addRawTrace(2)));
+    EXPECT_TRUE(session.filed().empty());
+    release();
+    EXPECT_TRUE(isStoreEmptyOfReports());
+    end(host);
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+    EXPECT_EQ(session.filed(), std::vector<std::string>{"CrashReport_1.json.send_success"});
+}
+
+TEST_F(AtOnceTest, AReportThatArrivesDuringAPassIsSentInTheNext) {
+    ChildProcess host = registerHost();
+    holdUploads();
+    ChildProcess reporter = session.startReporter();
+    session.addReport("CrashReport_1.json", "{}");
+    ASSERT_TRUE(areUploading(1));
+    session.addReport("CrashReport_2.json", "{}");
+    release();
+    EXPECT_TRUE(isStoreEmptyOfReports());
+    end(host);
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+    EXPECT_EQ(delivered(),
+              (std::map<std::string, int>{{"CrashReport_1.json", 1}, {"CrashReport_2.json", 1}}));
+}
+
+TEST_F(AtOnceTest, AnEarlierSessionIsGoneThroughBeforeItsStoreIsDeleted) {
+    session.writeRegistrations(CrashSession::recordOf(kDeadPid) + "\n");
+    holdUploads();
+    session.addReport("CrashReport_1.json", "{}");
+    ChildProcess reporter = session.startReporter();
+    ASSERT_TRUE(areUploading(1));
+    EXPECT_EQ(readFile(session.registrations), CrashSession::recordOf(kDeadPid) + "\n");
+    release();
+    EXPECT_TRUE(session.isLogged(reporter.pid(), "Created Process registration file"));
+    EXPECT_EQ(delivered(), (std::map<std::string, int>{{"CrashReport_1.json", 1}}));
+    EXPECT_EQ(readFile(session.registrations), "");
+}
+
+TEST_F(AtOnceTest, AnEarlierSessionsStoreStaysWhenAHostRegistersInItMeanwhile) {
+    session.writeRegistrations(CrashSession::recordOf(kDeadPid) + "\n");
+    holdUploads();
+    session.addReport("CrashReport_1.json", "{}");
+    ChildProcess reporter = session.startReporter();
+    ASSERT_TRUE(areUploading(1));
+    ChildProcess host = registerHost();
+    EXPECT_TRUE(session.isLogged(reporter.pid(), CrashSession::recordOf(host.pid())));
+    release();
+    EXPECT_TRUE(isStoreEmptyOfReports());
+    EXPECT_TRUE(isReadable(addRawTrace(1)));
+    end(host);
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+    EXPECT_EQ(timesIn(session.log(reporter.pid()), "Deleted crash store"), 0U);
+}
+
+// --- Sleep --------------------------------------------------------------------------------------
+
+TEST_F(AtOnceTest, NothingButASlowLookWakesItWhileNothingHappens) {
+    ChildProcess host = registerHost();
+    ChildProcess reporter = session.startReporter();
+    EXPECT_TRUE(isReadable(addRawTrace(1)));
+    EXPECT_TRUE(session.isLogged(reporter.pid(), CrashSession::recordOf(host.pid())));
+    std::this_thread::sleep_for(std::chrono::seconds(1));  // for what its start has brought about
+    const long before = sleepsOf(reporter.pid());
+    std::this_thread::sleep_for(std::chrono::seconds(12));
+    EXPECT_LE(sleepsOf(reporter.pid()) - before, 6) << "twelve looks a second apart would be more";
+#if !defined(__SANITIZE_ADDRESS__) && !defined(HCRPT_COVERAGE)
+    EXPECT_LT(residentKiB(reporter.pid()), 10 * 1024);
+#endif
+}
+
+TEST_F(AtOnceTest, AnEndedHostThatItsParentDoesNotAskForIsNoReasonToSpin) {
+    ChildProcess host = registerHost();
+    ChildProcess reporter = session.startReporter();
+    EXPECT_TRUE(session.isLogged(reporter.pid(), CrashSession::recordOf(host.pid())));
+    const long before = sleepsOf(reporter.pid());
+    host.signal(SIGKILL);
+    std::this_thread::sleep_for(std::chrono::seconds(4));
+    EXPECT_LE(sleepsOf(reporter.pid()) - before, 20);
+    EXPECT_FALSE(reporter.hasEnded()) << "the host still stands in the process table";
+    host.wait();
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+}
+
+// --- SIGTERM ------------------------------------------------------------------------------------
+
+TEST_F(AtOnceTest, AskedToLeaveItFinishesTheUploadUnderWayAndFilesItsReport) {
+    ChildProcess host = registerHost();
+    holdUploads();
+    for (const char* name : {"CrashReport_1.json", "CrashReport_2.json"})
+        session.addReport(name, "{}");
+    ChildProcess reporter = session.startReporter();
+    ASSERT_TRUE(areUploading(1));
+    reporter.signal(SIGTERM);
+    reporter.signal(SIGTERM);
+    EXPECT_TRUE(isReadable(addRawTrace(1))) << "it still serves meanwhile";
+    EXPECT_FALSE(reporter.hasEnded());
+    release();
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+    EXPECT_EQ(delivered().size(), 1U);
+    EXPECT_EQ(session.filed(),
+              std::vector<std::string>{delivered().begin()->first + ".send_success"});
+    EXPECT_EQ(session.inStore("CrashReport_").size(), 1U);
+    EXPECT_EQ(timesIn(session.log(reporter.pid()),
+                      "[Crash Reporter] Asked to leave by a signal, leaving. Waiting reports: 1\n"),
+              1U);
+}
+
+TEST_F(AtOnceTest, AskedToLeaveWhileItSleepsItLeaves) {
+    ChildProcess host = registerHost();
+    ChildProcess reporter = session.startReporter();
+    EXPECT_TRUE(session.isLogged(reporter.pid(), CrashSession::recordOf(host.pid())));
+    reporter.signal(SIGTERM);
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+    EXPECT_EQ(timesIn(session.log(reporter.pid()), "Asked to leave by a signal, leaving."), 1U);
+}
+
+}  // namespace

@@ -1,0 +1,115 @@
+// One crash reporter per session, and always one where a registered process runs.
+#include <signal.h>
+
+#include <list>
+
+#include "ServedSession.h"
+
+namespace {
+
+using namespace crash_reporter_test;
+
+class OnceTest : public testing::Test, protected ServedSession {
+  protected:
+    std::size_t reporters() const {
+        std::size_t count = 0;
+        for (const pid_t pid : session.processes())
+            if (isCrashReporter(pid)) ++count;
+        return count;
+    }
+};
+
+TEST_F(OnceTest, ASecondOneLeavesAndSaysWhy) {
+    ChildProcess host = registerHost();
+    ChildProcess first = session.startReporter();
+    EXPECT_TRUE(session.isLogged(first.pid(), CrashSession::recordOf(host.pid())));
+    ChildProcess second = session.startReporter();
+    EXPECT_EQ(second.wait(session.timeLeft()), exitedWith(0));
+    EXPECT_EQ(timesIn(session.log(second.pid()), kServedByAnother), 1U);
+    EXPECT_TRUE(isReadable(addRawTrace(1)));
+    end(host);
+    EXPECT_EQ(first.wait(session.timeLeft()), exitedWith(0));
+}
+
+TEST_F(OnceTest, OneThatWasKilledIsSucceeded) {
+    ChildProcess host = registerHost();
+    holdUploads();
+    session.addReport("CrashReport_1.json", "{}");
+    ChildProcess first = session.startReporter();
+    ASSERT_TRUE(areUploading(1));
+    first.signal(SIGKILL);
+    first.wait(session.timeLeft());
+    release();
+    ChildProcess second = session.startReporter();
+    EXPECT_TRUE(isStoreEmptyOfReports());
+    EXPECT_TRUE(isReadable(addRawTrace(1)));
+    end(host);
+    EXPECT_EQ(second.wait(session.timeLeft()), exitedWith(0));
+    EXPECT_EQ(session.filed(), std::vector<std::string>{"CrashReport_1.json.send_success"});
+}
+
+TEST_F(OnceTest, APassThatIsKilledIsMadeAgain) {
+    ChildProcess host = registerHost();
+    holdUploads();
+    session.addReport("CrashReport_1.json", "{}");
+    ChildProcess reporter = session.startReporter();
+    ASSERT_TRUE(areUploading(1));
+    for (const pid_t pid : session.processes())
+        if (isCrashReporter(pid) && pid != reporter.pid()) kill(pid, SIGKILL);
+    release();
+    EXPECT_TRUE(isStoreEmptyOfReports());
+    end(host);
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+    EXPECT_EQ(session.filed(), std::vector<std::string>{"CrashReport_1.json.send_success"});
+    EXPECT_EQ(timesIn(session.log(reporter.pid()), "was ended by signal 9."), 1U);
+}
+
+TEST_F(OnceTest, OfTwentyStartedTogetherOneSendsFiftyReportsOnceEach) {
+    constexpr int kReporters = 20;
+    constexpr int kReports = 50;
+    ChildProcess host = registerHost();
+    for (int i = 0; i < kReports; ++i)
+        session.addReport("CrashReport_" + std::to_string(i) + ".json", "{}");
+    std::list<ChildProcess> all;
+    for (int i = 0; i < kReporters; ++i) all.push_back(session.startReporter());
+    EXPECT_TRUE(isStoreEmptyOfReports());
+    EXPECT_TRUE(session.eventually([&] { return reporters() == 1; }));
+    end(host);
+    int servedByAnother = 0;
+    for (ChildProcess& reporter : all) {
+        EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+        servedByAnother += timesIn(session.log(reporter.pid()), kServedByAnother) == 1U ? 1 : 0;
+    }
+    EXPECT_EQ(servedByAnother, kReporters - 1);
+    EXPECT_EQ(delivered().size(), static_cast<std::size_t>(kReports));
+    for (const auto& [name, times] : delivered()) EXPECT_EQ(times, 1) << name;
+    EXPECT_EQ(session.filed().size(), static_cast<std::size_t>(kReports));
+}
+
+// A host registers and starts a crash reporter, as hosts do, when the one of the host before is
+// about to leave: one of the two stays.
+TEST_F(OnceTest, AHostThatComesWhileTheLastOneGoesIsServed) {
+    std::list<ChildProcess> all;
+    ChildProcess host = registerHost();
+    all.push_back(session.startReporter());
+    EXPECT_TRUE(isReadable(addRawTrace(1000)));
+    std::list<ChildProcess> hosts;
+    hosts.push_back(std::move(host));
+    for (int round = 1; round <= 15; ++round) {
+        end(hosts.back());
+        // Later and later within the time that it takes the other one to leave.
+        const auto later =
+            std::chrono::steady_clock::now() + std::chrono::microseconds(300) * round;
+        while (std::chrono::steady_clock::now() < later) {
+        }
+        hosts.push_back(registerHost());
+        all.push_back(session.startReporter());
+        EXPECT_TRUE(isReadable(addRawTrace(round))) << "nobody serves the host of round " << round;
+    }
+    EXPECT_TRUE(session.eventually([&] { return reporters() == 1; }));
+    EXPECT_TRUE(isReadable(addRawTrace(2000)));
+    end(hosts.back());
+    for (ChildProcess& reporter : all) EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+}
+
+}  // namespace

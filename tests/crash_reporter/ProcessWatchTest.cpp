@@ -1,0 +1,82 @@
+#include <signal.h>
+
+#include "StoreScene.h"
+#include "crash_reporter/ProcessWatch.h"
+#include "support/ChildProcess.h"
+
+namespace {
+
+using crash_reporter::Clock;
+using crash_reporter::ProcessWatch;
+using crash_reporter::Records;
+using test_support::ChildProcess;
+using test_support::isRunning;
+
+class ProcessWatchTest : public crash_reporter_test::StoreScene {
+  protected:
+    /// Ends the process, but does not ask for it, so that it stays in the process table.
+    void end(const ChildProcess& ended) {
+        ended.signal(SIGKILL);
+        ASSERT_TRUE(test_support::eventually([&] { return !isRunning(ended.pid()); }));
+    }
+    ProcessWatch watch;
+    ChildProcess process = ChildProcess::exec({"sleep", "60"});
+};
+
+TEST_F(ProcessWatchTest, FollowsProcessesOfThisMachineThatRun) {
+    watch.follow({recordOf(process.pid()), recordOf(getpid()), recordOf(4194305),
+                  "otherhost:" + std::to_string(getpid()), "testhost:x", "testhost:", "testhost",
+                  "testhost:99999999999999"});
+    EXPECT_EQ(watch.living(), (Records{recordOf(process.pid()), recordOf(getpid())}));
+    EXPECT_FALSE(watch.noticeEnds());
+    EXPECT_FALSE(watch.nextLook());
+}
+
+TEST_F(ProcessWatchTest, AnEndMakesADescriptorReadable) {
+    watch.follow({recordOf(process.pid())});
+    ASSERT_TRUE(watch.isComplete()) << "this kernel has no process descriptors";
+    std::vector<pollfd> waits;
+    watch.addTo(waits);
+    ASSERT_EQ(waits.size(), 1U);
+    EXPECT_EQ(poll(waits.data(), 1, 0), 0);
+    end(process);
+    EXPECT_EQ(poll(waits.data(), 1, 20000), 1);
+    EXPECT_TRUE(watch.noticeEnds());
+    EXPECT_TRUE(watch.living().empty());
+    waits.clear();
+    watch.addTo(waits);
+    EXPECT_TRUE(waits.empty()) << "it would stay readable";
+}
+
+TEST_F(ProcessWatchTest, AnEndedProcessIsLookedAtAfterGrowingPausesUntilItsParentAsks) {
+    watch.follow({recordOf(process.pid())});
+    end(process);
+    ASSERT_TRUE(watch.noticeEnds());
+    EXPECT_FALSE(watch.noticeEnds());
+    auto pause = Clock::duration::zero();
+    for (int look = 0; look < 12; ++look) {
+        ASSERT_TRUE(watch.nextLook());
+        const auto due = *watch.nextLook();
+        watch.look(due - std::chrono::milliseconds(1));
+        EXPECT_EQ(*watch.nextLook(), due) << "looked too early";
+        watch.look(due);
+        EXPECT_GE(*watch.nextLook() - due, pause);
+        pause = *watch.nextLook() - due;
+        watch.follow({recordOf(process.pid())});
+        EXPECT_TRUE(watch.living().empty());
+    }
+    EXPECT_EQ(pause, std::chrono::seconds(10));
+    process.wait();
+    watch.look(*watch.nextLook());
+    EXPECT_FALSE(watch.nextLook());
+}
+
+TEST_F(ProcessWatchTest, AnEndedProcessThatIsAskedForIsForgotten) {
+    watch.follow({recordOf(process.pid())});
+    end(process);
+    process.wait();
+    EXPECT_TRUE(watch.noticeEnds());
+    EXPECT_FALSE(watch.nextLook());
+}
+
+}  // namespace

@@ -1,0 +1,74 @@
+#include "StoreScene.h"
+#include "crash_reporter/RawTraces.h"
+#include "support/StdoutCapture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using crash_reporter::RawTraces;
+using test_support::readFile;
+using test_support::StdoutCapture;
+
+constexpr char kRaw[] = "/opt/libfoo.so(_ZN3foo3barEv+0x1a)[0x7f00]\n";
+constexpr char kReadable[] = "libfoo.so(foo::bar()+0x1a)[0x7f00]\n";
+
+class RawTracesTest : public crash_reporter_test::StoreScene {
+  protected:
+    RawTraces traces;
+    StdoutCapture output;
+    const std::string log = store + "/hs_err_pid7.log";
+};
+
+TEST_F(RawTracesTest, EachIsMadeReadableOnce) {
+    moveIn("hs_mangled_err_pid7.log", kRaw);
+    traces.makeReadable();
+    EXPECT_EQ(readFile(log), kReadable);
+    test_support::writeFile(log, "kept");
+    traces.makeReadable();
+    EXPECT_EQ(readFile(log), "kept");
+    EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(RawTracesTest, ALogThatAnEarlierCrashReporterLeftIsWrittenAgain) {
+    moveIn("hs_mangled_err_pid7.log", kRaw);
+    test_support::writeFile(log, "half");
+    traces.makeReadable();
+    EXPECT_EQ(readFile(log), kReadable);
+}
+
+TEST_F(RawTracesTest, AnotherTraceOfTheSameProcessIdIsMadeReadableToo) {
+    moveIn("hs_mangled_err_pid7.log", "first\n");
+    traces.makeReadable();
+    moveIn("hs_mangled_err_pid7.log", "other\n");
+    traces.makeReadable();
+    EXPECT_EQ(readFile(log), "other\n");
+}
+
+TEST_F(RawTracesTest, ALogThatHasGoneIsWrittenAgain) {
+    moveIn("hs_mangled_err_pid7.log", kRaw);
+    traces.makeReadable();
+    fs::remove(log);
+    traces.makeReadable();
+    EXPECT_EQ(readFile(log), kReadable);
+}
+
+TEST_F(RawTracesTest, ALogThatCannotBeWrittenIsToldOnceAndTriedAgain) {
+    const std::string raw = moveIn("hs_mangled_err_pid7.log", kRaw);
+    platform.onExists = [this](const std::string& path) { return path != log && fs::exists(path); };
+    traces.makeReadable();
+    traces.makeReadable();
+    EXPECT_EQ(output.text(), "[Crash Reporter] Error: Could not write the readable log of " + raw +
+                                 ", trying again from time to time.\n");
+    platform.onExists = nullptr;
+    fs::remove(log);
+    traces.makeReadable();
+    EXPECT_EQ(readFile(log), kReadable);
+}
+
+TEST_F(RawTracesTest, WithoutAStoreNothingHappens) {
+    fs::remove_all(store);
+    traces.makeReadable();
+    EXPECT_EQ(output.text(), "");
+}
+
+}  // namespace

@@ -1,0 +1,145 @@
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "StoreScene.h"
+#include "crash_reporter/StopSignal.h"
+#include "crash_reporter/UploadPass.h"
+#include "support/ChildProcess.h"
+#include "support/FakeUploadTool.h"
+#include "support/StdoutCapture.h"
+
+namespace {
+
+bool s_forkFails = false;
+
+}  // namespace
+
+extern "C" pid_t __real_fork();
+extern "C" pid_t __wrap_fork();
+extern "C" pid_t __wrap_fork() {
+    if (!s_forkFails) return __real_fork();
+    errno = EAGAIN;
+    return -1;
+}
+
+namespace {
+
+namespace fs = std::filesystem;
+using crash_reporter::StopSignal;
+using crash_reporter::UploadPass;
+using test_support::namesIn;
+using test_support::StdoutCapture;
+using test_support::writeFile;
+using Names = std::vector<std::string>;
+
+class UploadPassTest : public crash_reporter_test::StoreScene {
+  protected:
+    UploadPassTest() {
+        platform.fakeAppRoot = tool.appRoot();
+        platform.fakeDataDir = directory.path();
+        platform.fakeTmpDir = directory.path();
+        fs::create_directory(directory / "telemon");
+        writeFile(directory / "telemon/cacert.pem", "certificate");
+        for (const char* name : {"CrashReport_1", "CrashReport_2"}) add(name, "{}");
+    }
+    ~UploadPassTest() override { s_forkFails = false; }
+    /// Lets the tool wait for a file of this name, or for the end of the test.
+    void letToolWaitFor(const std::string& name) const {
+        const std::string started = directory / "started";
+        writeFile(tool.path(), "#!/bin/sh\n: >'" + started + "'\nwhile [ -e '" + started +
+                                   "' ] && [ ! -e '" + (directory / name) +
+                                   "' ]; do sleep 0.01; done\necho 'HTTP/1.1 200 OK'\n");
+    }
+    bool hasEnded() {
+        return test_support::eventually([this] { return pass.hasEnded(); });
+    }
+    bool hasStarted() const {
+        return test_support::eventually([this] { return fs::exists(directory / "started"); });
+    }
+
+    test_support::FakeUploadTool tool;
+    UploadPass pass;
+    StdoutCapture output;
+};
+
+TEST_F(UploadPassTest, RunsInAProcessOfItsOwnWhoseEndIsTold) {
+    letToolWaitFor("release");
+    pass.begin();
+    EXPECT_TRUE(pass.isRunning());
+    pollfd end = {pass.descriptor(), POLLIN, 0};
+    EXPECT_EQ(poll(&end, 1, 0), 0);
+    EXPECT_FALSE(pass.hasEnded());
+    writeFile(directory / "release", "");
+    EXPECT_EQ(poll(&end, 1, 20000), 1);
+    EXPECT_TRUE(pass.hasEnded()) << "its end was told";
+    EXPECT_FALSE(pass.isRunning());
+    EXPECT_FALSE(pass.hasEnded()) << "told twice";
+    EXPECT_EQ(namesIn(backup), (Names{"CrashReport_1.send_success", "CrashReport_2.send_success"}));
+    const std::string text = output.text();
+    EXPECT_EQ(text.find("Velcurl send success") == std::string::npos, false) << text;
+}
+
+TEST_F(UploadPassTest, StoppedItFilesTheReportThatItIsAt) {
+    const StopSignal signals;
+    letToolWaitFor("release");
+    pass.begin();
+    ASSERT_TRUE(hasStarted());
+    pass.stop();
+    writeFile(directory / "release", "");
+    EXPECT_TRUE(hasEnded());
+    EXPECT_EQ(namesIn(backup).size(), 1U);
+    EXPECT_FALSE(signals.isAsked()) << "the pass was asked, not this process";
+}
+
+TEST_F(UploadPassTest, OneThatIsKilledIsTold) {
+    letToolWaitFor("release");
+    pass.begin();
+    ASSERT_TRUE(hasStarted());
+    pass.stop();  // nobody handles the signal here
+    EXPECT_TRUE(hasEnded());
+    writeFile(directory / "release", "");
+    EXPECT_NE(output.text().find(
+                  "[Crash Reporter] Error: The pass over the reports was ended by signal 15.\n"),
+              std::string::npos);
+}
+
+TEST_F(UploadPassTest, WithoutAProcessToHaveItIsMadeHere) {
+    s_forkFails = true;
+    pass.begin();
+    EXPECT_FALSE(pass.isRunning());
+    EXPECT_TRUE(pass.isOverAlready());
+    EXPECT_TRUE(pass.hasEnded());
+    EXPECT_FALSE(pass.hasEnded());
+    EXPECT_EQ(namesIn(backup).size(), 2U);
+    EXPECT_NE(output.text().find("[Crash Reporter] Error: Could not start a process"),
+              std::string::npos);
+}
+
+TEST(StopSignalTest, ASignalMakesItsDescriptorReadableAndEndsNothing) {
+    const StopSignal stop;
+    pollfd wait = {stop.descriptor(), POLLIN, 0};
+    EXPECT_FALSE(stop.isAsked());
+    EXPECT_EQ(poll(&wait, 1, 0), 0);
+    raise(SIGTERM);
+    raise(SIGTERM);
+    EXPECT_TRUE(stop.isAsked());
+    EXPECT_EQ(poll(&wait, 1, 0), 1);
+}
+
+TEST(StopSignalTest, AProgramThatIsStartedCanBeEndedByTheSignal) {
+    const StopSignal stop;
+    test_support::ChildProcess program = test_support::ChildProcess::exec({"sleep", "60"});
+    ASSERT_TRUE(test_support::eventually([&] {
+        return fs::read_symlink("/proc/" + std::to_string(program.pid()) + "/exe").filename() !=
+               fs::read_symlink("/proc/self/exe").filename();
+    }));
+    program.signal(SIGTERM);
+    EXPECT_EQ(program.wait(), test_support::killedBy(SIGTERM));
+    EXPECT_FALSE(stop.isAsked());
+}
+
+}  // namespace
