@@ -276,6 +276,18 @@ TEST_F(VelcurlTest, WithoutStandardDescriptorsTheVerdictStillStands) {
     EXPECT_EQ(other.wait(), exitedWith(7));
 }
 
+TEST_F(VelcurlTest, WithoutFreeDescriptorsItSaysThatCurlCannotBeRun) {
+    makeFakeCurl();
+    ChildProcess::Options options;
+    options.set = {{"VELCURL_CURL", dir / "curl"}};
+    ChildProcess shell = ChildProcess::exec(
+        {"sh", "-c", "ulimit -n 5; exec " VELCURL_PROGRAM " https://host/"}, options);
+    EXPECT_EQ(shell.wait(), exitedWith(126));
+    EXPECT_EQ(shell.standardError(),
+              "velcurl: cannot run " + (dir / "curl") + ": Too many open files\n");
+    EXPECT_FALSE(std::filesystem::exists(dir / "arguments")) << "curl was run";
+}
+
 TEST_F(VelcurlTest, AnIgnoredEndOfChildrenDoesNotTakeTheStatusAway) {
     makeFakeCurl("exit 7");
     ChildProcess::Options options;
