@@ -21,11 +21,18 @@ run_packages=(
 check_packages=(
     "clang:command -v clang++"
     "libclang-rt-14-dev:"
+    "valgrind:command -v valgrind"
 )
 lint_packages=(
     "clang:command -v clang++"
     "clang-format:command -v clang-format"
     "clang-tidy:command -v clang-tidy"
+)
+bench_packages=(
+    "libbenchmark-dev:"
+    "binutils:command -v c++filt"
+    "gnuplot-nox:command -v gnuplot"
+    "python3:command -v python3"
 )
 coverage_packages=(
     "gcovr:command -v gcovr"

@@ -13,6 +13,10 @@ Session::Session() {
     require(mkdtemp(m_directory.data()) != nullptr, "a temporary directory");
     for (const char* name : {"/.crashReporter/1/crashStore", "/appdata", "/data", "/tmp"})
         std::filesystem::create_directories(m_directory + name);
+    enter();
+}
+
+void Session::enter() const {
     setenv("ZEB_SESSION_INFO", (m_directory + ":1").c_str(), 1);
     setenv("HUT_INSIDE_NETWORK", "true", 1);
     setenv("HUT_APP_DATA_DIR", (m_directory + "/appdata").c_str(), 1);

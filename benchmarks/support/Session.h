@@ -15,6 +15,9 @@ class Session {
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
+    /// Sets the environment to this session again, after another one was made.
+    void enter() const;
+
     const std::string& directory() const { return m_directory; }
     std::string crashStore() const { return m_directory + "/.crashReporter/1/crashStore"; }
 
