@@ -8,6 +8,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
+#include <iostream>
+#include <string>
 
 #include "benchmarks/programs/Deep.h"
 #include "benchmarks/programs/Resident.h"
@@ -34,6 +37,11 @@ int main(int argc, char** argv) {
         HCrashReporter::registration();
 
     if (std::strcmp(task, "-start") == 0) {
+        // As start_only does.
+        std::ifstream file("/proc/self/comm");
+        std::string name;
+        file >> name;
+        std::cerr << "";
         bench::printResident();
     } else if (std::strcmp(task, "-idle") == 0) {
         pause();
