@@ -5,6 +5,7 @@
 #include "HUTFork.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "hcrpt/HCrashRptTransmit.h"
+#include "transmit/UploadTurn.h"
 #include "utils/Message.h"
 
 namespace {
@@ -14,12 +15,10 @@ constexpr char kLogName[] = "curlOut.log";
 /// good statuses do not.
 constexpr char kSuccessLine[] = "HTTP/1.1 200 OK";
 
-std::string uploadLogPath(const ClientInfoCL& client) {
-    const std::string separator = HUTFile::getDirSeparator();
-    std::string directory = client.getTempDir();
-    // The path then holds two separators in a row, which names the same file.
-    if (directory.empty()) directory = "." + separator;
-    return directory + separator + kLogName;
+std::string uploadLogDirectory(const ClientInfoCL& client) {
+    const std::string directory = client.getTempDir();
+    // The log's path then holds two separators in a row, which names the same file.
+    return directory.empty() ? "." + HUTFile::getDirSeparator() : directory;
 }
 
 std::string optional(const std::string& option, const std::string& value) {
@@ -37,10 +36,12 @@ bool HCrashRptCurlMgr::UploadUsingVelcurlApp(std::string report, const ServerInf
                                              const ClientInfoCL& client) {
     const std::string tool = HCrashRptSettings::getAppPath(HCrashRptSettings::getCurlAppName());
     if (tool.empty()) return false;
-    const std::string log = uploadLogPath(client);
+    const std::string directory = uploadLogDirectory(client);
+    const std::string log = directory + HUTFile::getDirSeparator() + kLogName;
     // The arguments begin with a blank of their own, so two stand after the tool.
     const std::string command =
         tool + " " + buildArgs(report, server, client) + " > " + log + " 2>&1";
+    const hcrpt::UploadTurn turn(directory);
     const bool ok = launchProcessSystem(command, log);
     // The next upload writes to the same path: it must not find this one's success.
     HUTFile(log).rm();

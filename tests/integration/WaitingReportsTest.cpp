@@ -224,4 +224,30 @@ TEST_F(WaitingReportsTest, PlantedNamesRunNothingAndAreFiledAsFailures) {
         EXPECT_NE(entry.path().filename(), "made") << entry.path();
 }
 
+TEST_F(WaitingReportsTest, TwoSessionsThatShareATemporaryDirectoryDeliverAllAndFileThemSo) {
+    constexpr int kReports = 15;
+    startServer();
+    CrashSession other;
+    other.sendTo(*server);
+    other.environment["HUT_TMP_DIR"] = session.environment["HUT_TMP_DIR"];
+    other.writeRegistrations(CrashSession::recordOf(host.pid()) + "\n");
+    Names expected;
+    for (int i = 0; i < kReports; ++i) {
+        const std::string name = "CrashReport_" + std::to_string(i) + ".json";
+        session.addReport(name, contentOf(i));
+        other.addReport(name, contentOf(i));
+        expected.push_back(name + ".send_success");
+    }
+    std::sort(expected.begin(), expected.end());
+    ChildProcess reporter = session.startReporter();
+    ChildProcess othersReporter = other.startReporter();
+    EXPECT_TRUE(isDone());
+    EXPECT_TRUE(other.eventually([&] { return other.inStore("CrashReport_").empty(); }));
+    expectLeaves(reporter);
+    EXPECT_EQ(othersReporter.wait(other.timeLeft()), exitedWith(0));
+    EXPECT_EQ(server->storedReports().size(), 2U * kReports);
+    EXPECT_EQ(session.filed(), expected);
+    EXPECT_EQ(other.filed(), expected);
+}
+
 }  // namespace
