@@ -15,7 +15,7 @@ struct Converted {
     FileState trace;
     std::string log;
     FileState logState;
-    unsigned long pass;  // the last one in which it was found so
+    unsigned long pass = 0;  // the last one in which it was found so
 };
 std::unordered_map<std::string, Converted> s_converted;  // by the raw trace's path
 unsigned long s_pass = 0;
