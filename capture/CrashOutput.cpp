@@ -8,21 +8,9 @@
 #include <cstdio>
 #include <cstring>
 
+#include "utils/WholeOutput.h"
+
 namespace hcrpt {
-
-bool writeAll(int fd, const char* data, std::size_t length) {
-    while (length > 0) {
-        const ssize_t written = write(fd, data, length);
-        if (written < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
-        data += written;
-        length -= static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
 namespace {
 
 constexpr int kReaderPatience = 1000;  // milliseconds
@@ -32,7 +20,8 @@ constexpr int kReaderPatience = 1000;  // milliseconds
 bool takesOutput(int fd) {
     if (fd < 0) return false;
     pollfd output = {fd, POLLOUT, 0};
-    return poll(&output, 1, kReaderPatience) == 1 && (output.revents & POLLOUT) != 0;
+    return TEMP_FAILURE_RETRY(poll(&output, 1, kReaderPatience)) == 1 &&
+           (output.revents & POLLOUT) != 0;
 }
 
 void writePatiently(int fd, const char* text, std::size_t length) {
@@ -48,12 +37,7 @@ void putStdout(const char* text, std::size_t length) {
         writePatiently(fd, text, length);
         return;
     }
-    // Without a buffer nothing is waiting in it, so the order is kept; and stdio would take the
-    // buffer from the heap.
-    if (__fbufsize(stdout) == 0) writePatiently(fd, text, length);
-    // Also where the text would fit into the buffer: stdio may choose to write that out first.
-    else if (takesOutput(fd))
-        fwrite_unlocked(text, 1, length, stdout);
+    if (takesOutput(fd)) putText(stdout, text, length);
     funlockfile(stdout);
 }
 
@@ -63,7 +47,7 @@ void putStdout(const char* text) {
 
 void flushStdout() {
     if (ftrylockfile(stdout) != 0) return;
-    if (__fpending(stdout) > 0 && takesOutput(fileno_unlocked(stdout))) fflush_unlocked(stdout);
+    if (__fpending(stdout) > 0 && takesOutput(fileno_unlocked(stdout))) flushText(stdout);
     funlockfile(stdout);
 }
 

@@ -6,10 +6,6 @@
 
 namespace hcrpt {
 
-/// Writes all bytes; goes on after signals and short writes. @signalsafe
-/// @return false when an error kept the rest from being written.
-bool writeAll(int fd, const char* data, std::size_t length);
-
 /// Puts text on standard output behind what stdio's buffer holds already. Where that buffer is not
 /// there yet, or its lock is held by a thread that may never give it back, the bytes go straight to
 /// the descriptor: neither the heap nor a lock is waited for. A full pipe is waited for a second;

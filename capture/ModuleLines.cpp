@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "capture/CrashOutput.h"
+#include "utils/WholeOutput.h"
 
 namespace hcrpt {
 namespace {
@@ -16,7 +16,8 @@ namespace {
 /// Reads a file character by character by means of a small buffer.
 class CharacterReader {
   public:
-    explicit CharacterReader(const char* path) : m_fd(open(path, O_RDONLY | O_CLOEXEC)) {}
+    explicit CharacterReader(const char* path)
+        : m_fd(static_cast<int>(TEMP_FAILURE_RETRY(open(path, O_RDONLY | O_CLOEXEC)))) {}
     ~CharacterReader() {
         if (m_fd >= 0) close(m_fd);
     }

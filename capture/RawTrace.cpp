@@ -5,12 +5,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstring>
 
-#include "capture/CrashOutput.h"
 #include "capture/ModuleLines.h"
 #include "capture/WalkProcess.h"
 #include "hcrpt/HCrashCapture.h"
+#include "utils/WholeOutput.h"
 
 namespace hcrpt {
 
@@ -36,33 +37,60 @@ void writeModuleLines(void* const* frames, int count, int fd) {
     }
 }
 
+off_t position(int fd) {
+    return lseek(fd, 0, SEEK_CUR);
+}
+
+void sync(int fd) {
+    TEMP_FAILURE_RETRY(fsync(fd));
+}
+
+/// Cuts the trace off. @return false when it stays, and what follows is written behind it.
+bool startAnew(const Walk& walk) {
+    return TEMP_FAILURE_RETRY(ftruncate(walk.fd, walk.start)) == 0 &&
+           lseek(walk.fd, walk.start, SEEK_SET) == walk.start;
+}
+
+constexpr int kTries = 3;
+
+/// Writes the whole trace in place of its frames one by one, which took so many bytes. Whether a
+/// signal or a short write has cost a line is nothing that backtrace_symbols_fd() tells: a trace
+/// that is shorter than those lines is written again.
+void writeWholeTrace(const Walk& walk, int frames, off_t linesSize) {
+    for (int i = 0; i < kTries; ++i) {
+        const bool canBeRepeated = startAnew(walk);
+        walk.writeLines(s_btArray, frames, walk.fd);
+        if (!canBeRepeated || position(walk.fd) - walk.start >= linesSize) return;
+    }
+}
+
 void takeWalk(void* self) {
     const Walk& walk = *static_cast<const Walk*>(self);
     // One frame deeper each time: where the stack is damaged the walk itself may fault, and then
     // the notice and all frames up to there are on disk.
     int found = 0;
+    const off_t lines = position(walk.fd);
     for (int depth = 1; depth < static_cast<int>(kBacktraceDepth); ++depth) {
         const int count = backtrace(s_btArray, depth);
         if (depth > count) break;
         found = count;
         walk.writeLines(s_btArray + depth - 1, 1, walk.fd);
-        fsync(walk.fd);
+        sync(walk.fd);
         s_framesOnDisk = found;
         walkProgress();
     }
 
     // The walk came to its end, so the trace is not partial.
-    if (ftruncate(walk.fd, walk.start) == 0) lseek(walk.fd, walk.start, SEEK_SET);
-    walk.writeLines(s_btArray, found, walk.fd);
-    fsync(walk.fd);
+    writeWholeTrace(walk, found, position(walk.fd) - lines);
+    sync(walk.fd);
 }
 
 }  // namespace
 
 void writeRawTrace(int fd) {
-    Walk walk = {fd, lseek(fd, 0, SEEK_CUR), &backtrace_symbols_fd};
+    Walk walk = {fd, position(fd), &backtrace_symbols_fd};
     writeAll(fd, partialStackTraceMsg, std::strlen(partialStackTraceMsg));
-    fsync(fd);
+    sync(fd);
 
     s_framesOnDisk = 0;
     if (runInWalkProcess(&takeWalk, &walk) || s_framesOnDisk > 0) return;

@@ -11,6 +11,7 @@
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptUtils.h"
 #include "utils/BoundedDemangle.h"
+#include "utils/WholeOutput.h"
 
 namespace HCrashReporter {
 namespace {

@@ -2,6 +2,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "HUTEnv.h"
 #include "capture/CrashOutput.h"
 #include "capture/CrashStack.h"
@@ -9,6 +11,7 @@
 #include "capture/SafeFormat.h"
 #include "capture/TraceHandOver.h"
 #include "hcrpt/HCrashCapture.h"
+#include "utils/WholeOutput.h"
 
 namespace HCrashReporter {
 namespace {
@@ -34,8 +37,9 @@ void HCrptExceptionHandlerBase::writeStackTraceTxtLog(int sig) {
     announce(sig);
 
     // Not truncated: see writeRawTrace() for what becomes of an older, longer file.
-    const int fd = open(HCrptResourceMgr::getStacktraceTempFilePath().c_str(),
-                        O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+    const char* const path = HCrptResourceMgr::getStacktraceTempFilePath().c_str();
+    const int fd =
+        static_cast<int>(TEMP_FAILURE_RETRY(open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0644)));
     if (fd < 1) {  // on purpose: descriptor 0 counts as a failure too
         hcrpt::putStdout(
             "Unable to write a stacktrace file, probably because current directory is not "

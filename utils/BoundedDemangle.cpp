@@ -13,6 +13,7 @@
 #include <string>
 
 #include "utils/QuietDeath.h"
+#include "utils/WholeOutput.h"
 
 namespace hcrpt {
 namespace {
@@ -61,16 +62,6 @@ void boundThisProcess() {
     setitimer(ITIMER_PROF, &time, nullptr);
 }
 
-void sendAll(int fd, const char* text, std::size_t size) {
-    while (size > 0) {
-        const ssize_t count = write(fd, text, size);
-        if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) return;
-        text += count;
-        size -= static_cast<std::size_t>(count);
-    }
-}
-
 std::string receiveAll(int fd) {
     std::string all;
     char piece[4096];
@@ -89,9 +80,9 @@ enum Mark : char { kReadable = 'r', kNoName = 'n' };
 [[noreturn]] void demangleInChild(const char* name, int result) {
     boundThisProcess();
     const DemangledName readable = demangleHere(name);
-    if (readable != nullptr) sendAll(result, readable.get(), std::strlen(readable.get()));
+    if (readable != nullptr) writeAll(result, readable.get(), std::strlen(readable.get()));
     const char mark = readable != nullptr ? kReadable : kNoName;
-    sendAll(result, &mark, 1);
+    writeAll(result, &mark, 1);
     _exit(0);
 }
 

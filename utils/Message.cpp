@@ -6,20 +6,14 @@
 
 #include <cstdio>
 
+#include "utils/WholeOutput.h"
+
 namespace {
 
 constexpr char kPrefix[] = "[Crash Reporter] ";
 constexpr char kErrorPrefix[] = "[Crash Reporter] Error: ";
 
 bool standardOutputClosed = false;
-
-void put(const std::string& text) {
-    if (!standardOutputClosed) std::fwrite(text.data(), 1, text.size(), stdout);
-}
-
-void flush() {
-    if (!standardOutputClosed) std::fflush(stdout);
-}
 
 /// Takes the rights of all others away from an older file that was opened again.
 void restrictToOwner(int fd) {
@@ -50,12 +44,15 @@ void printError(const std::string& text) {
 }
 
 void printRaw(const std::string& text) {
-    put(text);
-    flush();
+    if (standardOutputClosed) return;
+    flockfile(stdout);
+    putText(stdout, text.data(), text.size());
+    flushText(stdout);
+    funlockfile(stdout);
 }
 
 void printUnflushed(const std::string& text) {
-    put(text);
+    if (!standardOutputClosed) std::fwrite(text.data(), 1, text.size(), stdout);
 }
 
 void redirectStandardOutput(const std::string& path) {

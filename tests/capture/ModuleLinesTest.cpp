@@ -4,11 +4,14 @@
 #include <gtest/gtest.h>
 #include <sys/mman.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <functional>
+#include <optional>
 #include <string>
 
+#include "capture/LinkSeams.h"
 #include "capture/ModuleLines.h"
 #include "support/TempDir.h"
 
@@ -86,6 +89,20 @@ TEST(ModuleLinesTest, AnExportedFunctionIsDescribedByItsModuleToo) {
     const std::string line = lineOf(address);
     EXPECT_NE(std::string::npos, line.find(std::string(offset) + "[" + hexOf(address) + "]\n"))
         << line;
+}
+
+TEST(ModuleLinesTest, ASignalWhileTheMapIsOpenedCostsNothing) {
+    const auto* const address = reinterpret_cast<const void*>(&unexported);
+    const std::string undisturbed = lineOf(address);
+    bool isInterrupted = false;
+    const seams::ScopedSeam seam(seams::onOpen, [&](const char* path, int) -> std::optional<int> {
+        if (isInterrupted || std::string(path) != "/proc/self/maps") return std::nullopt;
+        isInterrupted = true;
+        errno = EINTR;
+        return -1;
+    });
+    EXPECT_EQ(undisturbed, lineOf(address));
+    EXPECT_TRUE(isInterrupted);
 }
 
 TEST(ModuleLinesTest, AModulesFirstByteBelongsToIt) {

@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -139,6 +141,17 @@ TEST(RawTraceTest, EachFrameIsOnDiskBeforeTheNextIsLookedFor) {
         EXPECT_EQ('x', synced[static_cast<std::size_t>(n)][want.size()]) << "more than that";
     }
     EXPECT_EQ(file.content(), synced.back());
+}
+
+TEST(RawTraceTest, ASyncThatASignalInterruptsIsMadeAgain) {
+    const TraceFile file;
+    int calls = 0;
+    const seams::ScopedSeam seam(seams::onFsync, [&](int) {
+        errno = EINTR;
+        return ++calls % 2 == 1 ? std::optional<int>(-1) : std::nullopt;
+    });
+    hcrpt::writeRawTrace(file.fd());
+    EXPECT_EQ(2 * (1 + countLines(file.content()) + 1), calls);
 }
 
 TEST(RawTraceTest, WhereNothingCanBeTruncatedTheFramesStayTwice) {

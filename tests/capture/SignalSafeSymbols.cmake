@@ -20,8 +20,7 @@ endfunction()
 
 signal_safe_symbols(CrashDeadline _exit pthread_sigmask setitimer sigaction sigaddset sigemptyset
     sigfillset)
-signal_safe_symbols(CrashOutput poll write stdout ftrylockfile funlockfile fileno_unlocked
-    fwrite_unlocked fflush_unlocked __fbufsize __fpending)
+signal_safe_symbols(CrashOutput poll stdout ftrylockfile funlockfile fileno_unlocked __fpending)
 signal_safe_symbols(CrashRoutine _exit syscall pthread_sigmask sigdelset sigfillset getrlimit
     setrlimit)
 signal_safe_symbols(CrashStack mmap mprotect sysconf)

@@ -6,6 +6,8 @@
 
 #include <ctime>
 #include <functional>
+#include <optional>
+#include <utility>
 
 /// The linker sends these calls here (--wrap). A function that is set answers instead of the
 /// system; each test resets what it has set (ScopedSeam).
@@ -13,6 +15,8 @@ namespace seams {
 
 extern std::function<pid_t()> onFork;
 extern std::function<int(const timespec*, timespec*)> onNanosleep;
+/// The real call follows where it gives std::nullopt.
+extern std::function<std::optional<ssize_t>(int fd, const void* data, std::size_t size)> onWrite;
 extern std::function<tm*(const std::time_t*, tm*)> onLocaltime;
 extern std::function<char*(const std::time_t*, char*)> onCtime;
 /// Runs before the real call, which follows.

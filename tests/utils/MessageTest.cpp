@@ -3,12 +3,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "support/ChildProcess.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
+#include "utils/LinkSeams.h"
 #include "utils/Message.h"
 
 using test_support::ChildProcess;
@@ -53,6 +56,21 @@ TEST(MessageTest, TextMayHoldPercentSignsAndNulBytes) {
     const StdoutCapture capture;
     hcrpt::printMessage(std::string("100%s\0x", 7));
     EXPECT_EQ(capture.flushedText(), std::string("[Crash Reporter] 100%s\0x\n", 25));
+}
+
+TEST(MessageTest, ASignalCostsNothing) {
+    const StdoutCapture capture;
+    std::fputs("host ", stdout);
+    int calls = 0;
+    const seams::ScopedSeam seam(seams::onWrite,
+                                 [&](int, const void*, std::size_t) -> std::optional<ssize_t> {
+                                     if (++calls > 1) return std::nullopt;
+                                     errno = EINTR;
+                                     return -1;
+                                 });
+    hcrpt::printMessage("library");
+    EXPECT_EQ(2, calls);
+    EXPECT_EQ(capture.flushedText(), "host [Crash Reporter] library\n");
 }
 
 TEST(MessageTest, AfterClosingMessagesAreDroppedAndNeverReachAnotherFile) {

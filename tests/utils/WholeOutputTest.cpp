@@ -1,0 +1,213 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdio_ext.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cwchar>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "support/TempDir.h"
+#include "utils/LinkSeams.h"
+#include "utils/WholeOutput.h"
+
+using hcrpt::flushText;
+using hcrpt::putText;
+using hcrpt::writeAll;
+using test_support::readFile;
+using test_support::TempDir;
+
+namespace {
+
+// --- writeAll -----------------------------------------------------------------------------------
+
+TEST(WriteAllTest, WritesWhatAPipeTakesInPieces) {
+    int ends[2];
+    ASSERT_EQ(0, pipe(ends));
+    std::string sent(1 << 20, 'x');
+    for (std::size_t i = 0; i < sent.size(); ++i) sent[i] = static_cast<char>('a' + i % 26);
+    std::string got;
+    std::thread reader([&] {
+        char buffer[1000];
+        ssize_t n;
+        while ((n = read(ends[0], buffer, sizeof buffer)) > 0)
+            got.append(buffer, static_cast<std::size_t>(n));
+    });
+    EXPECT_TRUE(writeAll(ends[1], sent.data(), sent.size()));
+    close(ends[1]);
+    reader.join();
+    close(ends[0]);
+    EXPECT_EQ(sent, got);
+}
+
+TEST(WriteAllTest, GoesOnAfterShortWrites) {
+    std::string written;
+    const seams::ScopedSeam seam(seams::onWrite, [&](int fd, const void* data, std::size_t size) {
+        EXPECT_EQ(77, fd);
+        const std::size_t part = std::min<std::size_t>(size, 3);
+        written.append(static_cast<const char*>(data), part);
+        return static_cast<ssize_t>(part);
+    });
+    EXPECT_TRUE(writeAll(77, "0123456789", 10));
+    EXPECT_EQ("0123456789", written);
+}
+
+TEST(WriteAllTest, GoesOnAfterASignal) {
+    int calls = 0;
+    std::string written;
+    const seams::ScopedSeam seam(seams::onWrite, [&](int, const void* data, std::size_t size) {
+        if (++calls % 2 == 1) {
+            errno = EINTR;
+            return ssize_t{-1};
+        }
+        const std::size_t part = std::min<std::size_t>(size, 4);
+        written.append(static_cast<const char*>(data), part);
+        return static_cast<ssize_t>(part);
+    });
+    EXPECT_TRUE(writeAll(77, "01234567", 8));
+    EXPECT_EQ("01234567", written);
+    EXPECT_EQ(4, calls);
+}
+
+TEST(WriteAllTest, TellsAnErrorAndTriesNoMore) {
+    int calls = 0;
+    const seams::ScopedSeam seam(seams::onWrite, [&](int, const void*, std::size_t) {
+        if (++calls == 1) return ssize_t{2};
+        errno = ENOSPC;
+        return ssize_t{-1};
+    });
+    EXPECT_FALSE(writeAll(77, "01234567", 8));
+    EXPECT_EQ(2, calls);
+}
+
+TEST(WriteAllTest, FailsOnAFullDeviceAndOnAClosedDescriptor) {
+    const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+    ASSERT_GE(full, 0);
+    EXPECT_FALSE(writeAll(full, "x", 1));
+    close(full);
+    EXPECT_FALSE(writeAll(-1, "x", 1));
+}
+
+TEST(WriteAllTest, NothingToWriteSucceedsWithoutACall) {
+    EXPECT_TRUE(writeAll(-1, "", 0));
+}
+
+// --- Streams ------------------------------------------------------------------------------------
+
+/// Each first try is interrupted, and each second one takes three bytes at most.
+class UnwillingSystem {
+  public:
+    UnwillingSystem()
+        : m_seam(seams::onWrite,
+                 [this](int, const void* data, std::size_t size) -> std::optional<ssize_t> {
+                     if (++m_calls % 2 == 1) {
+                         errno = EINTR;
+                         return -1;
+                     }
+                     const std::size_t part = std::min<std::size_t>(size, 3);
+                     m_written.append(static_cast<const char*>(data), part);
+                     return static_cast<ssize_t>(part);
+                 }) {}
+    const std::string& written() const { return m_written; }
+
+  private:
+    int m_calls = 0;
+    std::string m_written;
+    seams::ScopedSeam<decltype(seams::onWrite)> m_seam;
+};
+
+class StreamOutputTest : public testing::Test {
+  protected:
+    /// A stream whose buffer has as much room, and is in use.
+    void open(std::size_t room) {
+        m_stream.reset(std::fopen(m_path.c_str(), "a"));
+        ASSERT_NE(nullptr, m_stream);
+        std::setvbuf(stream(), m_buffer, _IOFBF, room);
+        // The C library makes use of a new buffer at the second write only.
+        std::fputs(".", stream());
+        std::fflush(stream());
+        ASSERT_EQ(0, ftruncate(fileno(stream()), 0));
+    }
+    FILE* stream() { return m_stream.get(); }
+    std::string content() const { return readFile(m_path); }
+
+  private:
+    struct Close {
+        void operator()(FILE* file) const { std::fclose(file); }
+    };
+    const TempDir m_directory;
+    const std::string m_path = m_directory / "out";
+    char m_buffer[64] = {};
+    std::unique_ptr<FILE, Close> m_stream;
+};
+
+TEST_F(StreamOutputTest, TextStaysInTheBufferUntilItIsFlushed) {
+    open(64);
+    std::fputs("first ", stream());
+    putText(stream(), "second", 6);
+    EXPECT_EQ("", content());
+    flushText(stream());
+    EXPECT_EQ("first second", content());
+    EXPECT_EQ(0U, __fpending(stream()));
+}
+
+TEST_F(StreamOutputTest, TextForWhichThereIsNoRoomGoesBehindWhatIsBuffered) {
+    open(8);
+    std::fputs("first ", stream());
+    putText(stream(), "second", 6);
+    EXPECT_EQ("first second", content());
+    std::fputs(" third", stream());
+    flushText(stream());
+    EXPECT_EQ("first second third", content());
+}
+
+TEST_F(StreamOutputTest, SignalsAndShortWritesCostNothing) {
+    open(64);
+    std::fputs("text of the host, ", stream());
+    putText(stream(), "message", 7);
+    const UnwillingSystem system;
+    flushText(stream());
+    EXPECT_EQ("text of the host, message", system.written());
+    putText(stream(), std::string(70, 'x').c_str(), 70);
+    EXPECT_EQ("text of the host, message" + std::string(70, 'x'), system.written());
+}
+
+TEST_F(StreamOutputTest, WithoutABufferNoneIsTaken) {
+    const TempDir directory;
+    const std::string path = directory / "out";
+    FILE* const file = std::fopen(path.c_str(), "w");
+    putText(file, "straight", 8);
+    EXPECT_EQ(0U, __fbufsize(file));
+    EXPECT_EQ("straight", readFile(path));
+    std::fclose(file);
+}
+
+TEST_F(StreamOutputTest, WideTextIsFlushedToo) {
+    const TempDir directory;
+    const std::string path = directory / "out";
+    FILE* const file = std::fopen(path.c_str(), "w");
+    ASSERT_GT(std::fwide(file, 1), 0);
+    std::fputws(L"wide ", file);
+    putText(file, "narrow", 6);
+    EXPECT_EQ("wide narrow", readFile(path));
+    std::fputws(L" again", file);
+    flushText(file);
+    EXPECT_EQ("wide narrow again", readFile(path));
+    std::fclose(file);
+}
+
+TEST_F(StreamOutputTest, WhatCannotBeWrittenIsGivenUp) {
+    FILE* const full = std::fopen("/dev/full", "w");
+    ASSERT_NE(nullptr, full);
+    std::fputs("lost", full);
+    flushText(full);
+    EXPECT_EQ(0U, __fpending(full));
+    std::fclose(full);
+}
+
+}  // namespace
