@@ -6,6 +6,7 @@
 #include "HUTFile.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "metadata/ProbeParsers.h"
+#include "utils/OpenStream.h"
 
 namespace HCrashRptMetaData {
 
@@ -23,7 +24,8 @@ std::string Manager::getTestcase(std::string cmdline) const {
 
 bool Manager::addGuiStrFileContentToMetaDataTable(const std::string& path) {
     if (path.empty()) return true;
-    std::ifstream dump(path);
+    std::ifstream dump;
+    hcrpt::openStream(dump, path, std::ios::in);
     if (!dump.is_open()) return true;
     std::vector<TableNode*> lines;
     std::string line;

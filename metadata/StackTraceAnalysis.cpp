@@ -8,6 +8,7 @@
 #include "HUTFile.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "utils/Message.h"
+#include "utils/OpenStream.h"
 
 namespace HCrashRptMetaData {
 namespace {
@@ -55,7 +56,8 @@ std::string functionOf(const std::string& frame) {
 bool Manager::addStackTraceToMetaDataTable(const std::string& path) {
     if (!HUTFile(path).exists()) return false;
     std::vector<TableNode*> lines;
-    std::ifstream log(path);
+    std::ifstream log;
+    hcrpt::openStream(log, path, std::ios::in);
     if (!log.is_open()) {
         hcrpt::printRaw("\nCould not open hs_err_pid*.log file for updating crash report\n");
         addItem("stacktrace", lines);

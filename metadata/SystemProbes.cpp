@@ -14,6 +14,7 @@
 #include "hcrpt/HCrashRptMetaData.h"
 #include "metadata/NodeMemory.h"
 #include "metadata/ProbeParsers.h"
+#include "utils/OpenStream.h"
 
 namespace HCrashRptMetaData {
 namespace {
@@ -65,13 +66,15 @@ std::string Manager::execLinuxCommand(std::string cmd) const {
 }
 
 std::string Manager::extract_cpuModel() const {
-    std::ifstream cpuinfo("/proc/cpuinfo");
+    std::ifstream cpuinfo;
+    hcrpt::openStream(cpuinfo, "/proc/cpuinfo", std::ios::in);
     return hcrpt::cpuModel(cpuinfo);
 }
 
 std::vector<TableNode*> Manager::extract_memInfo() const {
     std::vector<TableNode*> lines;
-    std::ifstream meminfo("/proc/meminfo");
+    std::ifstream meminfo;
+    hcrpt::openStream(meminfo, "/proc/meminfo", std::ios::in);
     std::string line;
     while (std::getline(meminfo, line)) {
         TableNode* node = hcrpt::newNode(hcrpt::memoryTableLine(line));

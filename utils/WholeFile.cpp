@@ -4,8 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+
+#include "utils/OpenStream.h"
 
 namespace {
 
@@ -46,9 +49,13 @@ bool WholeFile::isOpen() const {
 
 bool WholeFile::commit() {
     if (!isOpen()) return false;
-    // Some file systems tell of a full disk only when the file is closed.
+    const bool isWritten = !m_stream.flush().fail();
+    errno = 0;
     m_stream.close();
-    return !m_stream.fail() && putInPlace();
+    // Some file systems tell of a full disk only when the file is closed. A signal that interrupts
+    // the close costs nothing.
+    const bool isClosed = !m_stream.fail() || errno == EINTR;
+    return isWritten && isClosed && putInPlace();
 }
 
 bool WholeFile::commitPart() {
@@ -66,11 +73,16 @@ bool WholeFile::putInPlace() {
 bool WholeFile::openBeside() {
     if (m_path.empty() || m_path.back() == '/') return false;
     // Does not hold the file's own name, which may be as long as a name can be.
-    std::string name = directoryOf(m_path) + ".hcrpt-" + std::to_string(getpid()) + "-XXXXXX";
-    // Opens with O_EXCL, which follows no link, and with mode 0600.
-    const int fd = mkostemp(name.data(), O_CLOEXEC);
+    const std::string start = directoryOf(m_path) + ".hcrpt-" + std::to_string(getpid()) + "-";
+    std::string name;
+    int fd = -1;
+    do {
+        name = start + "XXXXXX";
+        // Opens with O_EXCL, which follows no link, and with mode 0600.
+        fd = mkostemp(name.data(), O_CLOEXEC);
+    } while (fd == -1 && errno == EINTR);
     if (fd == -1) return false;
-    m_stream.open(name, kOpenMode);
+    openStream(m_stream, name, kOpenMode);
     close(fd);
     if (!m_stream.is_open()) {
         unlink(name.c_str());
@@ -81,7 +93,7 @@ bool WholeFile::openBeside() {
 }
 
 void WholeFile::openInPlace() {
-    m_stream.open(m_path, kOpenMode);
+    openStream(m_stream, m_path, kOpenMode);
     struct stat status = {};
     if (m_stream.is_open() && stat(m_path.c_str(), &status) == 0 && S_ISREG(status.st_mode))
         chmod(m_path.c_str(), S_IRUSR | S_IWUSR);

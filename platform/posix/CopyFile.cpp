@@ -30,6 +30,11 @@ class TemporaryName {
     char m_text[64] = {};
 };
 
+int openFile(int directory, const char* name, int flags) {
+    const long fd = TEMP_FAILURE_RETRY(openat(directory, name, flags, kCrashDataMode));
+    return static_cast<int>(fd);
+}
+
 bool writeAll(int fd, const char* data, std::size_t size) {
     while (size > 0) {
         const ssize_t written = write(fd, data, size);
@@ -59,7 +64,7 @@ class TemporaryFile {
         for (int number = 0; number < kTemporaryNames && !m_file.isOpen(); ++number) {
             m_name.set(number);
             const int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-            m_file.reset(openat(directory, m_name.text(), flags, kCrashDataMode));
+            m_file.reset(openFile(directory, m_name.text(), flags));
             if (!m_file.isOpen() && errno != EEXIST) break;
         }
         m_isThere = m_file.isOpen();
@@ -109,10 +114,12 @@ bool copyFileToDirectory(const std::string& path, const std::string& directory,
     const std::size_t slash = path.rfind('/');
     const char* const name = path.c_str() + (slash == std::string::npos ? 0 : slash + 1);
     // Without O_NONBLOCK a pipe in place of the file would hold up the dying process for ever.
-    const FileDescriptor source(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const FileDescriptor source(
+        openFile(AT_FDCWD, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat from = {};
     if (!source.isOpen() || fstat(source.get(), &from) != 0 || !S_ISREG(from.st_mode)) return false;
-    const FileDescriptor target(open(directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const FileDescriptor target(
+        openFile(AT_FDCWD, directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!target.isOpen()) return false;
 
     struct stat there = {};

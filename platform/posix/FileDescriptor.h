@@ -2,6 +2,7 @@
 /// An open file descriptor that closes itself.
 #pragma once
 
+#include <errno.h>
 #include <unistd.h>
 
 class FileDescriptor {
@@ -23,8 +24,12 @@ class FileDescriptor {
         m_fd = -1;
         return fd;
     }
-    /// @return the result of close(); writes that were put off may fail only here.
-    int close() { return m_fd >= 0 ? ::close(release()) : 0; }
+    /// @return the result of close(); writes that were put off may fail only here. A close that a
+    ///         signal interrupts has closed the file all the same.
+    int close() {
+        if (m_fd < 0 || ::close(release()) == 0) return 0;
+        return errno == EINTR ? 0 : -1;
+    }
 
   private:
     int m_fd;
