@@ -109,6 +109,11 @@ void withSecondThread(const Action& action) {
     action();
 }
 
+void abortAfterOutput() {
+    std::printf("text of the host\n");
+    failing::callAbort();
+}
+
 int inForkedChild() {
     const pid_t child = fork();
     if (child == 0) {
@@ -176,6 +181,7 @@ const std::map<std::string, Action> kScenarios = {
     {"null-write", failing::nullWrite},
     {"stack-overflow", failing::stackOverflow},
     {"abort", failing::callAbort},
+    {"abort-after-output", abortAfterOutput},
     {"uncaught-exception", failing::throwUncaught},
     {"division-by-zero", failing::divideByZero},
     {"illegal-instruction", failing::illegalInstruction},
