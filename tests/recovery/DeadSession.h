@@ -40,7 +40,7 @@ inline void setTime(const std::string& path, std::timespec time) {
     ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << path;
 }
 
-/// Session 42 on the machine "testhost", in the time zone of UTC.
+/// Session 42 on the machine "testhost", in a time zone of its own.
 class DeadSessionTest : public testing::Test {
   protected:
     DeadSessionTest() {
@@ -84,13 +84,13 @@ class DeadSessionTest : public testing::Test {
         return names;
     }
 
-    static constexpr std::timespec kCrash = {1794768163, 500000000};  // 2026-11-15 18:42:43 UTC
+    static constexpr std::timespec kCrash = {1794768163, 500000000};  // 2026-11-15 20:12:43 there
     static constexpr std::timespec kBefore = {1794768163, 400000000};
-    static constexpr char kName[] = "CrashReport_4194305_testhost_tester_20261115T184243.json";
+    static constexpr char kName[] = "CrashReport_4194305_testhost_tester_20261115T201243.json";
 
     test_support::TempDir directory;
     test_support::ScopedEnvVar session{"ZEB_SESSION_INFO", directory.path() + ":42"};
-    test_support::ScopedEnvVar zone{"TZ", "UTC"};
+    test_support::ScopedEnvVar zone{"TZ", "XYZ-01:30"};
     test_support::ScopedFakePlatform platform;
     const std::string store = directory / ".crashReporter/42/crashStore";
     const std::string registrations = store + "/processRegFile.txt";

@@ -274,7 +274,7 @@ TEST_F(MissingReportsTest, ANewTraceOfTheSameIdIsANewCrash) {
     recovery_test::setTime(store + "/" + kName, kCrash);
     EXPECT_EQ(writeMissingReports(), 1);
     EXPECT_EQ(reports(),
-              (Names{kName, "CrashReport_4194305_testhost_tester_20261115T184244.json"}));
+              (Names{kName, "CrashReport_4194305_testhost_tester_20261115T201244.json"}));
 }
 
 TEST_F(MissingReportsTest, ACrashReporterThatIsStartedAgainFindsTheReport) {

@@ -52,7 +52,7 @@ TEST_F(ReportInPlaceTest, SaysWhoWroteIt) {
 }
 
 TEST_F(ReportInPlaceTest, ItsTimeIsThatOfTheRawTrace) {
-    EXPECT_EQ(report().text("timestamp"), "Sun Nov 15 18:42:43 2026");
+    EXPECT_EQ(report().text("timestamp"), "Sun Nov 15 20:12:43 2026");
     EXPECT_EQ(reports(), Texts{kName});
 }
 
@@ -70,7 +70,7 @@ TEST_F(ReportInPlaceTest, ProgramAndUserAreThoseOfTheProcess) {
     EXPECT_EQ(content.text("buildDate"), "2026-11-21");
     EXPECT_EQ(content.text("commandLine"), "testprogram -mode batch");
     EXPECT_EQ(content.text("testcase"), "");
-    EXPECT_EQ(reports(), Texts{"CrashReport_4194305_testhost_hostuser_20261115T184243.json"});
+    EXPECT_EQ(reports(), Texts{"CrashReport_4194305_testhost_hostuser_20261115T201243.json"});
 }
 
 TEST_F(ReportInPlaceTest, TheMachineIsThisOne) {
