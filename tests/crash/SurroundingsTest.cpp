@@ -131,6 +131,14 @@ TEST_F(SurroundingsTest, AReachedLimitOfAddressSpaceIsLifted) {
     const Outcome outcome = scene.run("no-address-space");
     expectWholeRecord(outcome, SIGSEGV);
     expectNamed(outcome, "zeb::failing::nullWrite()");
+    EXPECT_NE(std::string::npos, outcome.report.find("\"memInfo\"")) << "behind the last tool";
+}
+
+TEST_F(SurroundingsTest, AReachedLimitOfDataIsLifted) {
+    const Outcome outcome = scene.run("no-data");
+    expectWholeRecord(outcome, SIGSEGV);
+    expectNamed(outcome, "zeb::failing::nullWrite()");
+    EXPECT_NE(std::string::npos, outcome.report.find("\"memInfo\"")) << "behind the last tool";
 }
 
 TEST_F(SurroundingsTest, WithoutAnyAddressSpaceTheTracesAreThere) {

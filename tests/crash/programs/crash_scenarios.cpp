@@ -165,6 +165,12 @@ void withoutAddressSpace(bool hard) {
     failing::nullWrite();
 }
 
+void withoutData() {
+    const rlimit limit = {0, RLIM_INFINITY};
+    setrlimit(RLIMIT_DATA, &limit);
+    failing::nullWrite();
+}
+
 /// Tells what the stand-ins below are to do.
 enum class Fault { none, atFirstStep, atReport };
 Fault s_fault = Fault::none;
@@ -221,6 +227,7 @@ const std::map<std::string, Action> kScenarios = {
      }},
     {"no-address-space", [] { withoutAddressSpace(false); }},
     {"no-address-space-hard", [] { withoutAddressSpace(true); }},
+    {"no-data", withoutData},
     {"no-file-size", withoutFileSize},
 };
 
