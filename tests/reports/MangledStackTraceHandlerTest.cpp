@@ -80,6 +80,11 @@ TEST_F(MangledStackTraceHandlerTest, LinesWithoutSymbolAreCopiedWithoutTheirPath
               "libfoo.so[0x7f00]\nplain text\nlibx++.so(_Z1fv+0x1)\n");
 }
 
+TEST_F(MangledStackTraceHandlerTest, ALeadingSlashThatIsTheOnlyOneStays) {
+    EXPECT_EQ(readable("/prog(_Z1fv+0x1)\n//prog(_Z1fv+0x1)\n"),
+              "/prog(f()+0x1)\nprog(f()+0x1)\n");
+}
+
 TEST_F(MangledStackTraceHandlerTest, BlankLinesAreLeftOut) {
     EXPECT_EQ(readable("\n\na\n\nb\n\n\n"), "a\nb\n");
 }
