@@ -75,8 +75,7 @@ void Service::run() {
 
 void Service::begin() {
     m_emptySince = Clock::now();
-    HCrashReporter::clearLeftovers();
-    finishInterruptedMoves();
+    clearUp();
     if (!HUTFile::exists(registrations()))
         HCrashReporter::createProcessRegistrationFile();
     else if (hasRecords())
@@ -84,6 +83,12 @@ void Service::begin() {
     else
         say("Using the empty registration file " + registrations());
     m_store.follow(HCrashRptSettings::getCrashStorePath());
+}
+
+/// After one that was killed, before this process or by whom ever.
+void Service::clearUp() {
+    HCrashReporter::clearLeftovers();
+    finishInterruptedMoves();
 }
 
 /// Makes a fresh store where nobody needs the old one any more.
@@ -193,8 +198,10 @@ void Service::restorePlace(const Records& living) {
 }
 
 void Service::passOver() {
+    const bool ended = m_pass.hasEnded();
+    if (ended && m_pass.wasKilled()) clearUp();
     const Reports waiting = waitingReports();
-    if (m_pass.hasEnded() && m_schedule.ended(waiting, m_now))
+    if (ended && m_schedule.ended(waiting, m_now))
         complain(
             "A pass could not move any of the waiting reports, trying again from time to time.");
     if (m_pass.isRunning() || m_stopping) return;

@@ -34,6 +34,7 @@ class Service {
   private:
     // --- Beginning and end ---
     void begin();
+    static void clearUp();
     void replaceOldStore();
     bool isOver();
     bool leave();

@@ -64,6 +64,7 @@ void UploadPass::begin() {
 bool UploadPass::hasEnded() {
     if (m_madeHere) {
         m_madeHere = false;
+        m_killed = false;
         return true;
     }
     if (m_child <= 0) return false;
@@ -74,7 +75,8 @@ bool UploadPass::hasEnded() {
     do got = waitpid(m_child, &status, flags);
     while (got < 0 && errno == EINTR);
     if (got == 0) return false;
-    if (got == m_child && WIFSIGNALED(status))
+    m_killed = got == m_child && WIFSIGNALED(status);
+    if (m_killed)
         complain("The pass over the reports was ended by signal " +
                  std::to_string(WTERMSIG(status)) + ".");
     m_child = -1;
