@@ -45,10 +45,10 @@ void sync(int fd) {
     TEMP_FAILURE_RETRY(fsync(fd));
 }
 
-/// Cuts the trace off. @return false when it stays, and what follows is written behind it.
-bool startAnew(const Walk& walk) {
-    return TEMP_FAILURE_RETRY(ftruncate(walk.fd, walk.start)) == 0 &&
-           lseek(walk.fd, walk.start, SEEK_SET) == walk.start;
+/// Cuts the trace off. Where that cannot be done, what follows is written behind it.
+void startAnew(const Walk& walk) {
+    if (TEMP_FAILURE_RETRY(ftruncate(walk.fd, walk.start)) == 0)
+        lseek(walk.fd, walk.start, SEEK_SET);
 }
 
 constexpr int kTries = 3;
@@ -58,9 +58,9 @@ constexpr int kTries = 3;
 /// that is shorter than those lines is written again.
 void writeWholeTrace(const Walk& walk, int frames, off_t linesSize) {
     for (int i = 0; i < kTries; ++i) {
-        const bool canBeRepeated = startAnew(walk);
+        startAnew(walk);
         walk.writeLines(s_btArray, frames, walk.fd);
-        if (!canBeRepeated || position(walk.fd) - walk.start >= linesSize) return;
+        if (position(walk.fd) - walk.start >= linesSize) return;
     }
 }
 
