@@ -145,9 +145,16 @@ void withFullPipe() {
     failing::nullWrite();
 }
 
+/// Leaves the hard limit alone, which an ordinary user cannot raise.
+void reachLimit(__rlimit_resource resource, rlim_t soft) {
+    rlimit limit = {};
+    getrlimit(resource, &limit);
+    limit.rlim_cur = soft;
+    if (setrlimit(resource, &limit) != 0) _exit(2);
+}
+
 void withoutFileSize() {
-    const rlimit limit = {0, RLIM_INFINITY};
-    setrlimit(RLIMIT_FSIZE, &limit);
+    reachLimit(RLIMIT_FSIZE, 0);
     failing::nullWrite();
 }
 
@@ -160,14 +167,14 @@ std::size_t addressSpace() {
 void withoutAddressSpace(bool hard) {
     constexpr std::size_t kLeft = 64 * 1024;
     const rlim_t reached = addressSpace() + kLeft;
-    const rlimit limit = {reached, hard ? reached : RLIM_INFINITY};
-    setrlimit(RLIMIT_AS, &limit);
+    reachLimit(RLIMIT_AS, reached);
+    const rlimit both = {reached, reached};
+    if (hard) setrlimit(RLIMIT_AS, &both);
     failing::nullWrite();
 }
 
 void withoutData() {
-    const rlimit limit = {0, RLIM_INFINITY};
-    setrlimit(RLIMIT_DATA, &limit);
+    reachLimit(RLIMIT_DATA, 4096);  // the kernel passes over a limit of 0
     failing::nullWrite();
 }
 
