@@ -184,7 +184,7 @@ bool isFollowedBy(const Death& death, std::size_t index, long number) {
                        [&](const Call& other) { return other.number == number; });
 }
 
-/// uname() stands between the tools and the items from files.
+/// Whether traces are still being written and copied: the tools of the report come later.
 bool isOfTraces(const Death& death, std::size_t index) {
     return isFollowedBy(death, index, SYS_pipe2);
 }
