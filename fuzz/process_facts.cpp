@@ -1,0 +1,49 @@
+// What processes leave about themselves, and what else may lie in its place.
+#include <algorithm>
+
+#include "fuzz/support/Fuzz.h"
+#include "recovery/facts/ProcessFacts.h"
+
+namespace {
+
+using hcrpt::ProcessFacts;
+
+const auto kTexts = {
+    &ProcessFacts::startTime,   &ProcessFacts::userName,       &ProcessFacts::productName,
+    &ProcessFacts::programName, &ProcessFacts::productVersion, &ProcessFacts::buildNumber,
+    &ProcessFacts::buildDate,   &ProcessFacts::commandLine,    &ProcessFacts::testcase};
+
+void requireSame(const ProcessFacts& one, const ProcessFacts& other) {
+    for (std::string ProcessFacts::*text : kTexts) FUZZ_REQUIRE(one.*text == other.*text);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string path = fuzz::directory() + "/facts";
+    const std::string input = fuzz::text(data, size);
+
+    // As a file: what is taken from it can be left and taken again.
+    fuzz::writeFile(path, input);
+    const auto read = hcrpt::readFacts(path);
+    if (read) {
+        for (std::string ProcessFacts::*text : kTexts)
+            FUZZ_REQUIRE(((*read).*text).size() <= hcrpt::kLongestFact);
+        FUZZ_REQUIRE(hcrpt::writeFacts(path, *read));
+        const auto again = hcrpt::readFacts(path);
+        FUZZ_REQUIRE(again);
+        requireSame(*again, *read);
+    }
+
+    // As the texts of a process: they come back as they were.
+    ProcessFacts facts;
+    for (std::string ProcessFacts::*text : kTexts) facts.*text = input;
+    std::reverse(facts.commandLine.begin(), facts.commandLine.end());
+    FUZZ_REQUIRE(hcrpt::writeFacts(path, facts));
+    for (std::string ProcessFacts::*text : kTexts)
+        (facts.*text).resize(std::min(input.size(), hcrpt::kLongestFact));
+    const auto back = hcrpt::readFacts(path);
+    FUZZ_REQUIRE(back);
+    requireSame(*back, facts);
+    return 0;
+}
