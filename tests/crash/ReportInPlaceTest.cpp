@@ -23,11 +23,20 @@ namespace {
 /// A process id that no process can have: beyond the largest that the kernel hands out.
 constexpr pid_t kDeadPid = 4194305;
 
+/// The mark of the failure comes a moment before the host waits.
+bool isAsleep(pid_t pid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    for (std::string line; std::getline(status, line);)
+        if (line.rfind("State:", 0) == 0) return line.find('S', 6) != std::string::npos;
+    return false;
+}
+
 class ReportInPlaceTest : public testing::Test {
   protected:
     /// Lets a host crash and kills it while it waits for its log.
     Outcome runKilledWhileWaiting() {
         scene.atFailure = [this](ChildProcess& host) {
+            EXPECT_TRUE(eventually([&] { return isAsleep(host.pid()); }));
             scene.signalReporter(SIGSTOP);
             host.signal(SIGABRT);
             const std::string copy = scene.tracePath(host.pid());
