@@ -8,13 +8,19 @@
 
 namespace bench {
 
-/// Prints the resident memory of this process in KiB.
+/// Prints in KiB the resident memory of this process, and how much of it no other process and no
+/// file shares.
 inline void printResident() {
-    FILE* const file = std::fopen("/proc/self/statm", "r");
-    long total = 0;
+    FILE* const file = std::fopen("/proc/self/smaps_rollup", "r");
+    if (file == nullptr) _exit(1);
     long resident = 0;
-    if (file == nullptr || std::fscanf(file, "%ld %ld", &total, &resident) != 2) _exit(1);
-    std::printf("%ld\n", resident * (sysconf(_SC_PAGESIZE) / 1024));
+    long own = 0;
+    char line[256];
+    while (std::fgets(line, sizeof line, file) != nullptr) {
+        std::sscanf(line, "Rss: %ld", &resident);
+        std::sscanf(line, "Private_Dirty: %ld", &own);
+    }
+    std::printf("%ld %ld\n", resident, own);
 }
 
 }  // namespace bench
