@@ -28,8 +28,8 @@ class HCRPT_EXPORT CompleteCrashReportHandler : public HCrashReportHandler {
 };
 
 /// Turns every raw trace of the crash store into its readable log, then lists the reports. Raw
-/// traces stay where they are, and each call sees to all of them: a log is written again unless this
-/// process has written it already and neither it nor its raw trace has changed since.
+/// traces stay where they are, and each call sees to all of them: a log is written again unless
+/// this process has written it already and neither it nor its raw trace has changed since.
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): the slots are fixed.
 class HCRPT_EXPORT MangledStackTraceHandler : public HCrashReportHandler {
   public:

@@ -81,8 +81,7 @@ TEST_F(MangledStackTraceHandlerTest, LinesWithoutSymbolAreCopiedWithoutTheirPath
 }
 
 TEST_F(MangledStackTraceHandlerTest, ALeadingSlashThatIsTheOnlyOneStays) {
-    EXPECT_EQ(readable("/prog(_Z1fv+0x1)\n//prog(_Z1fv+0x1)\n"),
-              "/prog(f()+0x1)\nprog(f()+0x1)\n");
+    EXPECT_EQ(readable("/prog(_Z1fv+0x1)\n//prog(_Z1fv+0x1)\n"), "/prog(f()+0x1)\nprog(f()+0x1)\n");
 }
 
 TEST_F(MangledStackTraceHandlerTest, BlankLinesAreLeftOut) {
