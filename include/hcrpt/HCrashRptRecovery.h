@@ -33,10 +33,10 @@ HCRPT_EXPORT void leaveProcessFacts();
 /// @return how many reports were written.
 HCRPT_EXPORT int writeMissingReports();
 
-/// Crash reporter, at its start: removes the temporary files that killed processes have left in the
-/// crash store and the backup store, and facts of processes that need no report any more. What a
-/// running process of this machine writes stays, and what may be another machine's for an hour.
-/// Silent.
+/// Crash reporter, at its start and after a pass that was killed: removes the temporary files that
+/// killed processes have left in the crash store and the backup store, and facts of processes that
+/// need no report any more. What a running process of this machine writes stays, and what may be
+/// another machine's for an hour. Silent.
 HCRPT_EXPORT void clearLeftovers();
 
 }  // namespace HCrashReporter
