@@ -2,6 +2,9 @@
 
 #include <sys/stat.h>
 
+#include <ctime>
+#include <vector>
+
 #include "HUTFile.h"
 #include "crash_reporter/Log.h"
 #include "hcrpt/HCrashReportMgr.h"
@@ -9,6 +12,14 @@
 
 namespace crash_reporter {
 namespace {
+
+/// A pass makes raw traces readable again, but for those that this process has made readable when
+/// no further change could escape it: two seconds after the last one.
+constexpr std::time_t kYoung = 3;
+
+bool isYoung(const struct stat& status) {
+    return status.st_ctim.tv_sec + kYoung > std::time(nullptr);
+}
 
 /// Of a raw trace in the crash store, whose own name tells what it is.
 std::string logOf(const std::string& rawTrace) {
@@ -22,6 +33,7 @@ std::string logOf(const std::string& rawTrace) {
 
 void RawTraces::makeReadable() {
     std::map<std::string, State> seen;
+    std::vector<std::string> grownOld;
     for (const std::string& rawTrace :
          HCrashRptUtils::getFilesWithPrefix(HCrashRptSettings::getMangledStackTraceFilePrefix(),
                                             HCrashRptSettings::getCrashStorePath())) {
@@ -30,6 +42,7 @@ void RawTraces::makeReadable() {
         State state;
         state.identity = {status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec,
                           status.st_mtim.tv_nsec};
+        state.young = isYoung(status);
         const std::string log = logOf(rawTrace);
         const auto before = m_seen.find(rawTrace);
         const bool known = before != m_seen.end() && before->second.identity == state.identity;
@@ -40,10 +53,15 @@ void RawTraces::makeReadable() {
             if (state.failed && !told)
                 complain("Could not write the readable log of " + rawTrace +
                          ", trying again from time to time.");
+        } else if (before->second.young && !state.young) {
+            grownOld.push_back(rawTrace);
         }
         seen[rawTrace] = state;
     }
     m_seen = std::move(seen);
+    // Behind those that dying processes wait for.
+    for (const std::string& rawTrace : grownOld)
+        HCrashReportMgr::MangledStackTraceHandler().demangleBTFile(rawTrace);
 }
 
 }  // namespace crash_reporter

@@ -1,5 +1,6 @@
 // The crash reporter serves a crash whatever else it waits for, and sleeps otherwise.
 #include <signal.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <thread>
@@ -57,6 +58,25 @@ TEST_F(AtOnceTest, TracesBecomeReadableWhileAnUploadHangs) {
     end(host);
     EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
     EXPECT_EQ(session.filed(), std::vector<std::string>{"CrashReport_1.json.send_success"});
+}
+
+TEST_F(AtOnceTest, PassesLeaveTheLogsOfOlderTracesAlone) {
+    ChildProcess host = registerHost();
+    ChildProcess reporter = session.startReporter();
+    const std::string log = addRawTrace(1);
+    ASSERT_TRUE(isReadable(log));
+    std::this_thread::sleep_for(std::chrono::seconds(5));
+    session.addReport("CrashReport_1.json", "{}");
+    ASSERT_TRUE(isStoreEmptyOfReports());
+    struct stat before = {};
+    ASSERT_EQ(stat(log.c_str(), &before), 0);
+    session.addReport("CrashReport_2.json", "{}");
+    ASSERT_TRUE(isStoreEmptyOfReports());
+    struct stat after = {};
+    ASSERT_EQ(stat(log.c_str(), &after), 0);
+    EXPECT_EQ(after.st_ino, before.st_ino) << "written again";
+    end(host);
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
 }
 
 TEST_F(AtOnceTest, AReportThatArrivesDuringAPassIsSentInTheNext) {

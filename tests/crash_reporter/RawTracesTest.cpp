@@ -1,3 +1,6 @@
+#include <chrono>
+#include <thread>
+
 #include "StoreScene.h"
 #include "crash_reporter/RawTraces.h"
 #include "support/StdoutCapture.h"
@@ -10,6 +13,8 @@ using test_support::readFile;
 using test_support::StdoutCapture;
 
 constexpr char kRaw[] = "/opt/libfoo.so(_ZN3foo3barEv+0x1a)[0x7f00]\n";
+/// One that has only just come is made readable twice.
+constexpr std::chrono::seconds kUntilOld(4);
 constexpr char kReadable[] = "libfoo.so(foo::bar()+0x1a)[0x7f00]\n";
 
 class RawTracesTest : public crash_reporter_test::StoreScene {
@@ -21,6 +26,7 @@ class RawTracesTest : public crash_reporter_test::StoreScene {
 
 TEST_F(RawTracesTest, EachIsMadeReadableOnce) {
     moveIn("hs_mangled_err_pid7.log", kRaw);
+    std::this_thread::sleep_for(kUntilOld);
     traces.makeReadable();
     EXPECT_EQ(readFile(log), kReadable);
     test_support::writeFile(log, "kept");
