@@ -22,6 +22,10 @@ check_packages=(
     "clang:command -v clang++"
     "libclang-rt-14-dev:"
     "valgrind:command -v valgrind"
+    "python3:command -v python3"
+)
+soak_packages=(
+    "python3:command -v python3"
 )
 lint_packages=(
     "clang:command -v clang++"
