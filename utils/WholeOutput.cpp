@@ -11,10 +11,8 @@ namespace hcrpt {
 bool writeAll(int fd, const char* data, std::size_t length) {
     while (length > 0) {
         const ssize_t written = write(fd, data, length);
-        if (written < 0) {
-            if (errno == EINTR) continue;
-            return false;
-        }
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return false;  // a device that takes nothing would be asked for ever
         data += written;
         length -= static_cast<std::size_t>(written);
     }

@@ -85,6 +85,15 @@ TEST(WriteAllTest, TellsAnErrorAndTriesNoMore) {
     EXPECT_EQ(2, calls);
 }
 
+TEST(WriteAllTest, ACallThatTakesNothingIsAnError) {
+    int calls = 0;
+    const seams::ScopedSeam seam(seams::onWrite, [&](int, const void*, std::size_t) {
+        return ssize_t{++calls == 1 ? 2 : calls == 2 ? 0 : 6};
+    });
+    EXPECT_FALSE(writeAll(77, "01234567", 8));
+    EXPECT_EQ(2, calls);
+}
+
 TEST(WriteAllTest, FailsOnAFullDeviceAndOnAClosedDescriptor) {
     const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
     ASSERT_GE(full, 0);
