@@ -113,7 +113,8 @@ class Run {
 
     void takeSignals() {
         signalfd_siginfo info = {};
-        while (read(m_signals.get(), &info, sizeof info) == sizeof info) {
+        // Once curl has been waited for, its id may be another process's.
+        while (!m_hasEnded && read(m_signals.get(), &info, sizeof info) == sizeof info) {
             if (info.ssi_signo != SIGCHLD)
                 kill(m_curl, static_cast<int>(info.ssi_signo));
             else if (waitpid(m_curl, &m_result.waitStatus, WNOHANG) == m_curl)
