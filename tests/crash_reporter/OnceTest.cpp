@@ -39,8 +39,10 @@ TEST_F(OnceTest, OneThatWasKilledIsSucceeded) {
     ASSERT_TRUE(areUploading(1));
     first.signal(SIGKILL);
     first.wait(session.timeLeft());
-    release();
+    // Its pass has ended with it, though the tool still runs.
     ChildProcess second = session.startReporter();
+    EXPECT_TRUE(session.eventually([&] { return started()["CrashReport_1.json"] == 2; }));
+    release();
     EXPECT_TRUE(isStoreEmptyOfReports());
     EXPECT_TRUE(isReadable(addRawTrace(1)));
     end(host);
