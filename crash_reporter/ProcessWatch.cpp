@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdlib>
 
+#include "crash_reporter/Readable.h"
 #include "hcrpt/HCrashRptUtils.h"
 
 namespace crash_reporter {
@@ -23,11 +24,6 @@ int openProcess(const std::string&) {
     return -1;
 }
 #endif
-
-bool isReadable(int fd) {
-    pollfd wait = {fd, POLLIN, 0};
-    return poll(&wait, 1, 0) > 0;
-}
 
 }  // namespace
 

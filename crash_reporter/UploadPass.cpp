@@ -1,7 +1,6 @@
 #include "crash_reporter/UploadPass.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -15,15 +14,11 @@
 
 #include "capture/ProcessEnd.h"
 #include "crash_reporter/Log.h"
+#include "crash_reporter/Readable.h"
 #include "hcrpt/HCrashReporter.h"
 
 namespace crash_reporter {
 namespace {
-
-bool isReadable(int fd) {
-    pollfd wait = {fd, POLLIN, 0};
-    return poll(&wait, 1, 0) > 0;
-}
 
 [[noreturn]] void passInChild(pid_t parent) {
     int status = EXIT_SUCCESS;

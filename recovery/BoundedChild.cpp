@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -52,11 +51,6 @@ ChildResult resultFrom(int fd, Clock::time_point end) {
         const ssize_t count = read(fd, &mark, 1);
         if (count < 0 && errno == EINTR) continue;
         return count == 1 && mark == kSucceeded ? ChildResult::succeeded : ChildResult::failed;
-    }
-}
-
-void reap(pid_t child) {
-    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
     }
 }
 

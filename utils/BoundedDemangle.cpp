@@ -3,7 +3,6 @@
 #include <cxxabi.h>
 #include <fcntl.h>
 #include <sys/time.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -84,11 +83,6 @@ enum Mark : char { kReadable = 'r', kNoName = 'n' };
     const char mark = readable != nullptr ? kReadable : kNoName;
     writeAll(result, &mark, 1);
     _exit(0);
-}
-
-void reap(pid_t child) {
-    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
-    }
 }
 
 DemangledName demangleApart(const char* name) {

@@ -2,7 +2,9 @@
 
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/wait.h>
 
+#include <cerrno>
 #include <initializer_list>
 
 namespace hcrpt {
@@ -16,6 +18,11 @@ void dieQuietly() {
     sigprocmask(SIG_SETMASK, &none, nullptr);
     const rlimit noCore = {0, 0};
     setrlimit(RLIMIT_CORE, &noCore);
+}
+
+void reap(pid_t child) {
+    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
+    }
 }
 
 }  // namespace hcrpt

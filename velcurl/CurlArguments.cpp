@@ -4,16 +4,14 @@
 
 #include <algorithm>
 
+#include "velcurl/Text.h"
+
 namespace velcurl {
 namespace {
 
 bool isFile(const std::string& path) {
     struct stat status = {};
     return stat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode);
-}
-
-bool startsWith(const std::string& text, const std::string& start) {
-    return text.compare(0, start.size(), start) == 0;
 }
 
 }  // namespace

@@ -2,12 +2,10 @@
 
 #include <sstream>
 
+#include "velcurl/Text.h"
+
 namespace velcurl {
 namespace {
-
-bool startsWith(const std::string& text, const std::string& start) {
-    return text.compare(0, start.size(), start) == 0;
-}
 
 std::string withoutLineEnd(std::string line) {
     if (!line.empty() && line.back() == '\r') line.pop_back();

@@ -6,16 +6,13 @@
 
 #include "velcurl/Advice.h"
 #include "velcurl/CurlTrace.h"
+#include "velcurl/Text.h"
 
 namespace velcurl {
 namespace {
 
 constexpr char kAccepted[] = "HTTP/1.1 200 OK";
 constexpr std::size_t kLongestQuote = 200;
-
-bool startsWith(const std::string& text, const std::string& start) {
-    return text.compare(0, start.size(), start) == 0;
-}
 
 /// Text of the server's or curl's, fit for the inside of a line.
 std::string quote(const std::string& text) {
