@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -19,6 +20,13 @@
 
 namespace crash_reporter {
 namespace {
+
+/// The signal that a process died of, by itself or, as its crash handlers end it, by exit; or 0.
+int fatalSignal(int waitStatus) {
+    constexpr int kExitStatusOfSignal = 128;
+    if (WIFSIGNALED(waitStatus)) return WTERMSIG(waitStatus);
+    return std::max(WEXITSTATUS(waitStatus) - kExitStatusOfSignal, 0);
+}
 
 [[noreturn]] void passInChild(pid_t parent) {
     int status = EXIT_SUCCESS;
@@ -70,10 +78,10 @@ bool UploadPass::hasEnded() {
     do got = waitpid(m_child, &status, flags);
     while (got < 0 && errno == EINTR);
     if (got == 0) return false;
-    m_killed = got == m_child && WIFSIGNALED(status);
+    const int signal = got == m_child ? fatalSignal(status) : 0;
+    m_killed = signal != 0;
     if (m_killed)
-        complain("The pass over the reports was ended by signal " +
-                 std::to_string(WTERMSIG(status)) + ".");
+        complain("The pass over the reports was ended by signal " + std::to_string(signal) + ".");
     m_child = -1;
     m_end.reset(-1);
     return true;

@@ -21,7 +21,7 @@ class UploadPass {
     bool isOverAlready() const { return m_madeHere; }
     /// Takes note of its end. @return whether it has ended since the last call.
     bool hasEnded();
-    /// Whether the one that ended last was killed, in the middle of anything.
+    /// Whether the one that ended last was killed or crashed, in the middle of anything.
     bool wasKilled() const { return m_killed; }
     /// Lets it end after the report that it is at.
     void stop() const;

@@ -7,6 +7,7 @@
 
 namespace {
 
+namespace fs = std::filesystem;
 using namespace crash_reporter_test;
 
 class OnceTest : public testing::Test, protected ServedSession {
@@ -48,6 +49,26 @@ TEST_F(OnceTest, OneThatWasKilledIsSucceeded) {
     end(host);
     EXPECT_EQ(second.wait(session.timeLeft()), exitedWith(0));
     EXPECT_EQ(session.filed(), std::vector<std::string>{"CrashReport_1.json.send_success"});
+}
+
+// As if it had crashed between copying the report and removing it.
+TEST_F(OnceTest, AReportThatAPassHadFiledWhenItCrashedIsNotSentAgain) {
+    ChildProcess host = registerHost();
+    holdUploads();
+    const std::string report = session.addReport("CrashReport_1.json", "{}");
+    ChildProcess reporter = session.startReporter();
+    ASSERT_TRUE(areUploading(1));
+    fs::create_directories(session.backup);
+    fs::copy_file(report, session.backup + "/CrashReport_1.json.send_success");
+    for (const pid_t pid : session.processes())
+        if (isCrashReporter(pid) && pid != reporter.pid()) kill(pid, SIGSEGV);
+    EXPECT_TRUE(session.eventually([&] { return !fs::exists(report); }));
+    release();
+    EXPECT_TRUE(isStoreEmptyOfReports());
+    end(host);
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+    EXPECT_EQ(started().at("CrashReport_1.json"), 1);
+    EXPECT_EQ(timesIn(session.log(reporter.pid()), "was ended by signal 11."), 1U);
 }
 
 TEST_F(OnceTest, APassThatIsKilledIsMadeAgain) {
