@@ -146,6 +146,7 @@ void Service::work() {
     m_rawTraces.makeReadable();
     if (m_stop.isAsked() && !m_stopping) {
         m_stopping = true;
+        m_lock.announceRelease();
         m_pass.stop();
     }
     followProcesses();

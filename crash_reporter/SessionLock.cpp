@@ -3,12 +3,23 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 
 #include "hcrpt/HCrashRptSettings.h"
 
 namespace crash_reporter {
+namespace {
+
+// An announcement is a byte in the file. Without room for it nobody hears of it, and that is all.
+void setLength(int fd, off_t length) {
+    int result = -1;
+    do result = ftruncate(fd, length);
+    while (result != 0 && errno == EINTR);
+}
+
+}  // namespace
 
 std::string SessionLock::path() {
     return HCrashRptSettings::getCrashReporterSessionDir() + HCrashRptSettings::getDirSeparator() +
@@ -23,10 +34,22 @@ SessionLock::Outcome SessionLock::take() {
     int result = -1;
     do result = flock(m_file.get(), LOCK_EX | LOCK_NB);
     while (result != 0 && errno == EINTR);
-    if (result == 0) return Outcome::taken;
+    if (result == 0) {
+        setLength(m_file.get(), 0);
+        return Outcome::taken;
+    }
     const bool held = errno == EWOULDBLOCK;
     m_file.reset(-1);
     return held ? Outcome::heldByAnother : Outcome::impossible;
+}
+
+void SessionLock::announceRelease() const {
+    if (m_file.isOpen()) setLength(m_file.get(), 1);
+}
+
+bool SessionLock::isReleaseAnnounced() {
+    struct stat status = {};
+    return lstat(path().c_str(), &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0;
 }
 
 bool SessionLock::isInPlace() const {

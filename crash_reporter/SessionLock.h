@@ -20,6 +20,10 @@ class SessionLock {
     Outcome take();
     /// Lets another take it.
     void release() { m_file.reset(-1); }
+    /// Tells those who wait that it will be free soon, until another has taken it.
+    void announceRelease() const;
+    /// Whether the one who holds it has announced that. False where nobody has it.
+    static bool isReleaseAnnounced();
     /// Whether the lock that is held is the one that others would find. A session directory that
     /// was removed and made again has another.
     bool isInPlace() const;

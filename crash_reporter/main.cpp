@@ -21,16 +21,18 @@ namespace {
 
 using namespace crash_reporter;
 
-/// One that is about to leave gets time to do so.
+/// One that is about to leave gets time to do so; more if it says that it only finishes an upload.
 constexpr std::chrono::seconds kPatience(5);
+constexpr std::chrono::seconds kPatienceWithAnUpload(300);
 constexpr std::chrono::milliseconds kPause(20);
 
 SessionLock::Outcome takeLock(SessionLock& lock, const StopSignal& stop) {
-    const Time end = Clock::now() + kPatience;
+    const Time begin = Clock::now();
     for (;;) {
         const SessionLock::Outcome outcome = lock.take();
-        if (outcome != SessionLock::Outcome::heldByAnother || stop.isAsked() || Clock::now() >= end)
-            return outcome;
+        if (outcome != SessionLock::Outcome::heldByAnother || stop.isAsked()) return outcome;
+        const auto patience = SessionLock::isReleaseAnnounced() ? kPatienceWithAnUpload : kPatience;
+        if (Clock::now() >= begin + patience) return outcome;
         std::this_thread::sleep_for(kPause);
     }
 }

@@ -109,6 +109,24 @@ TEST_F(OnceTest, OfTwentyStartedTogetherOneSendsFiftyReportsOnceEach) {
     EXPECT_EQ(session.filed().size(), static_cast<std::size_t>(kReports));
 }
 
+TEST_F(OnceTest, OneThatFinishesAnUploadBeforeItLeavesIsSucceededHoweverLongThatTakes) {
+    ChildProcess host = registerHost();
+    holdUploads();
+    session.addReport("CrashReport_1.json", "{}");
+    ChildProcess first = session.startReporter();
+    ASSERT_TRUE(areUploading(1));
+    first.signal(SIGTERM);
+    ChildProcess second = session.startReporter();
+    sleep(7);  // longer than it would wait for any other
+    EXPECT_TRUE(isCrashReporter(second.pid()));
+    release();
+    EXPECT_EQ(first.wait(session.timeLeft()), exitedWith(0));
+    EXPECT_TRUE(session.isLogged(second.pid(), CrashSession::recordOf(host.pid())));
+    EXPECT_TRUE(isReadable(addRawTrace(1)));
+    end(host);
+    EXPECT_EQ(second.wait(session.timeLeft()), exitedWith(0));
+}
+
 // A host registers and starts a crash reporter, as hosts do, when the one of the host before is
 // about to leave: one of the two stays.
 TEST_F(OnceTest, AHostThatComesWhileTheLastOneGoesIsServed) {

@@ -29,6 +29,21 @@ TEST_F(SessionLockTest, OneHoldsItUntilItIsReleased) {
     EXPECT_EQ(lock.take(), Outcome::heldByAnother);
 }
 
+TEST_F(SessionLockTest, AnAnnouncedReleaseIsKnownUntilTheLockIsTaken) {
+    EXPECT_FALSE(SessionLock::isReleaseAnnounced());
+    SessionLock first;
+    ASSERT_EQ(first.take(), SessionLock::Outcome::taken);
+    EXPECT_FALSE(SessionLock::isReleaseAnnounced());
+    first.announceRelease();
+    EXPECT_TRUE(SessionLock::isReleaseAnnounced());
+    SessionLock second;
+    EXPECT_EQ(second.take(), SessionLock::Outcome::heldByAnother);
+    EXPECT_TRUE(SessionLock::isReleaseAnnounced());
+    first.release();
+    EXPECT_EQ(second.take(), SessionLock::Outcome::taken);
+    EXPECT_FALSE(SessionLock::isReleaseAnnounced());
+}
+
 TEST_F(SessionLockTest, IsAFileForItsOwnerOnly) {
     const mode_t before = umask(0);
     EXPECT_EQ(lock.take(), Outcome::taken);
