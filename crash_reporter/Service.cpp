@@ -10,6 +10,7 @@
 #include "HUTFile.h"
 #include "crash_reporter/FilingPlace.h"
 #include "crash_reporter/InterruptedMoves.h"
+#include "crash_reporter/StoreReplacement.h"
 #include "hcrpt/HCrashReporter.h"
 #include "hcrpt/HCrashRptRecovery.h"
 #include "hcrpt/HCrashRptUtils.h"
@@ -38,6 +39,16 @@ Reports waitingReports() {
     const std::vector<std::string> paths = HCrashRptUtils::getFilesWithPrefix(
         HCrashRptSettings::getCrashRptPrefix(), HCrashRptSettings::getCrashStorePath());
     return Reports(paths.begin(), paths.end());
+}
+
+/// Those of processes of this machine that run.
+Records livingOf(const Records& records) {
+    Records living;
+    for (const std::string& record : records) {
+        const std::string pid = localProcess(record);
+        if (!pid.empty() && HCrashRptUtils::isProcessRunning(pid)) living.insert(record);
+    }
+    return living;
 }
 
 /// Adds those records to the registration file that are not in it. @return false: try again.
@@ -75,6 +86,7 @@ void Service::run() {
 
 void Service::begin() {
     m_emptySince = Clock::now();
+    registerAgain(livingOf(StoreReplacement::undoInterrupted()));
     clearUp();
     if (!HUTFile::exists(registrations()))
         HCrashReporter::createProcessRegistrationFile();
@@ -95,8 +107,12 @@ void Service::clearUp() {
 void Service::replaceOldStore() {
     m_oldStore = false;
     if (HUTFile::exists(registrations()) && !hasRecords()) return;
+    const StoreReplacement replacement;
+    if (HUTFile::exists(registrations()) && !HCrashReporter::isExitCondition()) return;
     m_carryOver.keep(registrations());
+    const bool aside = replacement.putAside();
     HCrashReporter::createProcessRegistrationFile();
+    if (aside) replacement.finish();
     m_emptySince = Clock::now();
     m_carryOver.begin(m_emptySince);
     if (!m_store.isInPlace()) m_store.follow(HCrashRptSettings::getCrashStorePath());

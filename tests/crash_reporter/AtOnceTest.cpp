@@ -41,7 +41,7 @@ TEST_F(AtOnceTest, AnEmptyRegistrationFileIsUsedAsItIs) {
     EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
     const std::string text = session.log(reporter.pid());
     EXPECT_EQ(timesIn(text, "Using the empty registration file " + session.registrations), 1U);
-    EXPECT_EQ(timesIn(text, "Deleted crash store"), 0U);
+    EXPECT_EQ(timesIn(text, "Deleted the crash store"), 0U);
 }
 
 TEST_F(AtOnceTest, TracesBecomeReadableWhileAnUploadHangs) {
@@ -120,7 +120,7 @@ TEST_F(AtOnceTest, AnEarlierSessionsStoreStaysWhenAHostRegistersInItMeanwhile) {
     EXPECT_TRUE(isReadable(addRawTrace(1)));
     end(host);
     EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
-    EXPECT_EQ(timesIn(session.log(reporter.pid()), "Deleted crash store"), 0U);
+    EXPECT_EQ(timesIn(session.log(reporter.pid()), "Deleted the crash store"), 0U);
 }
 
 // --- Sleep --------------------------------------------------------------------------------------

@@ -272,7 +272,7 @@ TEST_F(ServingCrashReporterTest, KeepsTheRegistrationFileOfALiveProcessAndWrites
                   CrashSession::recordOf(host.pid()) + "\n",
               "[Crash Reporter] No registered process runs and no report waits, leaving.\n"}));
     EXPECT_EQ(timesIn(log, "Created Process registration file"), 0U);
-    EXPECT_EQ(timesIn(log, "Deleted crash store"), 0U);
+    EXPECT_EQ(timesIn(log, "Deleted the crash store"), 0U);
     EXPECT_EQ(reporter.standardOutput(), "");
 }
 
@@ -296,11 +296,11 @@ TEST_F(CrashReporterProgramTest, StartsAfreshWhenAllOfAnEarlierSessionAreDead) {
     session.writeRegistrations(CrashSession::recordOf(kDeadPid) + "\n");
     writeFile(session.store + "/hs_err_pid1.log", "of an earlier crash\n");
     ChildProcess reporter = session.startReporter();
-    EXPECT_TRUE(
-        session.isLogged(reporter.pid(),
-                         "[Crash Reporter] Deleted crash store.\n"
-                         "[Crash Reporter] Created Process registration file in crash store: " +
-                             session.registrations + "\n"));
+    EXPECT_TRUE(session.isLogged(
+        reporter.pid(), "[Crash Reporter] Created Process registration file in crash store: " +
+                            session.registrations +
+                            "\n"
+                            "[Crash Reporter] Deleted the crash store of an earlier session.\n"));
     EXPECT_EQ(test_support::namesIn(session.store), std::vector<std::string>{"processRegFile.txt"});
     EXPECT_EQ(readFile(session.registrations), "");
 }

@@ -1,0 +1,75 @@
+#include "crash_reporter/StoreReplacement.h"
+
+#include <fcntl.h>
+
+#include <cstdio>
+#include <memory>
+
+#include "HUTFile.h"
+#include "crash_reporter/Log.h"
+#include "hcrpt/HCrashRptSettings.h"
+
+namespace crash_reporter {
+namespace {
+
+std::string store() {
+    return HCrashRptSettings::getCrashStorePath();
+}
+
+/// One for each session; whoever holds the session's lock has it.
+std::string asidePath() {
+    return HCrashRptSettings::getCrashReporterSessionDir() + HCrashRptSettings::getDirSeparator() +
+           ".crashStore.old";
+}
+
+std::string registrationsAside() {
+    return asidePath() + HCrashRptSettings::getDirSeparator() +
+           HUTFile(HCrashRptSettings::getProcRegFileFullPath()).getName();
+}
+
+std::set<std::string> namesIn(const std::string& directory) {
+    std::set<std::string> names;
+    const std::unique_ptr<HUTFileIter> entries(HUTFile(directory).createFileIter());
+    for (; entries->isValid(); entries->next()) names.insert(HUTFile(entries->getPath()).getName());
+    return names;
+}
+
+/// Moves all but some names into the store, where what is there already stays.
+void moveIntoStore(const std::set<std::string>& names, const std::set<std::string>& without) {
+    const std::string separator = HCrashRptSettings::getDirSeparator();
+    for (const std::string& name : names) {
+        if (without.count(name) > 0) continue;
+        renameat2(AT_FDCWD, (asidePath() + separator + name).c_str(), AT_FDCWD,
+                  (store() + separator + name).c_str(), RENAME_NOREPLACE);
+    }
+}
+
+}  // namespace
+
+StoreReplacement::StoreReplacement() : m_known(namesIn(store())) {}
+
+bool StoreReplacement::putAside() const {
+    return std::rename(store().c_str(), asidePath().c_str()) == 0;
+}
+
+void StoreReplacement::finish() const {
+    if (!HUTFile(store()).isDir()) return;  // could not be made: the old one is put back later
+    moveIntoStore(namesIn(asidePath()), m_known);
+    if (HUTFile(asidePath()).rmRecursive())
+        say("Deleted the crash store of an earlier session.");
+    else
+        complain("Could not delete " + asidePath() + ".");
+}
+
+Records StoreReplacement::undoInterrupted() {
+    Records records;
+    if (!HUTFile(asidePath()).isDir()) return records;
+    if (std::rename(asidePath().c_str(), store().c_str()) == 0) return records;
+    records = recordsIn(registrationsAside());
+    // What was known then is not known any more. Traces and reports that are not needed do no harm.
+    moveIntoStore(namesIn(asidePath()), {HUTFile(registrationsAside()).getName()});
+    HUTFile(asidePath()).rmRecursive();
+    return records;
+}
+
+}  // namespace crash_reporter
