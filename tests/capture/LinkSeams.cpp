@@ -20,7 +20,9 @@ std::optional<std::size_t> failingMallocSize;
 
 }  // namespace seams
 
-// The names that the linker's --wrap asks for.
+// The names that the linker's --wrap asks for; visible, as it lets shared libraries ask for them
+// too.
+#pragma GCC visibility push(default)
 extern "C" {
 
 ssize_t __real_write(int fd, const void* data, std::size_t size);
@@ -105,3 +107,4 @@ void* __wrap_malloc(std::size_t size) {
     return __real_malloc(size);
 }
 }
+#pragma GCC visibility pop
