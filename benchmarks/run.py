@@ -84,6 +84,17 @@ class Bench:
                 reporter.kill()
                 reporter.wait()
 
+    @contextlib.contextmanager
+    def idle_host(self, directory, environment):
+        """A registered host that does nothing."""
+        host = subprocess.Popen([self.programs / "deep_host", "-idle"], env=environment,
+                                cwd=directory / "work")
+        try:
+            yield host
+        finally:
+            host.kill()
+            host.wait()
+
     def stopwatch(self, *arguments, environment=None, status=None):
         """Nanoseconds and error output of a program under the stopwatch."""
         done = subprocess.run([self.programs / "stopwatch", *map(str, arguments)], env=environment,
@@ -183,7 +194,8 @@ class Bench:
     def end(self):
         ends = []
         with self.session(self.build) as (path, environment):
-            with self.crash_reporter(path, environment):
+            # While one host lives the crash reporter stays, as in a session at work.
+            with self.crash_reporter(path, environment), self.idle_host(path, environment):
                 for _ in range(CRASHES):
                     ends.append(self.stopwatch("-exit", path / "work", self.programs / "deep_host",
                                                "-session", 20, environment=environment,
@@ -301,17 +313,12 @@ class Bench:
 
     def idle(self):
         with self.session() as (path, environment):
-            with self.crash_reporter(path, environment) as reporter:
-                host = subprocess.Popen([self.programs / "deep_host", "-idle"], env=environment,
-                                        cwd=path / "work")
-                try:
-                    time.sleep(20)  # beyond all that belongs to its start
-                    before = of_process(reporter.pid)
-                    time.sleep(IDLE_SECONDS)
-                    after = of_process(reporter.pid)
-                finally:
-                    host.kill()
-                    host.wait()
+            with self.crash_reporter(path, environment) as reporter, \
+                    self.idle_host(path, environment):
+                time.sleep(20)  # beyond all that belongs to its start
+                before = of_process(reporter.pid)
+                time.sleep(IDLE_SECONDS)
+                after = of_process(reporter.pid)
         wakeups, ticks = (after[n] - before[n] for n in ("wakeups", "ticks"))
         self.rows.append(Row(
             f"crash reporter, idle for {IDLE_SECONDS} s",
