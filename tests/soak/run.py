@@ -463,6 +463,8 @@ def main():
         print(f"\n{text}")
         if not arguments.keep and not arguments.short:
             write_document(text)
+        for name in soak.books.twice():
+            print(f"soak: delivered twice: {name}")
         for problem in soak.problems:
             print(f"soak: {problem}")
         if soak.problems:
