@@ -1,8 +1,9 @@
 // Which raw traces are left without a report, and who writes them.
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <chrono>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "hcrpt/HCrashReportMgr.h"
@@ -22,15 +23,15 @@ using hcrpt::RawTrace;
 /// Dying processes wait 100 seconds for their logs, which nobody makes meanwhile.
 constexpr std::chrono::seconds kTimeForReport{30};
 
-/// Traces that need no further look. Grows with the crashes of a session only.
-std::vector<RawTrace>& doneTraces() {
-    static std::vector<RawTrace> traces;
+/// Traces that need no further look, by their paths. Grows with the crashes of a session only.
+std::unordered_map<std::string, RawTrace>& doneTraces() {
+    static std::unordered_map<std::string, RawTrace> traces;
     return traces;
 }
 
 bool isDone(const RawTrace& trace) {
-    const std::vector<RawTrace>& done = doneTraces();
-    return std::find(done.begin(), done.end(), trace) != done.end();
+    const auto done = doneTraces().find(trace.path);
+    return done != doneTraces().end() && done->second == trace;
 }
 
 /// A log that is older than the trace is an earlier process's of the same id.
@@ -79,7 +80,7 @@ int writeMissingReports() {
             !hcrpt::hasEnded(trace.processId, trace.time))
             continue;
         // Whatever comes of it, once: a trace that cannot be dealt with would be tried for ever.
-        doneTraces().push_back(trace);
+        doneTraces()[trace.path] = trace;
         if (hcrpt::hasReport(trace)) continue;
         ChildResult result = ChildResult::failed;
         if (writeReport(trace, result)) ++written;
