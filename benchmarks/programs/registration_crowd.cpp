@@ -14,6 +14,7 @@
 #include <ctime>
 #include <vector>
 
+#include "benchmarks/support/Clock.h"
 #include "benchmarks/support/Session.h"
 #include "hcrpt/HCrashReporter.h"
 
@@ -26,18 +27,12 @@ struct Shared {
     std::atomic<std::int64_t> longest;
 };
 
-std::int64_t now() {
-    timespec time = {};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return std::int64_t{1000000000} * time.tv_sec + time.tv_nsec;
-}
-
 void registerAndTell(Shared& shared) {
     ++shared.ready;
     while (!shared.go) usleep(100);
-    const std::int64_t start = now();
+    const std::int64_t start = bench::now();
     if (HCrashReporter::registerThisProcess()) ++shared.registered;
-    const std::int64_t taken = now() - start;
+    const std::int64_t taken = bench::now() - start;
     std::int64_t longest = shared.longest;
     while (taken > longest && !shared.longest.compare_exchange_weak(longest, taken)) {
     }

@@ -12,16 +12,11 @@
 #include <filesystem>
 #include <string>
 
+#include "benchmarks/support/Clock.h"
 #include "benchmarks/support/Session.h"
 #include "hcrpt/HCrashCapture.h"
 
 namespace {
-
-std::int64_t now() {
-    timespec time = {};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return std::int64_t{1000000000} * time.tv_sec + time.tv_nsec;
-}
 
 // In a child each time: the arena of a report is never given back.
 template <class Function>
@@ -29,9 +24,9 @@ void timeInChild(const char* name, Function function) {
     std::fflush(stdout);
     const pid_t child = fork();
     if (child == 0) {
-        const std::int64_t start = now();
+        const std::int64_t start = bench::now();
         function();
-        std::printf("%s %lld\n", name, static_cast<long long>(now() - start));
+        std::printf("%s %lld\n", name, static_cast<long long>(bench::now() - start));
         std::fflush(stdout);
         _exit(0);
     }

@@ -19,6 +19,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "benchmarks/support/Clock.h"
 #include "benchmarks/support/Mark.h"
 
 namespace {
@@ -28,21 +29,11 @@ namespace {
     std::exit(EXIT_FAILURE);
 }
 
-std::int64_t nanoseconds(const timespec& time) {
-    return std::int64_t{1000000000} * time.tv_sec + time.tv_nsec;
-}
-
-std::int64_t now() {
-    timespec time = {};
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return nanoseconds(time);
-}
-
 std::int64_t awaitClose(int watch, const char* name) {
     alignas(inotify_event) char events[4096];
     for (;;) {
         const ssize_t size = read(watch, events, sizeof events);
-        const std::int64_t time = now();
+        const std::int64_t time = bench::now();
         if (size <= 0) fail("inotify");
         for (ssize_t at = 0; at < size;) {
             const auto* const event = reinterpret_cast<const inotify_event*>(events + at);
@@ -70,7 +61,7 @@ int main(int argc, char** argv) {
     }
     int mark[2];
     if (pipe2(mark, O_CLOEXEC) != 0) fail("pipe");
-    const std::int64_t start = now();
+    const std::int64_t start = bench::now();
     const pid_t child = fork();
     if (child == 0) {
         dup2(STDERR_FILENO, STDOUT_FILENO);
@@ -86,13 +77,13 @@ int main(int argc, char** argv) {
     if (untilFile) kill(child, SIGKILL);
     int status = 0;
     if (waitpid(child, &status, 0) != child) fail("waitpid");
-    const std::int64_t end = untilFile ? closed : now();
+    const std::int64_t end = untilFile ? closed : bench::now();
 
     timespec marked = {};
     const bool hasMark = read(mark[0], &marked, sizeof marked) == sizeof marked;
     if (!fromStart && !hasMark) fail("no mark");
     std::printf("%lld %d\n",
-                static_cast<long long>(end - (fromStart ? start : nanoseconds(marked))),
+                static_cast<long long>(end - (fromStart ? start : bench::nanoseconds(marked))),
                 WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status));
     return EXIT_SUCCESS;
 }
