@@ -3,7 +3,7 @@
 #include <signal.h>
 #include <sys/time.h>
 
-#include "capture/ProcessEnd.h"
+#include "utils/ProcessEnd.h"
 
 namespace hcrpt::CrashDeadline {
 namespace {

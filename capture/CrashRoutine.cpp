@@ -17,9 +17,9 @@
 #include <cstdint>
 
 #include "capture/CrashDeadline.h"
-#include "capture/ProcessEnd.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptUtils.h"
+#include "utils/ProcessEnd.h"
 
 namespace HCrashReporter {
 namespace {

@@ -13,10 +13,10 @@
 #include <exception>
 #include <string>
 
-#include "capture/ProcessEnd.h"
 #include "crash_reporter/Log.h"
 #include "crash_reporter/Readable.h"
 #include "hcrpt/HCrashReporter.h"
+#include "utils/ProcessEnd.h"
 
 namespace crash_reporter {
 namespace {

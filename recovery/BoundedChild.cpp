@@ -9,6 +9,7 @@
 #include <cerrno>
 
 #include "utils/Message.h"
+#include "utils/ProcessEnd.h"
 #include "utils/QuietDeath.h"
 
 namespace hcrpt {
@@ -36,7 +37,7 @@ bool runs(const std::function<bool()>& task) {
         while (write(result, &kSucceeded, 1) < 0 && errno == EINTR) {
         }
     }
-    _exit(0);
+    endProcess(0);
 }
 
 /// Waits until the child has sent its result or has ended without one.

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string>
 
+#include "utils/ProcessEnd.h"
 #include "utils/QuietDeath.h"
 #include "utils/WholeOutput.h"
 
@@ -82,7 +83,7 @@ enum Mark : char { kReadable = 'r', kNoName = 'n' };
     if (readable != nullptr) writeAll(result, readable.get(), std::strlen(readable.get()));
     const char mark = readable != nullptr ? kReadable : kNoName;
     writeAll(result, &mark, 1);
-    _exit(0);
+    endProcess(0);
 }
 
 DemangledName demangleApart(const char* name) {

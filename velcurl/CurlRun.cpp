@@ -12,6 +12,7 @@
 #include <cerrno>
 
 #include "platform/posix/FileDescriptor.h"
+#include "utils/ProcessEnd.h"
 
 namespace velcurl {
 namespace {
@@ -79,14 +80,14 @@ class Run {
         }
         if (m_curl == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
-            if (getppid() != self) _exit(1);  // velcurl died before that
+            if (getppid() != self) hcrpt::endProcess(1);  // velcurl died before that
             dup2(m_answer.writeEnd.get(), STDOUT_FILENO);
             dup2(m_trace.writeEnd.get(), STDERR_FILENO);
             sigprocmask(SIG_SETMASK, &m_maskBefore, nullptr);
             execve(program.c_str(), arguments.data(), environment.data());
             const int error = errno;
             const ssize_t ignored = write(m_failure.writeEnd.get(), &error, sizeof error);
-            _exit(ignored < 0 ? 2 : 1);
+            hcrpt::endProcess(ignored < 0 ? 2 : 1);
         }
         for (Pipe* pipe : {&m_trace, &m_answer, &m_failure}) pipe->writeEnd.close();
         for (const Pipe* pipe : {&m_trace, &m_answer})

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "utils/ProcessEnd.h"
 #include "velcurl/CurlArguments.h"
 #include "velcurl/CurlEnvironment.h"
 #include "velcurl/CurlProgram.h"
@@ -49,6 +50,7 @@ void endBySignal(int number) {
     sigset_t all;
     sigfillset(&all);
     sigprocmask(SIG_UNBLOCK, &all, nullptr);
+    hcrpt::writeCoverage();
     raise(number);
 }
 

@@ -10,15 +10,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace crash_reporter_test;
 
-class OnceTest : public testing::Test, protected ServedSession {
-  protected:
-    std::size_t reporters() const {
-        std::size_t count = 0;
-        for (const pid_t pid : session.processes())
-            if (isCrashReporter(pid)) ++count;
-        return count;
-    }
-};
+class OnceTest : public testing::Test, protected ServedSession {};
 
 TEST_F(OnceTest, ASecondOneLeavesAndSaysWhy) {
     ChildProcess host = registerHost();

@@ -97,6 +97,13 @@ bool ServedSession::isStoreEmptyOfReports() const {
     return session.eventually([this] { return session.inStore("CrashReport_").empty(); });
 }
 
+std::size_t ServedSession::reporters() const {
+    std::size_t count = 0;
+    for (const pid_t pid : session.processes())
+        if (isCrashReporter(pid)) ++count;
+    return count;
+}
+
 long sleepsOf(pid_t pid) {
     return statusOf(pid, "voluntary_ctxt_switches");
 }

@@ -50,6 +50,8 @@ class ServedSession {
     /// Ends a registered process; nothing is left of it.
     void end(ChildProcess& host) const;
     bool isStoreEmptyOfReports() const;
+    /// Running crash reporters of the session; the process in which one makes a pass counts, too.
+    std::size_t reporters() const;
 
     CrashSession session;
 

@@ -14,9 +14,7 @@
 #include <fstream>
 #include <thread>
 
-#ifdef HCRPT_COVERAGE
-extern "C" void __gcov_dump();
-#endif
+#include "utils/ProcessEnd.h"
 
 namespace test_support {
 namespace {
@@ -80,10 +78,7 @@ ChildProcess ChildProcess::fork(const std::function<int()>& body) {
         dup2(child.m_stderr, STDERR_FILENO);
         const int code = body();
         std::fflush(nullptr);
-#ifdef HCRPT_COVERAGE
-        __gcov_dump();  // counters are written by an exit handler otherwise
-#endif
-        _exit(code);
+        hcrpt::endProcess(code);
     }
     return child;
 }
