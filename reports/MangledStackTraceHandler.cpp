@@ -8,6 +8,7 @@
 #include "reports/ConvertedTraces.h"
 #include "reports/ReadableLog.h"
 #include "utils/FileListing.h"
+#include "utils/OpenStream.h"
 #include "utils/WholeFile.h"
 
 namespace {
@@ -56,6 +57,7 @@ std::string MangledStackTraceHandler::demangleBTFile(const std::string& rawTrace
     std::string log = rawTrace;
     log.erase(mark, std::strlen(kMangledMark));
 
+    if (hcrpt::isNamedPipe(rawTrace)) return log;  // would hold up all that wait for other traces
     const hcrpt::TraceConversion conversion(rawTrace);
     std::ifstream raw(rawTrace, std::ios::binary);
     if (!raw.is_open()) return log;

@@ -8,6 +8,7 @@
 #include "HUTFile.h"
 #include "hcrpt/HCrashRptUtils.h"
 #include "utils/Message.h"
+#include "utils/OpenStream.h"
 
 namespace HCrashRptUtils {
 
@@ -31,6 +32,7 @@ int fileLock(int fd, const std::string& mode) {
 }
 
 bool isFileEmpty(std::string path) {
+    if (hcrpt::isNamedPipe(path)) return true;  // would hold up all other reports
     std::ifstream in(path, std::ios::binary);
     return in.get() == std::ifstream::traits_type::eof();
 }

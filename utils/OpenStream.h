@@ -2,6 +2,8 @@
 /// Opening file streams.
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <ios>
 #include <string>
@@ -16,6 +18,13 @@ void openStream(Stream& stream, const std::string& path, std::ios::openmode mode
         errno = 0;
         stream.open(path, mode);
     } while (!stream.is_open() && errno == EINTR);
+}
+
+/// Whether the path leads to a named pipe: opening one for reading waits until somebody writes into
+/// it. @crashtime
+inline bool isNamedPipe(const std::string& path) {
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
 }
 
 }  // namespace hcrpt

@@ -40,8 +40,8 @@ class HCRPT_EXPORT MangledStackTraceHandler : public HCrashReportHandler {
     /// "mangled_": lines without directories, without frames of this library and of the in-house
     /// stream library, without empty lines, with demangled names. The log appears whole under its
     /// name; a log of that name is replaced. On a full disk it is cut short.
-    /// @return the log's path, also when the raw trace cannot be read; empty when the path holds no
-    ///         "mangled_".
+    /// @return the log's path, also when the raw trace cannot be read or is a named pipe, which is
+    ///         not opened; empty when the path holds no "mangled_".
     /// @throws std::out_of_range for a path of fewer than 18 characters.
     std::string demangleBTFile(const std::string& rawTrace);
 };

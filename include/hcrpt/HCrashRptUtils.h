@@ -33,7 +33,8 @@ HCRPT_EXPORT ssize_t fileWrite(int fd, const std::string& data);
 /// @return flock()'s result: 0, or -1 with errno (EWOULDBLOCK when held elsewhere); -1 without a
 ///         call for any other mode.
 HCRPT_EXPORT int fileLock(int fd, const std::string& mode);
-/// True when no first character can be read: the file is empty or cannot be opened.
+/// True when no first character can be read: the file is empty or cannot be opened. A named pipe is
+/// not opened, which could take for ever, and counts as empty.
 HCRPT_EXPORT bool isFileEmpty(std::string path);
 /// Deals with a report that holds nothing.
 /// @return false when the file has content, and is to be sent. Otherwise removes it (an empty path

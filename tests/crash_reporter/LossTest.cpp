@@ -2,6 +2,7 @@
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <thread>
@@ -37,6 +38,21 @@ class LossTest : public testing::Test, protected ServedSession {
 
     ChildProcess host = registerHost();
 };
+
+// --- Files of a strange kind --------------------------------------------------------------------
+
+// Only their owner can put them there; opening one waits for somebody who writes into it.
+TEST_F(LossTest, NamedPipesHoldNothingUp) {
+    ChildProcess reporter = serve();
+    for (const char* name : {"hs_mangled_err_pid1.log", "CrashReport_1.json"})
+        ASSERT_EQ(mkfifo((session.store + "/" + name).c_str(), S_IRUSR | S_IWUSR), 0);
+    EXPECT_TRUE(isReadable(addRawTrace(2)));
+    session.addReport("CrashReport_2.json", "{}");
+    EXPECT_TRUE(isStoreEmptyOfReports());
+    expectNoSpin(reporter);
+    expectLeaves(reporter);
+    EXPECT_EQ(delivered(), (std::map<std::string, int>{{"CrashReport_2.json", 1}}));
+}
 
 // --- A store that vanishes ----------------------------------------------------------------------
 

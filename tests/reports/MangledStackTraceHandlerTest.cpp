@@ -195,6 +195,12 @@ TEST_F(MangledStackTraceHandlerTest, UnreadableTraceGivesAPathWithoutAFile) {
     EXPECT_EQ(capture.text(), "");
 }
 
+TEST_F(MangledStackTraceHandlerTest, ANamedPipeIsUnreadableAndNotWaitedFor) {
+    ASSERT_EQ(mkfifo(raw.c_str(), S_IRUSR | S_IWUSR), 0);
+    EXPECT_EQ(handler.demangleBTFile(raw), log);
+    EXPECT_FALSE(fs::exists(log));
+}
+
 TEST_F(MangledStackTraceHandlerTest, UnreadableTraceLeavesAnOlderLogAlone) {
     test_support::writeFile(log, "older\n");
     EXPECT_EQ(handler.demangleBTFile(raw), log);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -151,6 +152,13 @@ TEST(FileUtilsTest, FileWithoutAReadableFirstCharacterIsEmpty) {
     EXPECT_TRUE(HCrashRptUtils::isFileEmpty(dir / "missing"));
     EXPECT_TRUE(HCrashRptUtils::isFileEmpty(dir.path()));
     EXPECT_TRUE(HCrashRptUtils::isFileEmpty(""));
+}
+
+TEST(FileUtilsTest, ANamedPipeIsEmptyAndNotWaitedFor) {
+    const TempDir dir;
+    const std::string pipe = dir / "pipe";
+    ASSERT_EQ(mkfifo(pipe.c_str(), S_IRUSR | S_IWUSR), 0);
+    EXPECT_TRUE(HCrashRptUtils::isFileEmpty(pipe));
 }
 
 TEST(FileUtilsTest, FileWithAnyFirstByteIsNotEmpty) {
