@@ -1,9 +1,12 @@
 // One crash reporter per session, and always one where a registered process runs.
 #include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <list>
 
 #include "ServedSession.h"
+#include "support/MissingSystemCall.h"
 
 namespace {
 
@@ -22,6 +25,23 @@ TEST_F(OnceTest, ASecondOneLeavesAndSaysWhy) {
     EXPECT_TRUE(isReadable(addRawTrace(1)));
     end(host);
     EXPECT_EQ(first.wait(session.timeLeft()), exitedWith(0));
+}
+
+// Some network file systems have none; a crash reporter more is better than none.
+TEST_F(OnceTest, WithoutFileLocksItServesAndSaysSo) {
+    ChildProcess host = registerHost();
+    ChildProcess reporter = session.startReporter([] {
+        if (!test_support::takeAwaySystemCall(SYS_flock)) _exit(126);
+    });
+    EXPECT_TRUE(session.isLogged(reporter.pid(), CrashSession::recordOf(host.pid())));
+    EXPECT_TRUE(isReadable(addRawTrace(1)));
+    end(host);
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+    EXPECT_EQ(timesIn(session.log(reporter.pid()),
+                      "[Crash Reporter] Error: Could not lock " + session.sessionDirectory +
+                          "/reporter.lock, so another crash reporter of this session would "
+                          "not be noticed.\n"),
+              1U);
 }
 
 TEST_F(OnceTest, OneThatWasKilledIsSucceeded) {

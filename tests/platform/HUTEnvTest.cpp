@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -149,6 +150,31 @@ TEST(HUTEnvTest, TheProgramNameIsThatOfTheRunningFileNotOfALinkToIt) {
     auto child = ChildProcess::exec({dir / "link", "program-name"});
     ASSERT_EQ(child.wait(), exitedWith(0));
     EXPECT_EQ(child.standardOutput(), "print_facts\n");
+}
+
+// An update may replace a program's file at any time; the kernel then adds a mark to its name.
+TEST(HUTEnvTest, AProgramWhoseFileIsGoneKeepsItsName) {
+    const TempDir dir;
+    const std::string path = dir / "host";
+    std::filesystem::copy_file(PRINT_FACTS_PROGRAM, path);
+    auto child = ChildProcess::fork([&path] {
+        const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        unlink(path.c_str());
+        std::string arguments[] = {path, "program-name"};
+        char* const vector[] = {arguments[0].data(), arguments[1].data(), nullptr};
+        fexecve(file, vector, environ);
+        return 127;
+    });
+    ASSERT_EQ(child.wait(), exitedWith(0));
+    EXPECT_EQ(child.standardOutput(), "host\n");
+}
+
+TEST(HUTEnvTest, AFileThatIsNamedLikeAGoneOneKeepsItsName) {
+    const TempDir dir;
+    std::filesystem::copy_file(PRINT_FACTS_PROGRAM, dir / "host (deleted)");
+    auto child = ChildProcess::exec({dir / "host (deleted)", "program-name"});
+    ASSERT_EQ(child.wait(), exitedWith(0));
+    EXPECT_EQ(child.standardOutput(), "host (deleted)\n");
 }
 
 TEST(HUTEnvTest, TheCommandLineIsAllArguments) {
