@@ -5,24 +5,26 @@
 namespace crash_reporter {
 
 bool PassSchedule::isDue(const Reports& waiting, Time now) const {
+    if (m_killed && m_nextTry && now < *m_nextTry) return false;
     const bool anyNew =
         std::any_of(waiting.begin(), waiting.end(),
                     [this](const std::string& report) { return m_tried.count(report) == 0; });
     return anyNew || (!waiting.empty() && (!m_nextTry || now >= *m_nextTry));
 }
 
-bool PassSchedule::ended(const Reports& waiting, Time now) {
+bool PassSchedule::ended(const Reports& waiting, bool killed, Time now) {
+    m_killed = killed;
     const bool gotSomewhere =
         std::any_of(m_tried.begin(), m_tried.end(),
                     [&waiting](const std::string& report) { return waiting.count(report) == 0; });
-    if (gotSomewhere || m_tried.empty()) {
+    if (!killed && (gotSomewhere || m_tried.empty())) {
         m_nextTry.reset();
         m_pauses.reset();
         return false;
     }
     const bool first = !m_nextTry;
     m_nextTry = now + m_pauses.next();
-    return first;
+    return first && !gotSomewhere;
 }
 
 }  // namespace crash_reporter

@@ -218,7 +218,7 @@ void Service::passOver() {
     const bool ended = m_pass.hasEnded();
     if (ended && m_pass.wasKilled()) clearUp();
     const Reports waiting = waitingReports();
-    if (ended && m_schedule.ended(waiting, m_now))
+    if (ended && m_schedule.ended(waiting, m_pass.wasKilled(), m_now))
         complain(
             "A pass could not move any of the waiting reports, trying again from time to time.");
     if (m_pass.isRunning() || m_stopping) return;
@@ -228,7 +228,7 @@ void Service::passOver() {
         const std::string obstacle = obstacleToFiling(waiting);
         if (obstacle.empty()) {
             m_pass.begin();
-        } else if (m_schedule.ended(waiting, m_now)) {
+        } else if (m_schedule.ended(waiting, false, m_now)) {
             complain("Sending no reports: " + obstacle + ". Trying again from time to time.");
         }
     } else if (m_oldStore) {

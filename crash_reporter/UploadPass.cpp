@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <initializer_list>
 #include <string>
 
 #include "crash_reporter/Log.h"
@@ -28,8 +29,13 @@ int fatalSignal(int waitStatus) {
     return std::max(WEXITSTATUS(waitStatus) - kExitStatusOfSignal, 0);
 }
 
-[[noreturn]] void passInChild(pid_t parent) {
+void leaveFaultsUnreported() {
+    for (const int number : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT}) signal(number, SIG_DFL);
+}
+
+[[noreturn]] void passInChild(pid_t parent, bool afterCrash) {
     int status = EXIT_SUCCESS;
+    if (afterCrash) leaveFaultsUnreported();
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) hcrpt::endProcess(EXIT_FAILURE);  // it ended before that
     try {
@@ -53,7 +59,7 @@ void UploadPass::begin() {
     int ends[2] = {-1, -1};
     const pid_t self = getpid();
     m_child = pipe2(ends, O_CLOEXEC) == 0 ? fork() : -1;
-    if (m_child == 0) passInChild(self);
+    if (m_child == 0) passInChild(self, m_killed);
     // The child's copy closes with it, and makes this end readable.
     if (ends[1] >= 0) close(ends[1]);
     m_end.reset(ends[0]);

@@ -12,7 +12,8 @@ namespace crash_reporter {
 /// in a forked child, one at a time; it ends with this process, however that does.
 class UploadPass {
   public:
-    /// Begins one. Where no process can be had it is made here, and is over on return.
+    /// Begins one. Where no process can be had it is made here, and is over on return. A crash of
+    /// one that follows a crash is not reported: each report would be one more to send.
     void begin();
     bool isRunning() const { return m_child > 0; }
     /// Readable when the pass that runs has ended.

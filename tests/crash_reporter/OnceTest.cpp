@@ -12,6 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace crash_reporter_test;
+using test_support::writeFile;
 
 class OnceTest : public testing::Test, protected ServedSession {};
 
@@ -97,6 +98,32 @@ TEST_F(OnceTest, APassThatIsKilledIsMadeAgain) {
     EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
     EXPECT_EQ(session.filed(), std::vector<std::string>{"CrashReport_1.json.send_success"});
     EXPECT_EQ(timesIn(session.log(reporter.pid()), "was ended by signal 9."), 1U);
+}
+
+TEST_F(OnceTest, APassThatCrashesEachTimeIsReportedOnceAndMadeUntilItSucceeds) {
+    ChildProcess host = registerHost();
+    const std::string calm = session.directory / "calm";
+    session.replaceProgram("velcurl", R"(#!/bin/sh
+pass=$PPID
+[ -e ')" + calm + R"(' ] || while :; do
+    case $(readlink /proc/$pass/exe) in
+        */crash_reporter) kill -SEGV $pass; exit 1 ;;
+    esac
+    read -r pid name state pass rest </proc/$pass/stat
+done
+echo 'HTTP/1.1 200 OK'
+)");
+    session.addReport("CrashReport_1.json", "{}");
+    ChildProcess reporter = session.startReporter();
+    EXPECT_TRUE(session.isLogged(reporter.pid(), "Sending crash report"));
+    EXPECT_TRUE(session.eventually(
+        [&] { return timesIn(session.log(reporter.pid()), "was ended by signal 11.") == 3; }));
+    EXPECT_EQ(session.inStore("CrashReport_").size(), 2U) << "that of the host and one of a pass";
+    writeFile(calm, "");
+    EXPECT_TRUE(isStoreEmptyOfReports());
+    end(host);
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+    EXPECT_EQ(session.filed().size(), 2U);
 }
 
 TEST_F(OnceTest, OfTwentyStartedTogetherOneSendsFiftyReportsOnceEach) {

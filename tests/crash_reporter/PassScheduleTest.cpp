@@ -30,7 +30,7 @@ TEST_F(PassScheduleTest, NothingIsDueWithoutReports) {
 TEST_F(PassScheduleTest, WhatAPassThatGotSomewhereHasLeftIsDueAtOnce) {
     EXPECT_TRUE(schedule.isDue({"a", "b"}, now));
     schedule.begun({"a", "b"});
-    EXPECT_FALSE(schedule.ended({"b"}, now));
+    EXPECT_FALSE(schedule.ended({"b"}, false, now));
     EXPECT_TRUE(schedule.isDue({"b"}, now));
     EXPECT_FALSE(schedule.nextTry());
 }
@@ -39,7 +39,7 @@ TEST_F(PassScheduleTest, AfterAPassThatGotNowherePausesGrowUpToAMinute) {
     for (const int pause : {1, 2, 4, 8, 16, 32, 60, 60}) {
         ASSERT_TRUE(schedule.isDue({"a"}, now));
         schedule.begun({"a"});
-        EXPECT_EQ(schedule.ended({"a"}, now), pause == 1) << "to be told once";
+        EXPECT_EQ(schedule.ended({"a"}, false, now), pause == 1) << "to be told once";
         ASSERT_TRUE(schedule.nextTry());
         EXPECT_EQ(*schedule.nextTry(), now + seconds(pause));
         EXPECT_FALSE(schedule.isDue({"a"}, *schedule.nextTry() - std::chrono::milliseconds(500)));
@@ -49,24 +49,46 @@ TEST_F(PassScheduleTest, AfterAPassThatGotNowherePausesGrowUpToAMinute) {
 
 TEST_F(PassScheduleTest, ANewReportIsDueAtOnceAndOneThatArrivedDuringThePassToo) {
     schedule.begun({"a"});
-    schedule.ended({"a"}, now);
+    schedule.ended({"a"}, false, now);
     EXPECT_FALSE(schedule.isDue({"a"}, now));
     EXPECT_TRUE(schedule.isDue({"a", "b"}, now));
     schedule.begun({"a", "b"});
-    schedule.ended({"a", "b", "c"}, now);
+    schedule.ended({"a", "b", "c"}, false, now);
     EXPECT_TRUE(schedule.isDue({"a", "b", "c"}, now));
 }
 
 TEST_F(PassScheduleTest, AfterOneThatGotSomewherePausesBeginAgainAndItIsToldAgain) {
     for (int round = 0; round < 2; ++round) {
         schedule.begun({"a"});
-        EXPECT_TRUE(schedule.ended({"a"}, now));
+        EXPECT_TRUE(schedule.ended({"a"}, false, now));
         schedule.begun({"a"});
-        EXPECT_FALSE(schedule.ended({"a"}, now));
+        EXPECT_FALSE(schedule.ended({"a"}, false, now));
         EXPECT_EQ(*schedule.nextTry(), now + seconds(2));
         schedule.begun({"a", "b"});
-        EXPECT_FALSE(schedule.ended({"a"}, now));
+        EXPECT_FALSE(schedule.ended({"a"}, false, now));
     }
+}
+
+// It crashes at one of the reports each time, and each crash is one report more.
+TEST_F(PassScheduleTest, AfterAPassThatWasKilledNewReportsWaitTooThoughItGotSomewhere) {
+    for (const int pause : {1, 2, 4}) {
+        ASSERT_TRUE(schedule.isDue({"a", "b", "c"}, now));
+        schedule.begun({"a", "b"});
+        EXPECT_FALSE(schedule.ended({"b", "c"}, true, now)) << "it got somewhere";
+        EXPECT_EQ(*schedule.nextTry(), now + seconds(pause));
+        EXPECT_FALSE(schedule.isDue({"b", "c", "d"}, now));
+        now = *schedule.nextTry();
+    }
+    schedule.begun({"a", "b"});
+    schedule.ended({"b"}, false, now);
+    EXPECT_TRUE(schedule.isDue({"b"}, now));
+}
+
+TEST_F(PassScheduleTest, APassThatWasKilledAndGotNowhereIsToldOnce) {
+    schedule.begun({"a"});
+    EXPECT_TRUE(schedule.ended({"a"}, true, now));
+    schedule.begun({"a"});
+    EXPECT_FALSE(schedule.ended({"a"}, true, now));
 }
 
 }  // namespace
