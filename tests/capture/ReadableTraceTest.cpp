@@ -1,9 +1,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -355,6 +357,38 @@ TEST(PrintTraceTest, ARawTraceFileThatCannotBeReadIsNoFailure) {
     const StdoutCapture capture;
     EXPECT_EQ("", traceOver(scene, "", 9));
     EXPECT_EQ("", capture.text());
+}
+
+TEST(PrintTraceTest, ANewRawTraceFileMayBeReadByAll) {
+    const CrashScene scene;
+    const mode_t before = umask(0);
+    traceOver(scene, "", 9);
+    umask(before);
+    struct stat status = {};
+    ASSERT_EQ(0, stat(scene.rawTrace().c_str(), &status));
+    EXPECT_EQ(0644U, status.st_mode & 07777U);
+}
+
+// A caller may look at the frames of an earlier walk.
+TEST(PrintTraceTest, TheSharedArrayOfFramesIsLeftAlone) {
+    const CrashScene scene;
+    const auto frames = [] {
+        return std::vector<void*>(std::begin(HCrashReporter::s_btArray),
+                                  std::end(HCrashReporter::s_btArray));
+    };
+    HCrptLinuxExceptionHandler handler;
+    const std::vector<void*> before = frames();
+    writtenBy([&](int fd) { EXPECT_TRUE(handler.printTrace(fd, 9)); });
+    EXPECT_EQ(before, frames());
+}
+
+TEST(PrintTraceTest, NoDescriptorStaysOpen) {
+    const CrashScene scene;
+    HCrptLinuxExceptionHandler handler;
+    const auto descriptors = [] { return test_support::namesIn("/proc/self/fd").size(); };
+    const std::size_t before = descriptors();
+    writtenBy([&](int fd) { EXPECT_TRUE(handler.printTrace(fd, 9)); });
+    EXPECT_EQ(before, descriptors());
 }
 
 TEST(PrintTraceTest, EachCallTakesTwoBuffersFromTheArena) {

@@ -161,6 +161,15 @@ TEST_F(StackTraceTxtLogTest, TheCrashReportersHandlerTakesTheTraceAsWell) {
     EXPECT_GT(readFile(scene.rawTrace()).size(), 200U) << "no frames";
 }
 
+TEST_F(StackTraceTxtLogTest, NoDescriptorStaysOpen) {
+    makeHandler();
+    scene.makeReadableLog("log\n");
+    const auto descriptors = [] { return test_support::namesIn("/proc/self/fd").size(); };
+    const std::size_t before = descriptors();
+    writeLog(SIGILL);
+    EXPECT_EQ(before, descriptors());
+}
+
 // --- The raw trace cannot be written ------------------------------------------------------------
 
 const std::string kUnable =
@@ -215,6 +224,31 @@ TEST_F(StackTraceTxtLogTest, TheAnnouncementHasNoLineFeedOnPurpose) {
     duringSleep = [&] { duringWait = capture.text(); };
     writeLog(SIGQUIT);
     EXPECT_EQ(announcement(SIGQUIT), duringWait);
+}
+
+TEST_F(StackTraceTxtLogTest, TheCopyOfTheLogIsThereBeforeItIsNamed) {
+    makeHandler();
+    scene.makeReadableLog("log\n");
+    const StdoutCapture capture;
+    std::string saidBefore;
+    scene.platform.onCopyToDir = [&](const std::string& path, const auto&...) {
+        if (path == scene.readableLog()) saidBefore = capture.text();
+        return true;
+    };
+    writeLog(SIGSEGV);
+    EXPECT_EQ(announcement(SIGSEGV), saidBefore);
+    EXPECT_NE(saidBefore, capture.text());
+}
+
+TEST_F(StackTraceTxtLogTest, TheRawTraceIsInTheStoreBeforeTheWait) {
+    makeHandler();
+    std::string inStore;
+    duringSleep = [&] {
+        if (sleeps == 1) inStore = readFile(scene.store() + "/hs_mangled_err_pid4242.log");
+    };
+    writeLog(SIGSEGV);
+    EXPECT_NE("", inStore);
+    EXPECT_EQ(readFile(scene.rawTrace()), inStore);
 }
 
 TEST_F(StackTraceTxtLogTest, AMissingStoreIsMade) {
@@ -282,8 +316,14 @@ class TracelessHandler : public HCrptExceptionHandlerBase {
   public:
     bool install() override { return true; }
     bool printTrace(int, unsigned long) override { return true; }
-    bool printTraceMangled(int, unsigned long) override { return false; }
+    bool printTraceMangled(int, unsigned long frames) override {
+        askedFor = frames;
+        return false;
+    }
+
+    static unsigned long askedFor;
 };
+unsigned long TracelessHandler::askedFor = 0;
 
 TEST_F(StackTraceTxtLogTest, AHandlerThatTookNoTraceHandsNothingOverButWaits) {
     // In place of the one handler object of the process.
@@ -293,6 +333,7 @@ TEST_F(StackTraceTxtLogTest, AHandlerThatTookNoTraceHandsNothingOverButWaits) {
     scene.makeReadableLog("log\n");
     const StdoutCapture capture;
     writeLog(SIGSEGV);
+    EXPECT_EQ(100U, TracelessHandler::askedFor);
     EXPECT_EQ(announcement(SIGSEGV) + pointTo(scene.work() + "/hs_err_pid4242.log"),
               capture.flushedText());
     EXPECT_EQ(std::vector<std::string>{scene.readableLog() + " -> " + scene.work() + " mode 1"},

@@ -296,6 +296,19 @@ TEST_F(MangledStackTraceHandlerTest, EveryRawTraceOfTheStoreIsMadeReadable) {
     EXPECT_FALSE(fs::exists(store + "/other_err_pid3.log"));
 }
 
+TEST_F(MangledStackTraceHandlerTest, AReportThatComesWhileTracesAreMadeReadableIsListed) {
+    const ScopedFakePlatform platform;
+    const ScopedEnvVar info("ZEB_SESSION_INFO", dir.path() + ":1");
+    const std::string store = dir / ".crashReporter/1/crashStore";
+    fs::create_directories(store);
+    test_support::writeFile(store + "/hs_mangled_err_pid1.log", "one\n");
+    beforeRename = [&](const std::string&, const std::string&) {
+        test_support::writeFile(store + "/CrashReport_a.json", "{}");
+    };
+    EXPECT_EQ(handler.getReportsInCrashStore(),
+              std::vector<std::string>{store + "/CrashReport_a.json"});
+}
+
 TEST_F(MangledStackTraceHandlerTest, EveryLineOfALongTraceIsWrittenOnce) {
     std::string raw_lines;
     std::string expected;
