@@ -15,6 +15,7 @@
 #include "capture/LinkSeams.h"
 #include "hcrpt/HCrashCapture.h"
 #include "support/CrashArena.h"
+#include "support/ScopedEnvVar.h"
 #include "support/StdoutCapture.h"
 
 using namespace HCrashReporter;
@@ -109,6 +110,21 @@ TEST(CrashReportTest, AMissingStoreIsMade) {
     ASSERT_FALSE(std::filesystem::exists(scene.store()));
     HCrptExceptionHandlerBase::writeCrashReport();
     EXPECT_NE("", scene.report());
+}
+
+TEST(CrashReportTest, TheReportGoesToTheStoreOfTheCrash) {
+    const CrashScene scene;
+    scene.makeReadableLog(kLog);
+    HCrptExceptionHandlerBase::get("");
+    const test_support::ScopedEnvVar session("ZEB_SESSION_INFO", scene.work() + ":later");
+    HCrptExceptionHandlerBase::writeCrashReport();
+    EXPECT_EQ("", scene.report());
+    const std::string store = scene.work() + "/.crashReporter/later/crashStore";
+    const Names names = test_support::namesIn(store);
+    ASSERT_EQ(1U, names.size());
+    EXPECT_EQ(kPopulated + Names{"signalNumber"} + kOfTheTrace,
+              namesOf(parsed(store + "/" + names[0])))
+        << "the log's place was fixed at the start";
 }
 
 TEST(CrashReportTest, WithoutAStoreThereIsAMessage) {

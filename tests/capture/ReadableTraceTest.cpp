@@ -354,9 +354,11 @@ TEST(PrintTraceTest, ARawTraceFileThatCannotBeReadIsNoFailure) {
         const bool reads = path == scene.rawTrace() && (flags & O_ACCMODE) == O_RDONLY;
         return reads ? std::optional<int>(-1) : std::nullopt;
     });
+    char* const end = static_cast<char*>(HCrptResourceMgr::allocateMem(0));
     const StdoutCapture capture;
     EXPECT_EQ("", traceOver(scene, "", 9));
     EXPECT_EQ("", capture.text());
+    EXPECT_EQ(end, HCrptResourceMgr::allocateMem(0)) << "memory was taken that nothing needs";
 }
 
 TEST(PrintTraceTest, ANewRawTraceFileMayBeReadByAll) {

@@ -20,6 +20,7 @@
 #include "hcrpt/HCrashCapture.h"
 #include "support/ChildProcess.h"
 #include "support/CrashArena.h"
+#include "support/ScopedEnvVar.h"
 #include "support/StdoutCapture.h"
 
 using namespace HCrashReporter;
@@ -249,6 +250,37 @@ TEST_F(StackTraceTxtLogTest, TheRawTraceIsInTheStoreBeforeTheWait) {
     writeLog(SIGSEGV);
     EXPECT_NE("", inStore);
     EXPECT_EQ(readFile(scene.rawTrace()), inStore);
+}
+
+TEST_F(StackTraceTxtLogTest, TheLogIsCopiedToTheWorkingDirectoryOfTheCrash) {
+    makeHandler();
+    scene.makeReadableLog("readable\n");
+    const std::string start = scene.work();
+    const std::string now = start + "/now";
+    std::filesystem::create_directory(now);
+    scene.platform.fakeWorkingDirectory = now;
+    const StdoutCapture capture;
+    writeLog(SIGSEGV);
+    EXPECT_EQ(announcement(SIGSEGV) + pointTo(now + "/hs_err_pid4242.log"), capture.flushedText());
+    EXPECT_EQ((std::vector<std::string>{"hs_err_pid4242.log"}), test_support::namesIn(now));
+    EXPECT_EQ((std::vector<std::string>{"hs_mangled_err_pid4242.log", "now"}),
+              test_support::namesIn(start))
+        << "the raw trace's place was fixed at the start";
+}
+
+TEST_F(StackTraceTxtLogTest,
+       TheRawTraceGoesToTheStoreOfTheCrashAndTheLogIsAwaitedInThatOfTheStart) {
+    makeHandler();
+    scene.makeReadableLog("readable\n");
+    const test_support::ScopedEnvVar session("ZEB_SESSION_INFO", scene.work() + ":later");
+    const StdoutCapture capture;
+    writeLog(SIGSEGV);
+    EXPECT_EQ(announcement(SIGSEGV) + pointTo(scene.work() + "/hs_err_pid4242.log"),
+              capture.flushedText());
+    EXPECT_EQ((std::vector<std::string>{"hs_err_pid4242.log"}),
+              test_support::namesIn(scene.store()));
+    EXPECT_EQ((std::vector<std::string>{"hs_mangled_err_pid4242.log"}),
+              test_support::namesIn(scene.work() + "/.crashReporter/later/crashStore"));
 }
 
 TEST_F(StackTraceTxtLogTest, AMissingStoreIsMade) {
