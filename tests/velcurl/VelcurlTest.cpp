@@ -3,11 +3,14 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
 
 #include "support/ChildProcess.h"
+#include "support/MissingSystemCall.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -286,6 +289,19 @@ TEST_F(VelcurlTest, WithoutFreeDescriptorsItSaysThatCurlCannotBeRun) {
     EXPECT_EQ(shell.standardError(),
               "velcurl: cannot run " + (dir / "curl") + ": Too many open files\n");
     EXPECT_FALSE(std::filesystem::exists(dir / "arguments")) << "curl was run";
+}
+
+TEST_F(VelcurlTest, WithoutAFurtherProcessItSaysThatCurlCannotBeRun) {
+    makeFakeCurl();
+    ChildProcess child = ChildProcess::fork([this] {
+        setenv("VELCURL_CURL", (dir / "curl").c_str(), 1);
+        if (!test_support::takeAwaySystemCall(SYS_clone)) return 1;
+        execl(VELCURL_PROGRAM, VELCURL_PROGRAM, "https://host/", nullptr);
+        return 1;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(126));
+    EXPECT_EQ(child.standardError(),
+              "velcurl: cannot run " + (dir / "curl") + ": Function not implemented\n");
 }
 
 TEST_F(VelcurlTest, AnIgnoredEndOfChildrenDoesNotTakeTheStatusAway) {
