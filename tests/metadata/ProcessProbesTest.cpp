@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "SystemSpy.h"
 #include "TreeText.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "support/CrashArena.h"
@@ -43,6 +44,8 @@ TEST(GetTestcaseTest, WorkingDirectoryIsPutInFrontOfAnAbsolutePathToo) {
     ScopedFakePlatform platform;
     platform.fakeWorkingDirectory = "/home/tester";
     EXPECT_EQ("/home/tester//a/run.tcl", Manager().getTestcase("prog -source /a/run.tcl"));
+    platform.fakeWorkingDirectory = "/";
+    EXPECT_EQ("//run.tcl", Manager().getTestcase("prog -source run.tcl"));
 }
 
 TEST(GetTestcaseTest, WithoutScriptIsEmptyInsideAndOutside) {
@@ -80,6 +83,18 @@ TEST(GuiStrDumpTest, EmptyPathAddsNothing) {
 
 TEST(GuiStrDumpTest, MissingFileAddsNothingAndSaysNothing) {
     TempDir dir;
+    StdoutCapture output;
+    Manager manager;
+    EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));
+    EXPECT_TRUE(manager.getTable().empty());
+    EXPECT_EQ("", output.text());
+}
+
+TEST(GuiStrDumpTest, FileThatCannotBeOpenedAddsNothingAndSaysNothing) {
+    TempDir dir;
+    writeFile(dir / "dump", "line\n");
+    SystemSpy spy;
+    spy.files[dir / "dump"] = std::nullopt;
     StdoutCapture output;
     Manager manager;
     EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));

@@ -169,6 +169,11 @@ TEST(StackTraceAnalysisTest, LineThatContainsTheInHouseWordAnywhereIsJudged) {
               analysisOf({"/opt/libzeb_dir/prog(f()+0x1)[0x1]"}));
 }
 
+TEST(StackTraceAnalysisTest, FrameOfALibraryWithoutUnderscoreIsJudged) {
+    EXPECT_EQ((Texts{"subSystem[Router]", "functionName[f()]"}),
+              analysisOf({"/opt/lib/libzebRouter.so(f()+0x1)[0x1]"}));
+}
+
 TEST(StackTraceAnalysisTest, TwoErrorLinesGiveTwoSignalNumbers) {
     EXPECT_EQ((Texts{"signalNumber[11]", "signalNumber[6]", "subSystem[A]", "functionName[f()]"}),
               analysisOf({"# An unexpected error has occurred (11)",
@@ -258,6 +263,14 @@ TEST(FailingFrameTest, WithoutSuffixTheSubsystemRunsToTheEnd) {
     });
 }
 
+// Only the first ".so" ends a subsystem, also where it stands before it.
+TEST(FailingFrameTest, SuffixBeforeTheSubsystemLetsItRunToTheEnd) {
+    expectFrames({
+        {"x.so libzeb_A.so(f+1)", "A.so(f+1)", "f"},
+        {"x.so libzebB.so(f+1)", "B.so(f+1)", "f"},
+    });
+}
+
 TEST(FailingFrameTest, FunctionStandsBetweenParenthesisAndPlus) {
     expectFrames({
         {"libzeb_A.so(+0x1)[0x1]", "A", nullptr},
@@ -324,6 +337,7 @@ TEST(GetSignalNumberTest, IsTheTextBetweenTheFirstParentheses) {
         {"open (11", "11"},
         {"open (", ""},
         {"wrong ) order (11 end", "11 end"},
+        {"wrong ) order (11) end", "11) end"},
         {")(", ""},
         {")", ""},
     };
