@@ -92,6 +92,27 @@ TEST_F(ClientInfoCLTest, ATemporaryDirectoryThatCannotBeMadeIsEmptyAndReported) 
               "[Crash Reporter] Error: Could not create tmp dir: " + temporary + "\n");
 }
 
+TEST_F(ClientInfoCLTest, OneThatCannotBeMadeIsReportedByItsCanonicalName) {
+    std::filesystem::create_directory(directory / "real");
+    std::filesystem::create_directory_symlink(directory / "real", directory / "link");
+    platform.fakeTmpDir = directory / "link";
+    platform.onMkDirRecursive = [](const std::string&) { return false; };
+    StdoutCapture output;
+    EXPECT_EQ(ClientInfoCL().getTempDir(), "");
+    EXPECT_EQ(output.flushedText(), "[Crash Reporter] Error: Could not create tmp dir: " +
+                                        (directory / "real/CrashReporter") + "\n");
+}
+
+TEST_F(ClientInfoCLTest, WhetherItIsThereIsAskedOfTheCanonicalName) {
+    const std::string canonical = directory / "canonical";
+    std::filesystem::create_directory(canonical);
+    platform.onCanonicalName = [&](const std::string&) { return canonical; };
+    StdoutCapture output;
+    EXPECT_EQ(ClientInfoCL().getTempDir(), canonical);
+    EXPECT_EQ(output.text(), "");
+    EXPECT_FALSE(std::filesystem::exists(temporary));
+}
+
 TEST_F(ClientInfoCLTest, WithoutACanonicalNameTheTemporaryDirectoryIsEmptyAndNothingIsMadeOrSaid) {
     platform.onCanonicalName = [](const std::string&) { return std::string(); };
     StdoutCapture output;

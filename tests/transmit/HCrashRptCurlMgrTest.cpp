@@ -316,6 +316,16 @@ TEST_F(HCrashRptCurlMgrTest, LaunchProcessRunsTheCommandThroughTheShellAndWaits)
                                         "\n[Crash Reporter] CURL LOG: HTTP/1.1 200 OK\n");
 }
 
+TEST_F(HCrashRptCurlMgrTest, LaunchProcessAnnouncesTheCommandBeforeItRuns) {
+    writeFile(log, kSuccess);
+    StdoutCapture output;
+    EXPECT_TRUE(HCrashRptCurlMgr::launchProcess("echo from the command", log));
+    EXPECT_EQ(output.flushedText(),
+              "[Crash Reporter] Running cmd: echo from the command\n"
+              "from the command\n"
+              "[Crash Reporter] CURL LOG: HTTP/1.1 200 OK\n");
+}
+
 TEST_F(HCrashRptCurlMgrTest, LaunchProcessAsksForTheShellAndAllFourFlags) {
     writeFile(log, kSuccess);
     std::string command;

@@ -187,6 +187,7 @@ TEST_F(HCrashRptFileTransmitMgrTest, AMissingToolIsAFailureWithoutACommand) {
     std::filesystem::remove(tool.path());
     StdoutCapture output;
     EXPECT_FALSE(HCrashRptFileTransmitMgr::uploadToServer(report));
+    EXPECT_EQ(withoutTimes(output.flushedText()), sending);
     EXPECT_EQ(
         withoutTimes(output.text()),
         sending +
