@@ -11,7 +11,8 @@
 #include <ctime>
 #include <functional>
 #include <optional>
-#include <utility>
+
+#include "support/ScopedSeam.h"
 
 /// The linker sends these calls here (--wrap). A function that is set answers instead of the
 /// system, unless it gives std::nullopt: then the real call follows.
@@ -29,22 +30,6 @@ extern std::function<std::optional<void*>(std::size_t length, int flags)> onMmap
 /// Makes malloc() of exactly this size fail.
 extern std::optional<std::size_t> failingMallocSize;
 
-/// Sets a seam for the time of a scope.
-template <typename Function>
-class ScopedSeam {
-  public:
-    template <typename Value>
-    ScopedSeam(Function& seam, Value value) : m_seam(seam) {
-        m_seam = std::move(value);
-    }
-    ~ScopedSeam() { m_seam = Function(); }
-    ScopedSeam(const ScopedSeam&) = delete;
-    ScopedSeam& operator=(const ScopedSeam&) = delete;
-
-  private:
-    Function& m_seam;
-};
-template <typename Function, typename Value>
-ScopedSeam(Function&, Value) -> ScopedSeam<Function>;
+using test_support::ScopedSeam;
 
 }  // namespace seams

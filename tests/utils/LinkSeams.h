@@ -7,7 +7,8 @@
 #include <ctime>
 #include <functional>
 #include <optional>
-#include <utility>
+
+#include "support/ScopedSeam.h"
 
 /// The linker sends these calls here (--wrap). A function that is set answers instead of the
 /// system; each test resets what it has set (ScopedSeam).
@@ -22,22 +23,6 @@ extern std::function<char*(const std::time_t*, char*)> onCtime;
 /// Runs before the real call, which follows.
 extern std::function<void(const char*, const char*)> beforeRename;
 
-/// Sets a seam for the time of a scope.
-template <typename Function>
-class ScopedSeam {
-  public:
-    template <typename Value>
-    ScopedSeam(Function& seam, Value value) : m_seam(seam) {
-        m_seam = std::move(value);
-    }
-    ~ScopedSeam() { m_seam = nullptr; }
-    ScopedSeam(const ScopedSeam&) = delete;
-    ScopedSeam& operator=(const ScopedSeam&) = delete;
-
-  private:
-    Function& m_seam;
-};
-template <typename Function, typename Value>
-ScopedSeam(Function&, Value) -> ScopedSeam<Function>;
+using test_support::ScopedSeam;
 
 }  // namespace seams
