@@ -165,6 +165,30 @@ TEST_F(ClientInfoCLTest, AssigningAFieldToItselfChangesNothing) {
     EXPECT_EQ(info.getCacert(), "f");
 }
 
+TEST_F(ClientInfoCLTest, WhatAGetterGaveStaysWhenTheFieldChanges) {
+    StdoutCapture output;
+    ClientInfoCL info;
+    info.setRegId("r");
+    info.setCoreDumpDir("c");
+    info.setProxy("p");
+    info.setCacert("f");
+    const std::string& regId = info.getRegId();
+    const std::string& coreDumpDir = info.getCoreDumpDir();
+    const std::string& tempDir = info.getTempDir();
+    const std::string& proxy = info.getProxy();
+    const std::string& cacert = info.getCacert();
+    info.setRegId("");
+    info.setCoreDumpDir("");
+    info.setTempDir("");
+    info.setProxy("");
+    info.setCacert("");
+    EXPECT_EQ(regId, "r");
+    EXPECT_EQ(coreDumpDir, "c");
+    EXPECT_EQ(tempDir, temporary);
+    EXPECT_EQ(proxy, "p");
+    EXPECT_EQ(cacert, "f");
+}
+
 TEST_F(ClientInfoCLTest, ACopyIsIndependent) {
     StdoutCapture output;
     ClientInfoCL info;

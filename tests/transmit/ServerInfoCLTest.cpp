@@ -40,6 +40,22 @@ TEST(ServerInfoCLTest, AssigningAFieldToItselfChangesNothing) {
     EXPECT_EQ(info.getAccess(), "a");
 }
 
+TEST(ServerInfoCLTest, WhatAGetterGaveStaysWhenTheFieldChanges) {
+    ServerInfoCL info;
+    info.setUrl("https://u");
+    info.setDomainName("d");
+    info.setAccess("a");
+    const std::string& url = info.getUrl();
+    const std::string& domainName = info.getDomainName();
+    const std::string& access = info.getAccess();
+    info.setUrl("");
+    info.setDomainName("");
+    info.setAccess("");
+    EXPECT_EQ(url, "https://u");
+    EXPECT_EQ(domainName, "d");
+    EXPECT_EQ(access, "a");
+}
+
 TEST(ServerInfoCLTest, ACopyIsIndependent) {
     ServerInfoCL info;
     info.setUrl("before");
