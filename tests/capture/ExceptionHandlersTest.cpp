@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 #include <new>
 #include <string>
@@ -513,6 +514,26 @@ TEST(ExceptionHandlersTest, TheBacktraceArrayIsPrimedWhenTheLibraryIsLoaded) {
 static_assert(sizeof(Base) == sizeof(void*));
 static_assert(sizeof(HCrptLinuxExceptionHandler) == 2 * sizeof(void*));
 static_assert(sizeof(HCrptSelfLinuxExceptionHandler) == 3 * sizeof(void*));
+
+TEST(ExceptionHandlersTest, TheRoutineThatAnObjectHoldsIsTheOneThatIsInstalled) {
+    using Routine = void (*)(int);
+    struct Fields {
+        void* table;
+        Routine inherited;
+        Routine own;
+    };
+    HCrptSelfLinuxExceptionHandler handler;
+    Fields fields;
+    static_assert(sizeof fields == sizeof handler);
+    std::memcpy(&fields, static_cast<void*>(&handler), sizeof fields);
+    EXPECT_EQ(&HCrptLinuxExceptionHandler::crptDefaultLinuxHandler, fields.inherited);
+    EXPECT_EQ(&HCrptSelfLinuxExceptionHandler::crptSelfLinuxSignalHandler, fields.own);
+
+    fields.inherited = [](int) {};
+    std::memcpy(static_cast<void*>(&handler), &fields, sizeof fields);
+    EXPECT_TRUE(handler.install());
+    for (const int number : kFatalSignals) EXPECT_EQ(fields.inherited, routineOf(number)) << number;
+}
 
 class RecordingHandler : public Base {
   public:

@@ -1,10 +1,14 @@
 // Every case needs memory that nobody has taken from yet; CTest runs each in a process of its own.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 #include <vector>
 
 #include "capture/CrashScene.h"
@@ -74,6 +78,26 @@ TEST(HCrptResourceMgrTest, AllocatingMakesTheResources) {
 
 TEST(HCrptResourceMgrTest, ThereIsOneInstance) {
     EXPECT_EQ(HCrptResourceMgr::get(), HCrptResourceMgr::get());
+}
+
+/// Holds up the first that asks for the process id, which is while the resources are made.
+class SlowPlatform : public test_support::ScopedFakePlatform {
+  public:
+    int pid() override {
+        if (++asked == 1) std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        return ScopedFakePlatform::pid();
+    }
+    std::atomic<int> asked{0};
+};
+
+TEST(HCrptResourceMgrTest, OfTwoThreadsThatAskAtOnceOneMakesThemAndTheOtherWaits) {
+    SlowPlatform platform;
+    std::thread first([] { HCrptResourceMgr::get(); });
+    while (platform.asked == 0) std::this_thread::yield();
+    HCrptResourceMgr::get();
+    EXPECT_NE("", HCrptResourceMgr::getStacktraceTempFilePath()) << "half made";
+    first.join();
+    EXPECT_EQ(1, platform.asked);
 }
 
 // --- Scratch buffers ----------------------------------------------------------------------------
@@ -188,6 +212,20 @@ TEST(HCrptResourceMgrTest, AForkedChildKeepsItsParentsPaths) {
     EXPECT_EQ(exitedWith(0), child.wait());
 }
 
+TEST(HCrptResourceMgrTest, AFurtherInstanceAppendsItsPathsOnPurpose) {
+    const CrashScene scene;
+    ChildProcess child = ChildProcess::fork([&] {
+        HCrptResourceMgr::get();
+        const HCrptResourceMgr further;
+        if (HCrptResourceMgr::getStacktraceLogPath() != scene.readableLog() + scene.readableLog())
+            return 1;
+        return HCrptResourceMgr::getStacktraceTempFilePath() == scene.rawTrace() + scene.rawTrace()
+                   ? 0
+                   : 2;
+    });
+    EXPECT_EQ(exitedWith(0), child.wait());
+}
+
 // --- After the destructor -----------------------------------------------------------------------
 
 char* s_arenaBeforeExit = nullptr;
@@ -219,6 +257,22 @@ TEST(HCrptResourceMgrTest, AfterItsDestructorBlocksComeFromASpareArena) {
     });
     EXPECT_EQ(exitedWith(0), child.wait());
 }
+
+#ifndef HCRPT_SANITIZE  // whose heap keeps no such books
+TEST(HCrptResourceMgrTest, ItsDestructorGivesArenaAndScratchBuffersBack) {
+    ChildProcess child = ChildProcess::fork([] {
+        constexpr std::size_t kAll = 50000 + 2 * 10000;
+        constexpr std::size_t kPaths = 5000;  // these stay
+        const std::size_t before = mallinfo2().uordblks;
+        {
+            const HCrptResourceMgr instance;
+            if (mallinfo2().uordblks < before + kAll) return 1;
+        }
+        return mallinfo2().uordblks < before + kPaths ? 0 : 2;
+    });
+    EXPECT_EQ(exitedWith(0), child.wait());
+}
+#endif
 
 TEST(HCrptResourceMgrTest, NothingIsReleasedWhileTheProcessRuns) {
     EXPECT_FALSE(HCrptResourceMgr::isReleased());
