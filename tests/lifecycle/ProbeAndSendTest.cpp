@@ -23,6 +23,8 @@ constexpr char kEmpty[] = "[Crash Reporter] Empty crash report not sent.\n";
 constexpr char kNoConsent[] =
     "[Crash Reporter] Crash report is not transmitted as no consent to send received.\n";
 
+const HCrashRptSettings::ConsentType consentAtLoad = HCrashReporter::consentType;
+
 std::size_t timesIn(const std::string& text, const std::string& part) {
     std::size_t times = 0;
     for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++times;
@@ -73,6 +75,10 @@ TEST_F(ProbeAndSendTest, RawTracesBecomeReadableOnTheWay) {
 }
 
 // --- getConsentAndBackupStatus --------------------------------------------------------------
+
+TEST_F(ProbeAndSendTest, ConsentIsNotKnownWhenTheLibraryIsLoaded) {
+    EXPECT_EQ(consentAtLoad, HCrashRptSettings::CONSENT_NOT_ASKED);
+}
 
 TEST_F(ProbeAndSendTest, ConsentIsAskedForOnlyWhenItIsNotKnown) {
     for (const auto known : {HCrashRptSettings::CONSENT_GIVEN, HCrashRptSettings::CONSENT_LATER,

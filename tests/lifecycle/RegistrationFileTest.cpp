@@ -81,6 +81,15 @@ TEST_F(RegistrationFileTest, TheFileIsForItsOwnerOnlyWhateverTheUmask) {
     EXPECT_EQ(status.st_mode & 07777u, 0600u);
 }
 
+TEST_F(RegistrationFileTest, TheFileIsClosedAgain) {
+    ChildProcess reporter = ChildProcess::fork([] {
+        const auto before = test_support::namesIn("/proc/self/fd");
+        if (HCrashReporter::createProcessRegistrationFile()) return 1;
+        return test_support::namesIn("/proc/self/fd") == before ? 0 : 2;
+    });
+    EXPECT_EQ(reporter.wait(), exitedWith(0));
+}
+
 TEST_F(RegistrationFileTest, AStoreWithoutARegistrationFileKeepsWhatItHolds) {
     const std::string report = addReport("CrashReport_1.json");
     const std::string trace = addReport("hs_mangled_err_pid1.log", "raw");
