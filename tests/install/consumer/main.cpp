@@ -7,6 +7,7 @@
 #include <hcrpt/HCrashReportMgr.h>
 #include <hcrpt/HCrashReporter.h>
 #include <hcrpt/HCrashRptMetaData.h>
+#include <hcrpt/HCrashRptRecovery.h>
 #include <hcrpt/HCrashRptSettings.h>
 #include <hcrpt/HCrashRptTransmit.h>
 #include <hcrpt/HCrashRptUtils.h>
