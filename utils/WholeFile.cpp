@@ -29,7 +29,10 @@ WholeFile::WholeFile(const std::string& path) : m_path(path) {
     if (exists && S_ISDIR(status.st_mode)) return;
     if (exists && !S_ISREG(status.st_mode)) {
         // A device must not be replaced by a file.
-        openInPlace();
+        if (S_ISFIFO(status.st_mode))
+            openPipe();
+        else
+            openInPlace();
         return;
     }
     // A rename would replace even a file that may not be written.
@@ -90,6 +93,14 @@ bool WholeFile::openBeside() {
     }
     m_temporary = name;
     return true;
+}
+
+void WholeFile::openPipe() {
+    // The usual way of opening waits for a reader, and with it all that wait for this file.
+    const int kept = open(m_path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    if (kept < 0) return;
+    openInPlace();
+    close(kept);
 }
 
 void WholeFile::openInPlace() {

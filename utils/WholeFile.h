@@ -24,7 +24,7 @@ class WholeFile {
     WholeFile& operator=(const WholeFile&) = delete;
 
     /// Whether the place can be written to. An existing directory at the path cannot, nor can a
-    /// file that this user may not write.
+    /// file that this user may not write, nor a named pipe that nobody reads.
     bool isOpen() const;
     std::ofstream& stream() { return m_stream; }
     /// Closes the file and puts it into its place, replacing an older one, if all that was written
@@ -41,6 +41,7 @@ class WholeFile {
     bool putInPlace();
     bool openBeside();
     void openInPlace();
+    void openPipe();
 
     std::string m_path;
     std::string m_temporary;  ///< empty when the file is written in its place

@@ -201,6 +201,13 @@ TEST_F(MangledStackTraceHandlerTest, ANamedPipeIsUnreadableAndNotWaitedFor) {
     EXPECT_FALSE(fs::exists(log));
 }
 
+TEST_F(MangledStackTraceHandlerTest, ANamedPipeInPlaceOfTheLogIsNotWaitedFor) {
+    ASSERT_EQ(mkfifo(log.c_str(), S_IRUSR | S_IWUSR), 0);
+    test_support::writeFile(raw, "line\n");
+    EXPECT_EQ(handler.demangleBTFile(raw), log);
+    EXPECT_TRUE(fs::is_fifo(log));
+}
+
 TEST_F(MangledStackTraceHandlerTest, UnreadableTraceLeavesAnOlderLogAlone) {
     test_support::writeFile(log, "older\n");
     EXPECT_EQ(handler.demangleBTFile(raw), log);

@@ -272,6 +272,18 @@ TEST(WholeFileTest, WhatIsNoFileIsWrittenNotReplaced) {
     EXPECT_EQ(test_support::namesIn(dir.path()), (Names{"link", "pipe"}));
 }
 
+TEST(WholeFileTest, APipeWithoutAReaderIsNotWaitedFor) {
+    const TempDir dir;
+    ASSERT_EQ(mkfifo((dir / "pipe").c_str(), 0600), 0);
+    {
+        WholeFile file(dir / "pipe");
+        EXPECT_FALSE(file.isOpen());
+        EXPECT_FALSE(file.commitPart());
+    }
+    EXPECT_TRUE(fs::is_fifo(fs::symlink_status(dir / "pipe")));
+    EXPECT_EQ(test_support::namesIn(dir.path()), Names{"pipe"});
+}
+
 TEST(WholeFileTest, PlaceTakenMeanwhileLeavesNoLitter) {
     const TempDir dir;
     {
