@@ -59,6 +59,7 @@ HCRPT_EXPORT bool forkNewProcess(const std::string& program, std::vector<std::st
 /// Sleeps whole seconds and goes on after signals; returns at once for less than 1. @signalsafe
 HCRPT_EXPORT void sleep(int seconds);
 /// Local time in asctime()'s layout without the line feed. @crashtime
+/// @throws std::logic_error where the time has no such text; so does getCurrentTime().
 HCRPT_EXPORT std::string timestamp();
 /// Current time in ctime()'s layout without the line feed. @crashtime
 HCRPT_EXPORT std::string getCurrentTime();
