@@ -10,6 +10,7 @@
 
 #include "capture/ModuleLines.h"
 #include "capture/WalkProcess.h"
+#include "capture/WildJump.h"
 #include "hcrpt/HCrashCapture.h"
 #include "utils/WholeOutput.h"
 
@@ -29,6 +30,9 @@ struct Walk {
 };
 
 int s_framesOnDisk = 0;
+// Of this thread, once its state is that of the caller: a second walk finds no jump any more.
+WildJump s_jump = {};
+bool s_jumped = false;
 
 void writeModuleLines(void* const* frames, int count, int fd) {
     for (int i = 0; i < count; ++i) {
@@ -66,6 +70,7 @@ void writeWholeTrace(const Walk& walk, int frames, off_t linesSize) {
 
 void takeWalk(void* self) {
     const Walk& walk = *static_cast<const Walk*>(self);
+    if (!s_jumped) s_jumped = returnFromWildJump(s_jump);
     // One frame deeper each time: where the stack is damaged the walk itself may fault, and then
     // the notice and all frames up to there are on disk.
     int found = 0;
@@ -80,7 +85,8 @@ void takeWalk(void* self) {
         walkProgress();
     }
 
-    // The walk came to its end, so the trace is not partial.
+    // The walk came to its end, so the trace is not partial. One frame more than it finds fits in.
+    if (s_jumped) found = insertTarget(s_jump, s_btArray, found);
     writeWholeTrace(walk, found, position(walk.fd) - lines);
     sync(walk.fd);
 }
@@ -93,6 +99,7 @@ void writeRawTrace(int fd) {
     sync(fd);
 
     s_framesOnDisk = 0;
+    s_jumped = false;
     if (runInWalkProcess(&takeWalk, &walk) || s_framesOnDisk > 0) return;
     // Not even this library's own frame: looking up its name waits for the loader's lock, which
     // another thread holds and may never give back. Then the modules must do.

@@ -1,6 +1,6 @@
 # What the code that runs right after a fatal signal may call: reviewed, so that neither the heap nor
 # a lock that the dead thread may hold creeps in. Locks: stdout's is only tried. backtrace() and
-# backtrace_symbols_fd() take the loader's, in a child that is ended when it hangs.
+# backtrace_symbols_fd() take the loader's, as does _Unwind_Backtrace(), in a child that is ended when it hangs.
 
 # Without effect beyond their arguments; the compiler calls some by itself.
 set(plain strlen strchr strcspn memcpy memset memmove __errno_location
@@ -34,3 +34,5 @@ signal_safe_symbols(StackTraceTxtLog open close _ZdlPv _ZdlPvm
 signal_safe_symbols(StorePath getenv mkdir)
 signal_safe_symbols(WalkProcess _exit waitpid sigaction sigdelset sigfillset sigprocmask setitimer
     prctl)
+signal_safe_symbols(WildJump getpid process_vm_readv memcmp _Unwind_Backtrace _Unwind_GetCFA
+    _Unwind_GetIP)

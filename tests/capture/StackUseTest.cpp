@@ -71,6 +71,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Scene{"Deep", "deep", "", nullptr},
                     // The walk ends in a fault, whose signal is delivered to the child alone.
                     Scene{"SmashedStack", "smashed-stack", "", nullptr},
+                    Scene{"NullCall", "null-call", "", nullptr},
                     Scene{"StaticDestruction", "static-destruction", "", nullptr},
                     Scene{"NoRawTrace", "null-write", kRawTraceCannotBeMade, nullptr},
                     Scene{"NoStore", "null-write", "", kNoStore},

@@ -1,6 +1,4 @@
 #include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -17,11 +15,13 @@
 
 #include "capture/WalkProcess.h"
 #include "support/ChildProcess.h"
+#include "support/MissingSystemCall.h"
 
 using hcrpt::kWalkStepSeconds;
 using hcrpt::runInWalkProcess;
 using test_support::ChildProcess;
 using test_support::exitedWith;
+using test_support::takeAwaySystemCall;
 
 namespace {
 
@@ -180,21 +180,6 @@ TEST(WalkProcessTest, TheHostsSignalsTimerAndLimitsStay) {
 
 // --- Where no child can be made -----------------------------------------------------------------
 
-// Refuses this kind of child to the calling process for good.
-bool refuseWalkProcess() {
-    sock_filter filter[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone, 0, 3),
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, CLONE_VM | CLONE_VFORK, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    };
-    const sock_fprog program = {sizeof filter / sizeof *filter, filter};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
-           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
-}
-
 void noteDumpable(void* dumpable) {
     *static_cast<int*>(dumpable) = prctl(PR_GET_DUMPABLE);
 }
@@ -212,7 +197,7 @@ TEST(WalkProcessTest, DumpsAreOffDuringAWalkOnly) {
 TEST(WalkProcessTest, WithoutAChildTheBodyRunsInTheCallingProcess) {
     constexpr int kNoFilters = 77;
     ChildProcess host = ChildProcess::fork([] {
-        if (!refuseWalkProcess()) return kNoFilters;
+        if (!takeAwaySystemCall(SYS_clone)) return kNoFilters;
         pid_t pid = 0;
         if (!runInWalkProcess(&notePid, &pid)) return 1;
         return pid == processId() ? 0 : 2;

@@ -61,8 +61,8 @@ INSTANTIATE_TEST_SUITE_P(
                 "zeb::failing::nullWrite()"},
         Failure{"SmashedReturnAddress", "smashed-return-address", SIGSEGV, ""},
         Failure{"SmashedFrames", "smashed-frames", SIGSEGV, "zeb::failing::nullWrite()"},
-        Failure{"CallOfNull", "null-call", SIGSEGV, ""},
-        Failure{"JumpNowhere", "jump-nowhere", SIGSEGV, ""},
+        Failure{"CallOfNull", "null-call", SIGSEGV, "zeb::failing::callNull()"},
+        Failure{"JumpNowhere", "jump-nowhere", SIGSEGV, "zeb::failing::jumpNowhere()"},
         Failure{"Frames150", "deep-150", SIGSEGV, "zeb::failing::nullWrite()"},
         Failure{"Frames1500", "deep-1500", SIGSEGV, "zeb::failing::nullWrite()"},
         Failure{"LongName", "long-name", SIGSEGV, "zeb::failing::nullWrite()"},
@@ -80,6 +80,21 @@ TEST(FailureTest, AFullStackOverflowIsInTheFailingLibrary) {
     expectWholeRecord(outcome, SIGSEGV);
     EXPECT_NE(std::string::npos, outcome.report.find("libzeb_failing.so(+0x"));
     EXPECT_NE(std::string::npos, outcome.report.find("\"failing\"")) << "the failing library";
+}
+
+// The walk goes on at the caller, and the trace says where the call went.
+TEST(FailureTest, ACallThatLeadsNowhereIsShownWithItsTargetAndItsCallers) {
+    for (const auto& [scenario, frames] :
+         {std::pair("null-call", "[0x0]\nlibzeb_failing.so(zeb::failing::callNull()+"),
+          std::pair("jump-nowhere",
+                    "[0x12345678000]\nlibzeb_failing.so(zeb::failing::jumpNowhere()+")}) {
+        CrashScene scene;
+        const Outcome outcome = scene.run(scenario);
+        expectWholeRecord(outcome, SIGSEGV);
+        EXPECT_NE(std::string::npos, outcome.log.find(frames)) << outcome.log;
+        EXPECT_NE(std::string::npos, outcome.log.find("(main+")) << outcome.log;
+        EXPECT_EQ(std::string::npos, outcome.log.find("partial")) << outcome.log;
+    }
 }
 
 TEST(FailureTest, AStackOverflowOnAPlainWorkerKillsWithoutAReport) {

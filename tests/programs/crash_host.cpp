@@ -39,6 +39,12 @@ void nullWrite() {
     *null = 1;
 }
 
+void nullCall() {
+    void (*volatile function)() = nullptr;
+    function();
+    asm volatile("");  // keeps the call from becoming a jump
+}
+
 void beyondFile() {
     const int fd = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
     const off_t end = lseek(fd, 0, SEEK_END);
@@ -79,6 +85,7 @@ const std::map<std::string, std::function<void()>> kWays = {
     {"beyond-file", beyondFile},
     {"abort", [] { std::abort(); }},
     {"quit", [] { std::raise(SIGQUIT); }},
+    {"null-call", nullCall},
     {"recursion", [] { recurse(0); }},
     {"deep", [] { atDepth(300, nullWrite); }},
     {"smashed-stack", [] { atDepth(5, smashedStack); }},

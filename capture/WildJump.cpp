@@ -1,0 +1,94 @@
+// Runs on the 8 KiB alternate stack: small frames, no heap, no stdio, no strings.
+#include "capture/WildJump.h"
+
+#include <sys/uio.h>
+#include <ucontext.h>
+#include <unistd.h>
+#include <unwind.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <initializer_list>
+
+namespace hcrpt {
+namespace {
+
+/// What a signal handler returns to: mov $15,%rax; syscall. Debuggers know it by these bytes, too.
+constexpr unsigned char kSignalReturn[] = {0x48, 0xc7, 0xc0, 0x0f, 0, 0, 0, 0x0f, 0x05};
+
+struct Interruption {
+    ucontext_t* state = nullptr;
+    void* handlersCaller = nullptr;
+};
+
+_Unwind_Reason_Code stopAtSignal(_Unwind_Context* frame, void* to) {
+    auto* const code = reinterpret_cast<void*>(_Unwind_GetIP(frame));
+    if (code == nullptr || std::memcmp(code, kSignalReturn, sizeof kSignalReturn) != 0)
+        return _URC_NO_REASON;
+    // The kernel puts the state of the thread where the stack of this frame begins.
+    *static_cast<Interruption*>(to) = {reinterpret_cast<ucontext_t*>(_Unwind_GetCFA(frame)), code};
+    return _URC_NORMAL_STOP;
+}
+
+/// The processor could not fetch an instruction.
+bool isWildJump(const mcontext_t& state) {
+    constexpr greg_t kPageFault = 14;
+    constexpr greg_t kInstructionFetch = 0x10;
+    return state.gregs[REG_TRAPNO] == kPageFault && (state.gregs[REG_ERR] & kInstructionFetch) != 0;
+}
+
+/// Reads memory that may not be there.
+bool readMemory(std::uintptr_t address, void* to, std::size_t size) {
+    const iovec local = {to, size};
+    const iovec remote = {reinterpret_cast<void*>(address), size};
+    return process_vm_readv(getpid(), &local, 1, &remote, 1, 0) == static_cast<ssize_t>(size);
+}
+
+/// Whether the instruction before the address is a call, in any of its forms.
+bool isBehindCall(std::uintptr_t address) {
+    constexpr std::ptrdiff_t kLongest = 7;
+    constexpr std::ptrdiff_t kDirect = 5;
+    unsigned char code[kLongest];
+    if (address < kLongest || !readMemory(address - kLongest, code, sizeof code)) return false;
+    const unsigned char* const end = code + kLongest;
+    if (*(end - kDirect) == 0xe8) return true;
+    // By way of a register or of memory: the opcode, which others share, with 2 in its next byte.
+    for (const std::ptrdiff_t length : {2, 3, 4, 6, 7})
+        if (*(end - length) == 0xff && (*(end - length + 1) >> 3 & 7) == 2) return true;
+    return false;
+}
+
+}  // namespace
+
+bool returnFromWildJump(WildJump& jump) {
+    Interruption interruption;
+    _Unwind_Backtrace(&stopAtSignal, &interruption);
+    if (interruption.state == nullptr) return false;
+    mcontext_t& state = interruption.state->uc_mcontext;
+    const auto top = static_cast<std::uintptr_t>(state.gregs[REG_RSP]);
+    std::uintptr_t returnAddress = 0;
+    if (!isWildJump(state) || !readMemory(top, &returnAddress, sizeof returnAddress) ||
+        !isBehindCall(returnAddress))
+        return false;
+
+    jump.target = reinterpret_cast<void*>(state.gregs[REG_RIP]);
+    jump.returnAddress = reinterpret_cast<void*>(returnAddress);
+    jump.handlersCaller = interruption.handlersCaller;
+    state.gregs[REG_RIP] = static_cast<greg_t>(returnAddress);
+    state.gregs[REG_RSP] = static_cast<greg_t>(top + sizeof returnAddress);
+    return true;
+}
+
+int insertTarget(const WildJump& jump, void** frames, int count) {
+    for (int i = 1; i < count; ++i) {
+        if (frames[i] != jump.returnAddress || frames[i - 1] != jump.handlersCaller) continue;
+        std::memmove(frames + i + 1, frames + i,
+                     static_cast<std::size_t>(count - i) * sizeof *frames);
+        frames[i] = jump.target;
+        return count + 1;
+    }
+    return count;
+}
+
+}  // namespace hcrpt

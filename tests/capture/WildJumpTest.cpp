@@ -1,0 +1,185 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "capture/WildJump.h"
+#include "support/ChildProcess.h"
+#include "support/MissingSystemCall.h"
+
+using hcrpt::insertTarget;
+using hcrpt::returnFromWildJump;
+using hcrpt::WildJump;
+using test_support::ChildProcess;
+using test_support::exitedWith;
+
+namespace {
+
+constexpr std::uintptr_t kNowhere = 0x12345678000;  // canonical, and never mapped
+alignas(16) char data[16] = {};                     // no code either
+
+enum Found { kFound = 50, kNone, kWrong };
+
+void* expectedTarget = nullptr;
+
+void look(int) {
+    WildJump jump = {};
+    if (!returnFromWildJump(jump)) _exit(kNone);
+    WildJump again = {};
+    const bool isRight = jump.target == expectedTarget && jump.returnAddress != nullptr;
+    _exit(isRight && !returnFromWildJump(again) ? kFound : kWrong);
+}
+
+/// What a handler of SIGSEGV finds when a child of this process comes to that by the body.
+template <typename Body>
+int found(Body body) {
+    ChildProcess child = ChildProcess::fork([&]() -> int {
+        stack_t stack = {};
+        static char memory[64 * 1024];
+        stack.ss_sp = memory;
+        stack.ss_size = sizeof memory;
+        sigaltstack(&stack, nullptr);
+        struct sigaction action = {};
+        action.sa_handler = &look;
+        action.sa_flags = SA_ONSTACK;
+        sigaction(SIGSEGV, &action, nullptr);
+        body();
+        return 1;
+    });
+    const auto state = child.wait();
+    EXPECT_TRUE(state.exited) << state;
+    return state.status;
+}
+
+int foundAfterCallOf(const void* target) {
+    return found([target] {
+        expectedTarget = const_cast<void*>(target);
+        void (*volatile function)() =
+            reinterpret_cast<void (*)()>(reinterpret_cast<std::uintptr_t>(target));
+        function();
+        asm volatile("");  // keeps the call from becoming a jump
+    });
+}
+
+// --- Calls --------------------------------------------------------------------------------------
+
+TEST(WildJumpTest, ACallOfNullIsReturnedFrom) {
+    EXPECT_EQ(foundAfterCallOf(nullptr), kFound);
+}
+
+TEST(WildJumpTest, ACallToUnmappedMemoryIsReturnedFrom) {
+    EXPECT_EQ(foundAfterCallOf(reinterpret_cast<void*>(kNowhere)), kFound);
+}
+
+TEST(WildJumpTest, ACallOfDataIsReturnedFrom) {
+    EXPECT_EQ(foundAfterCallOf(data), kFound);
+}
+
+// Compilers choose them by where the pointer is: in a register, a table, an object.
+TEST(WildJumpTest, AllFormsOfACallAreKnown) {
+    static void* volatile null = nullptr;
+    static void* volatile table[1000] = {};
+    const long zero = 0;
+    EXPECT_EQ(found([&] { asm volatile("call *%0" ::"a"(null)); }), kFound);
+    EXPECT_EQ(found([&] {
+                  register void* target asm("r11") = null;
+                  asm volatile("call *%0" ::"r"(target));
+              }),
+              kFound);
+    EXPECT_EQ(found([&] { asm volatile("call *(%0)" ::"a"(table)); }), kFound);
+    EXPECT_EQ(found([&] { asm volatile("call *(%0,%1,8)" ::"a"(table), "c"(zero)); }), kFound);
+    EXPECT_EQ(found([&] { asm volatile("call *8(%0)" ::"a"(table)); }), kFound);
+    EXPECT_EQ(found([&] { asm volatile("call *8(%0,%1,8)" ::"a"(table), "c"(zero)); }), kFound);
+    EXPECT_EQ(found([&] { asm volatile("call *1024(%0)" ::"a"(table)); }), kFound);
+    EXPECT_EQ(found([&] { asm volatile("call *1024(%0,%1,8)" ::"a"(table), "c"(zero)); }), kFound);
+    EXPECT_EQ(found([&] {
+                  register void* volatile* objects asm("r12") = table;
+                  asm volatile("call *1024(%0,%1,8)" ::"r"(objects), "c"(zero));
+              }),
+              kFound);
+}
+
+// As a stub of the procedure linkage table does.
+TEST(WildJumpTest, AJumpFromAFunctionThatWasCalledGoesBackToItsCaller) {
+    EXPECT_EQ(found([] {
+                  asm volatile(
+                      "call 1f\n"
+                      "jmp 2f\n"
+                      "1: jmp *%0\n"
+                      "2:" ::"a"(nullptr));
+              }),
+              kFound);
+}
+
+// --- Anything else ------------------------------------------------------------------------------
+
+TEST(WildJumpTest, AFaultOnDataIsNone) {
+    EXPECT_EQ(found([] {
+                  int volatile* volatile null = nullptr;
+                  *null = 1;
+              }),
+              kNone);
+}
+
+TEST(WildJumpTest, AReturnToNowhereIsNone) {
+    EXPECT_EQ(found([] {
+                  asm volatile(
+                      "push $0\n"
+                      "push %0\n"
+                      "ret" ::"r"(kNowhere));
+              }),
+              kNone);
+}
+
+TEST(WildJumpTest, AStackPointerThatLeadsNowhereIsNone) {
+    EXPECT_EQ(found([] {
+                  asm volatile(
+                      "mov %0, %%rsp\n"
+                      "jmp *%1" ::"r"(kNowhere + 4096),
+                      "r"(kNowhere));
+              }),
+              kNone);
+}
+
+TEST(WildJumpTest, ASignalFromOutsideIsNone) {
+    EXPECT_EQ(found([] { raise(SIGSEGV); }), kNone);
+}
+
+TEST(WildJumpTest, OutsideOfASignalHandlerThereIsNone) {
+    WildJump jump = {};
+    EXPECT_FALSE(returnFromWildJump(jump));
+}
+
+TEST(WildJumpTest, WhereMemoryCannotBeReadSafelyItIsNotRead) {
+    EXPECT_EQ(found([] {
+                  if (!test_support::takeAwaySystemCall(SYS_process_vm_readv)) _exit(1);
+                  void (*volatile null)() = nullptr;
+                  null();
+              }),
+              kNone);
+}
+
+// --- The trace ----------------------------------------------------------------------------------
+
+void* at(std::uintptr_t address) {
+    return reinterpret_cast<void*>(address);
+}
+
+TEST(WildJumpTest, TheTargetGoesBetweenTheHandlersCallerAndTheReturnAddress) {
+    const WildJump jump = {nullptr, at(30), at(20)};
+    std::vector<void*> frames = {at(30), at(10), at(20), at(30), at(40), at(1)};
+    EXPECT_EQ(insertTarget(jump, frames.data(), 5), 6);
+    EXPECT_EQ(frames, (std::vector<void*>{at(30), at(10), at(20), nullptr, at(30), at(40)}));
+}
+
+TEST(WildJumpTest, ATraceThatDidNotComeSoFarStaysAsItIs) {
+    const WildJump jump = {nullptr, at(30), at(20)};
+    std::vector<void*> frames = {at(30), at(10), at(20)};
+    EXPECT_EQ(insertTarget(jump, frames.data(), 3), 3);
+    EXPECT_EQ(frames, (std::vector<void*>{at(30), at(10), at(20)}));
+}
+
+}  // namespace
