@@ -1,68 +1,20 @@
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/inotify.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
-#include <deque>
 
 #include "hcrpt/HCrashRptWriters.h"
-#include "support/ChildProcess.h"
 #include "support/CrashArena.h"
-#include "support/ScopedFakePlatform.h"
 #include "support/StdoutCapture.h"
-#include "support/TempDir.h"
+#include "writers/WriterTest.h"
 
-using HCrashRptMetaData::Manager;
 using HCrashRptMetaData::TableNode;
-using test_support::ChildProcess;
 using test_support::namesIn;
-using test_support::readFile;
-using test_support::ScopedFakePlatform;
 using test_support::StdoutCapture;
-using test_support::TempDir;
-using test_support::writeFile;
 using Nodes = std::vector<TableNode*>;
-using Names = std::vector<std::string>;
 
 namespace {
 
-const std::string kFileName = "CrashReport_4242_testhost_tester_20261121T054733.json";
+const std::string kFileName = writers_test::Json::fileName;
 
-class JsonWriterTest : public testing::Test {
-  protected:
-    JsonWriterTest() { platform.fakePid = 4242; }
-
-    TableNode* leaf(const std::string& key) { return &nodes.emplace_back(key); }
-    TableNode* node(const std::string& key, const Nodes& children) {
-        return &nodes.emplace_back(key, children);
-    }
-    /// What the report with the manager's items holds.
-    std::string written() {
-        const std::string path = HCrashRptJsonWriter::writeJsonRpt(dir.path(), manager);
-        EXPECT_EQ(dir / kFileName, path);
-        return readFile(path);
-    }
-    /// Writes a text of so many bytes where no file may grow beyond a limit.
-    void expectUnnoticedFailureBeyond(rlim_t limit, std::size_t textSize) {
-        manager.addItem("key", std::string(textSize, 'v'));
-        ChildProcess child = ChildProcess::fork([this, limit] {
-            signal(SIGXFSZ, SIG_IGN);  // writes beyond the limit fail instead
-            const struct rlimit limits = {limit, limit};
-            if (setrlimit(RLIMIT_FSIZE, &limits) != 0) return 1;
-            const std::string path = HCrashRptJsonWriter::writeJsonRpt(dir.path(), manager);
-            return path == dir / kFileName ? 0 : 2;
-        });
-        EXPECT_EQ(test_support::exitedWith(0), child.wait());
-        EXPECT_EQ("", child.standardOutput());
-        EXPECT_TRUE(namesIn(dir.path()).empty());
-    }
-
-    ScopedFakePlatform platform;
-    TempDir dir;
-    Manager manager;
-    std::deque<TableNode> nodes;  // keeps its elements' addresses
-};
+class JsonWriterTest : public writers_test::WriterTest<writers_test::Json> {};
 
 /// A list's value as compact text: strings in quotes, arrays and objects in their brackets.
 std::string valueText(const rapidjson::Value& value) {
@@ -173,85 +125,7 @@ TEST_F(JsonWriterTest, DepthHasNoLimit) {
     EXPECT_STREQ("innermost", value->GetString());
 }
 
-TEST_F(JsonWriterTest, DirectoryIsUsedAsItIsPassed) {
-    EXPECT_EQ(dir.path() + "//" + kFileName,
-              HCrashRptJsonWriter::writeJsonRpt(dir.path() + "/", manager));
-    EXPECT_EQ(Names{kFileName}, namesIn(dir.path()));
-}
-
-TEST_F(JsonWriterTest, OlderFileOfThatNameIsReplaced) {
-    writeFile(dir / kFileName, std::string(1000, 'x'));
-    EXPECT_EQ("{}", written());
-    EXPECT_EQ(Names{kFileName}, namesIn(dir.path()));
-}
-
-TEST_F(JsonWriterTest, SuccessSaysNothing) {
-    StdoutCapture output;
-    written();
-    EXPECT_EQ("", output.text());
-}
-
-TEST_F(JsonWriterTest, EachCallBuildsItsDocumentAfresh) {
-    manager.addItem("key", "value");
-    const std::string first = written();
-    EXPECT_EQ(first, written());
-}
-
-// The crash reporter lists the directory while reports are written, and sends what it finds.
-TEST_F(JsonWriterTest, ReportAppearsUnderItsNameWhole) {
-    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    ASSERT_NE(-1, inotify_add_watch(watch, dir.path().c_str(),
-                                    IN_CREATE | IN_MODIFY | IN_MOVED_TO | IN_MOVED_FROM));
-    manager.addItem("key", std::string(100000, 'v'));
-    written();
-    alignas(struct inotify_event) char buffer[65536];
-    const ssize_t got = read(watch, buffer, sizeof buffer);
-    close(watch);
-    Names moved;
-    Names otherwise;
-    for (ssize_t at = 0; at < got;) {
-        const auto* event = reinterpret_cast<const struct inotify_event*>(buffer + at);
-        ((event->mask & IN_MOVED_TO) != 0 ? moved : otherwise).emplace_back(event->name);
-        at += static_cast<ssize_t>(sizeof(struct inotify_event) + event->len);
-    }
-    EXPECT_EQ(Names{kFileName}, moved);
-    EXPECT_FALSE(otherwise.empty());
-    for (const std::string& name : otherwise)
-        EXPECT_NE(0u, name.find("CrashReport_")) << name << " was listed before it was complete";
-}
-
 // --- Failures ------------------------------------------------------------------------------------
-
-TEST_F(JsonWriterTest, MissingDirectoryIsNotWritable) {
-    StdoutCapture output;
-    EXPECT_EQ("", HCrashRptJsonWriter::writeJsonRpt(dir / "missing", manager));
-    EXPECT_EQ(
-        "[Crash Reporter] Error: file " + (dir / "missing/") + kFileName + " is not writable.\n",
-        output.flushedText());
-    EXPECT_TRUE(namesIn(dir.path()).empty());
-}
-
-TEST_F(JsonWriterTest, DirectoryInItsPlaceIsNotWritable) {
-    std::filesystem::create_directory(dir / kFileName);
-    StdoutCapture output;
-    EXPECT_EQ("", HCrashRptJsonWriter::writeJsonRpt(dir.path(), manager));
-    EXPECT_EQ("[Crash Reporter] Error: file " + (dir / kFileName) + " is not writable.\n",
-              output.flushedText());
-}
-
-TEST_F(JsonWriterTest, WritableIsThePlatformsAnswerForTheWholePath) {
-    std::string asked;
-    platform.onIsWriteable = [&asked](const std::string& path) {
-        asked = path;
-        return false;
-    };
-    StdoutCapture output;
-    EXPECT_EQ("", HCrashRptJsonWriter::writeJsonRpt(dir.path(), manager));
-    EXPECT_EQ(dir / kFileName, asked);
-    EXPECT_EQ("[Crash Reporter] Error: file " + (dir / kFileName) + " is not writable.\n",
-              output.flushedText());
-    EXPECT_TRUE(namesIn(dir.path()).empty());
-}
 
 TEST_F(JsonWriterTest, FileThatCannotBeOpenedIsNamedWithoutABlank) {
     platform.onIsWriteable = [](const std::string&) { return true; };
@@ -261,24 +135,6 @@ TEST_F(JsonWriterTest, FileThatCannotBeOpenedIsNamedWithoutABlank) {
                   (dir / "missing/") + kFileName + "\n",
               output.flushedText());
     EXPECT_TRUE(namesIn(dir.path()).empty());
-}
-
-TEST_F(JsonWriterTest, FailedWriteGoesUnnoticedAndLeavesNoHalfReport) {
-    expectUnnoticedFailureBeyond(1000, 100000);
-}
-
-// So short that only the flush at the end writes at all.
-TEST_F(JsonWriterTest, FailedFlushGoesUnnoticedAndLeavesNoHalfReport) {
-    expectUnnoticedFailureBeyond(50, 100);
-}
-
-TEST_F(JsonWriterTest, FullDeviceGoesUnnoticed) {
-    std::filesystem::create_symlink("/dev/full", dir / kFileName);
-    platform.onIsWriteable = [](const std::string&) { return true; };
-    manager.addItem("key", "value");
-    StdoutCapture output;
-    EXPECT_EQ(dir / kFileName, HCrashRptJsonWriter::writeJsonRpt(dir.path(), manager));
-    EXPECT_EQ("", output.text());
 }
 
 // --- Values --------------------------------------------------------------------------------------

@@ -1,52 +1,31 @@
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/resource.h>
 
-#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 
 #include "hcrpt/HCrashRptWriters.h"
-#include "support/ChildProcess.h"
 #include "support/CrashArena.h"
-#include "support/ScopedFakePlatform.h"
 #include "support/StdoutCapture.h"
-#include "support/TempDir.h"
+#include "writers/WriterTest.h"
 
-using HCrashRptMetaData::Manager;
 using HCrashRptMetaData::TableNode;
-using test_support::ChildProcess;
 using test_support::namesIn;
 using test_support::readFile;
-using test_support::ScopedFakePlatform;
 using test_support::StdoutCapture;
-using test_support::TempDir;
 using test_support::writeFile;
 using Nodes = std::vector<TableNode*>;
 using Names = std::vector<std::string>;
 
 namespace {
 
-const std::string kFileName = "CrashReport_4242_testhost_tester_20261121T054733.xml";
+const std::string kFileName = writers_test::Xml::fileName;
 const std::string kBegin = "<?xml version=\"1.0\" encoding=\"UTF-8\" ?>\n<crashReporter>\n";
 const std::string kNoTrace = "<stacktrace></stacktrace>\n";
 const std::string kEnd = "</crashReporter>\n";
 
-class XmlWriterTest : public testing::Test {
+class XmlWriterTest : public writers_test::WriterTest<writers_test::Xml> {
   protected:
-    XmlWriterTest() { platform.fakePid = 4242; }
-
-    TableNode* leaf(const std::string& key) { return &nodes.emplace_back(key); }
-    TableNode* node(const std::string& key, const Nodes& children) {
-        return &nodes.emplace_back(key, children);
-    }
-    /// What the report with the manager's items holds.
-    std::string written() {
-        const std::string path = HCrashRptXmlWriter::writeXmlRpt(dir.path(), manager);
-        EXPECT_EQ(dir / kFileName, path);
-        return readFile(path);
-    }
     /// What reaches a stream over a file of its own.
     std::string streamed(const std::function<void(std::ofstream&)>& body) {
         const std::string path = dir / "stream";
@@ -55,11 +34,6 @@ class XmlWriterTest : public testing::Test {
         stream.close();
         return readFile(path);
     }
-
-    ScopedFakePlatform platform;
-    TempDir dir;
-    Manager manager;
-    std::deque<TableNode> nodes;  // keeps its elements' addresses
 };
 
 std::string valueText(const Nodes& children) {
@@ -219,62 +193,7 @@ TEST_F(XmlWriterTest, NameHoldsProcessHostUserAndTimeWithoutSpaces) {
               HCrashRptXmlWriter::getCrashReportXmlName());
 }
 
-TEST_F(XmlWriterTest, DirectoryIsUsedAsItIsPassed) {
-    EXPECT_EQ(dir.path() + "//" + kFileName,
-              HCrashRptXmlWriter::writeXmlRpt(dir.path() + "/", manager));
-    EXPECT_EQ(Names{kFileName}, namesIn(dir.path()));
-}
-
-TEST_F(XmlWriterTest, OlderFileOfThatNameIsReplaced) {
-    writeFile(dir / kFileName, std::string(1000, 'x'));
-    EXPECT_EQ(kBegin + kNoTrace + kEnd, written());
-    EXPECT_EQ(Names{kFileName}, namesIn(dir.path()));
-}
-
-// The crash reporter sends what it lists, and a report of this name may lie where it looks.
-TEST_F(XmlWriterTest, ReportTakesItsPlaceWhole) {
-    writeFile(dir / kFileName, "older");
-    std::filesystem::create_hard_link(dir / kFileName, dir / "older");
-    EXPECT_EQ(kBegin + kNoTrace + kEnd, written());
-    EXPECT_EQ("older", readFile(dir / "older")) << "the older file was written over";
-}
-
-TEST_F(XmlWriterTest, SuccessSaysNothing) {
-    StdoutCapture output;
-    written();
-    EXPECT_EQ("", output.text());
-}
-
-TEST_F(XmlWriterTest, EachCallWritesTheDocumentAfresh) {
-    manager.addItem("stacktrace", "frame");
-    const std::string first = written();
-    EXPECT_EQ(first, written());
-}
-
 // --- Failures ------------------------------------------------------------------------------------
-
-TEST_F(XmlWriterTest, MissingDirectoryIsNotWritable) {
-    StdoutCapture output;
-    EXPECT_EQ("", HCrashRptXmlWriter::writeXmlRpt(dir / "missing", manager));
-    EXPECT_EQ(
-        "[Crash Reporter] Error: file " + (dir / "missing/") + kFileName + " is not writable.\n",
-        output.flushedText());
-    EXPECT_TRUE(namesIn(dir.path()).empty());
-}
-
-TEST_F(XmlWriterTest, WritableIsThePlatformsAnswerForTheWholePath) {
-    std::string asked;
-    platform.onIsWriteable = [&asked](const std::string& path) {
-        asked = path;
-        return false;
-    };
-    StdoutCapture output;
-    EXPECT_EQ("", HCrashRptXmlWriter::writeXmlRpt(dir.path(), manager));
-    EXPECT_EQ(dir / kFileName, asked);
-    EXPECT_EQ("[Crash Reporter] Error: file " + (dir / kFileName) + " is not writable.\n",
-              output.flushedText());
-    EXPECT_TRUE(namesIn(dir.path()).empty());
-}
 
 // Unlike the JSON writer, on purpose.
 TEST_F(XmlWriterTest, FileThatCannotBeOpenedGoesUnnoticed) {
@@ -288,27 +207,6 @@ TEST_F(XmlWriterTest, FileThatCannotBeOpenedGoesUnnoticed) {
     EXPECT_EQ("", output.text());
     EXPECT_EQ(Names{kFileName}, namesIn(dir.path()));
     EXPECT_TRUE(namesIn(dir / kFileName).empty());
-}
-
-TEST_F(XmlWriterTest, FailedWriteGoesUnnoticedAndLeavesNoHalfReport) {
-    manager.addItem("key", std::string(100000, 'v'));
-    ChildProcess child = ChildProcess::fork([this] {
-        signal(SIGXFSZ, SIG_IGN);  // writes beyond the limit fail instead
-        const struct rlimit limit = {1000, 1000};
-        if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
-        return HCrashRptXmlWriter::writeXmlRpt(dir.path(), manager) == dir / kFileName ? 0 : 2;
-    });
-    EXPECT_EQ(test_support::exitedWith(0), child.wait());
-    EXPECT_EQ("", child.standardOutput());
-    EXPECT_TRUE(namesIn(dir.path()).empty());
-}
-
-TEST_F(XmlWriterTest, FullDeviceGoesUnnoticed) {
-    std::filesystem::create_symlink("/dev/full", dir / kFileName);
-    platform.onIsWriteable = [](const std::string&) { return true; };
-    StdoutCapture output;
-    EXPECT_EQ(dir / kFileName, HCrashRptXmlWriter::writeXmlRpt(dir.path(), manager));
-    EXPECT_EQ("", output.text());
 }
 
 // --- Elements and values -------------------------------------------------------------------------
