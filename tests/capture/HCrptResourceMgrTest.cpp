@@ -319,6 +319,7 @@ INSTANTIATE_TEST_SUITE_P(
     Table, LineReaderTest,
     testing::Values(
         LineCase{"LineFeedIsKept", "ab\ncd", 4, 100, 0, false, "ab\n", 3},
+        LineCase{"NothingBehindTheLineFeedIsRead", "a\nbcdefgh\n", 9, 100, 0, false, "a\n", 2},
         LineCase{"LastLineWithoutLineFeedLeavesTheOffset", "ab\ncd", 4, 100, 3, false, "cd", 3},
         LineCase{"LastIndexIsInclusive", "ab\ncd\n", 5, 100, 3, false, "cd\n", 6},
         LineCase{"LastIndexCutsTheLine", "ab\ncd\n", 4, 100, 3, false, "cd", 3},
