@@ -283,6 +283,16 @@ TEST_F(CrashStoreTest, WhatIsNoDirectoryListsNothing) {
     EXPECT_TRUE(HCrashRptUtils::getFilesWithPrefix("file", dir / "missing").empty());
 }
 
+TEST_F(CrashStoreTest, OnlyWhatThePlatformCallsADirectoryIsWalked) {
+    ListingPlatform listing;
+    listing.entries = {dir / "p_a"};
+    listing.onIsDir = [](const std::string&) { return false; };
+    EXPECT_TRUE(HCrashRptUtils::getFilesWithPrefix("p_", dir.path()).empty());
+    listing.onIsDir = [](const std::string& path) { return path.empty(); };
+    EXPECT_TRUE(HCrashRptUtils::getFilesWithPrefix("p_", "").empty());
+    EXPECT_EQ(listing.made, 0);
+}
+
 TEST_F(CrashStoreTest, DirectoryIsJoinedAsItIsPassed) {
     test_support::writeFile(dir / "file", "");
     EXPECT_EQ(HCrashRptUtils::getFilesWithPrefix("file", dir.path() + "/"),

@@ -16,6 +16,7 @@
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptUtils.h"
 #include "support/ChildProcess.h"
+#include "support/CrashArena.h"
 #include "support/ScopedEnvVar.h"
 #include "support/ScopedFakePlatform.h"
 #include "support/TempDir.h"
@@ -47,12 +48,6 @@ int launchAndWait(const std::string& program, std::vector<std::string> arguments
     if (getpid() != self) _exit(42);
     if (!started) return 100;
     return exitCodeOfOnlyChild();
-}
-
-/// Takes blocks of a size from the arena until none fits any more.
-void exhaustArena(std::size_t blockSize) {
-    while (HCrptResourceMgr::allocateMem(blockSize) != nullptr) {
-    }
 }
 
 }  // namespace
@@ -174,20 +169,31 @@ TEST(ForkNewProcessTest, VectorAndTextsLieInTheArenaForGood) {
 }
 
 TEST(ForkNewProcessTest, ExhaustedArenaStartsNothing) {
-    // With nothing left at all, and with enough for the vector but not for the text.
-    for (const std::size_t blockSize : {std::size_t(1), std::size_t(500)}) {
-        auto child = ChildProcess::fork([blockSize] {
-            exhaustArena(blockSize);
+    const std::string longText(1000, 'x');
+    const struct {
+        std::size_t left;  // bytes in the arena
+        std::vector<std::string> arguments;
+    } cases[] = {
+        {0, {}},
+        {0, {longText}},
+        {3 * sizeof(char*) - 1, {"x", longText}},
+        {2 * sizeof(char*) + longText.size(), {longText}},  // the vector, and all but the last zero
+        {3 * sizeof(char*) + 2, {"x", longText}},           // the vector and the first text
+    };
+    for (const auto& each : cases) {
+        auto child = ChildProcess::fork([&each] {
+            test_support::leaveInArena(each.left);
             bool forked = false;
             const ScopedSeam seam(seams::onFork, [&] {
                 forked = true;
                 return pid_t(1);
             });
-            std::vector<std::string> arguments = {std::string(1000, 'x')};
+            std::vector<std::string> arguments = each.arguments;
             if (HCrashRptUtils::forkNewProcess("/bin/true", arguments)) return 2;
             return forked ? 3 : 0;
         });
-        EXPECT_EQ(child.wait(), exitedWith(0)) << "blocks of " << blockSize;
+        EXPECT_EQ(child.wait(), exitedWith(0))
+            << each.left << " bytes, " << each.arguments.size() << " arguments";
     }
 }
 

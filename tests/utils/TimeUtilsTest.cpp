@@ -60,6 +60,15 @@ TEST(TimeUtilsTest, TimesAreLocalAndFollowTheZone) {
     EXPECT_NE(HCrashRptUtils::getCurrentTime().substr(0, 10), westAgain.substr(0, 10));
 }
 
+TEST(TimeUtilsTest, EachClockFollowsTheZoneByItself) {
+    for (const auto clock : {&HCrashRptUtils::timestamp, &HCrashRptUtils::getCurrentTime}) {
+        ScopedEnvVar zone("TZ", "AAA+12");
+        const std::string west = clock();
+        zone.set("BBB-12");
+        EXPECT_NE(clock().substr(0, 10), west.substr(0, 10));
+    }
+}
+
 TEST(TimeUtilsTest, CurrentTimeEndsBeforeTheLineFeed) {
     const ScopedSeam seam(seams::onCtime, [](const std::time_t*, char* text) {
         return std::char_traits<char>::copy(text, "first\nsecond\n", 14);
