@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 #include <chrono>
 
 #include "capture/CrashDeadline.h"
+#include "capture/SecondsLeft.h"
 #include "support/ChildProcess.h"
 
 namespace CrashDeadline = hcrpt::CrashDeadline;
@@ -15,9 +15,7 @@ using test_support::exitedWith;
 namespace {
 
 bool isTimerSet() {
-    itimerval timer = {};
-    getitimer(ITIMER_REAL, &timer);
-    return timer.it_value.tv_sec != 0 || timer.it_value.tv_usec != 0;
+    return secondsLeft() > 0;
 }
 
 [[noreturn]] void hang() {

@@ -7,18 +7,24 @@
 #include <cstdint>
 #include <filesystem>
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "capture/CrashDeadline.h"
 #include "capture/CrashScene.h"
 #include "capture/CrashStack.h"
 #include "capture/LinkSeams.h"
+#include "capture/SecondsLeft.h"
 #include "hcrpt/HCrashCapture.h"
+#include "support/ChildProcess.h"
 #include "support/CrashArena.h"
 #include "support/ScopedEnvVar.h"
 #include "support/StdoutCapture.h"
 
 using namespace HCrashReporter;
+using test_support::ChildProcess;
+using test_support::exitedWith;
 using test_support::readFile;
 using test_support::StdoutCapture;
 using test_support::writeFile;
@@ -173,6 +179,23 @@ TEST(CrashReportTest, TheReportIsWrittenApartFromTheStackOfTheSignal) {
     ASSERT_NE(0U, frame);
     const auto here = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
     EXPECT_GT(std::max(here, frame) - std::min(here, frame), hcrpt::CrashStack::kSize);
+}
+
+TEST(CrashReportTest, AProbeThatHangsIsBoundedTo60Seconds) {
+    const CrashScene scene;
+    HCrptExceptionHandlerBase::get("");
+    ChildProcess child = ChildProcess::fork([] {
+        hcrpt::CrashDeadline::enable(1);
+        hcrpt::CrashDeadline::set(hcrpt::CrashDeadline::kCopies);  // the stretch before
+        long left = 0;
+        const seams::ScopedSeam seam(seams::onPopen, [&](const char*) {
+            left = secondsLeft();
+            return std::nullopt;
+        });
+        HCrptExceptionHandlerBase::writeCrashReport();
+        return left > 20 && left <= 60 ? 0 : 2;
+    });
+    EXPECT_EQ(exitedWith(0), child.wait());
 }
 
 TEST(CrashReportTest, NoExceptionLeavesIt) {

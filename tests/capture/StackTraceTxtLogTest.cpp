@@ -13,9 +13,11 @@
 #include <string>
 #include <vector>
 
+#include "capture/CrashDeadline.h"
 #include "capture/CrashScene.h"
 #include "capture/CrashStack.h"
 #include "capture/LinkSeams.h"
+#include "capture/SecondsLeft.h"
 #include "capture/TraceLines.h"
 #include "hcrpt/HCrashCapture.h"
 #include "support/ChildProcess.h"
@@ -371,6 +373,31 @@ TEST_F(StackTraceTxtLogTest, AHandlerThatTookNoTraceHandsNothingOverButWaits) {
     EXPECT_EQ(std::vector<std::string>{scene.readableLog() + " -> " + scene.work() + " mode 1"},
               copies);
     EXPECT_FALSE(std::filesystem::exists(scene.store() + "/hs_mangled_err_pid4242.log"));
+}
+
+// A copy that hangs, on a lost file server for one, must not keep the process for ever; the wait
+// for the log must not be cut short.
+TEST_F(StackTraceTxtLogTest, TheCopiesAreBoundedTo20SecondsEachAndTheWaitApartFromThem) {
+    makeHandler();
+    ChildProcess child = ChildProcess::fork([this] {
+        hcrpt::CrashDeadline::enable(1);
+        std::vector<long> atCopies;
+        long inWait = 0;
+        scene.platform.onCopyToDir = [&](const auto&...) {
+            atCopies.push_back(secondsLeft());
+            return true;
+        };
+        duringSleep = [&] {
+            inWait = secondsLeft();
+            scene.makeReadableLog("log\n");
+        };
+        writeLog(SIGSEGV);
+        if (atCopies.size() != 2) return 2;
+        for (const long left : atCopies)
+            if (left <= 0 || left > 20) return 3;
+        return inWait > 100 && inWait <= 120 ? 0 : 4;
+    });
+    EXPECT_EQ(exitedWith(0), child.wait());
 }
 
 TEST_F(StackTraceTxtLogTest, TheHandOverLeavesTheStackOfTheSignal) {
