@@ -30,7 +30,7 @@ struct Walk {
 };
 
 int s_framesOnDisk = 0;
-// Of this thread, once its state is that of the caller: a second walk finds no jump any more.
+// Of this thread, once its state is that of the caller.
 WildJump s_jump = {};
 bool s_jumped = false;
 
@@ -68,9 +68,14 @@ void writeWholeTrace(const Walk& walk, int frames, off_t linesSize) {
     }
 }
 
+// In a child only, which costs no frame where it faults: the stack may be damaged above a caller
+// that is no signal handler.
+void lookForWildJump(void* parent) {
+    if (getpid() != *static_cast<pid_t*>(parent)) s_jumped = returnFromWildJump(s_jump);
+}
+
 void takeWalk(void* self) {
     const Walk& walk = *static_cast<const Walk*>(self);
-    if (!s_jumped) s_jumped = returnFromWildJump(s_jump);
     // One frame deeper each time: where the stack is damaged the walk itself may fault, and then
     // the notice and all frames up to there are on disk.
     int found = 0;
@@ -100,6 +105,8 @@ void writeRawTrace(int fd) {
 
     s_framesOnDisk = 0;
     s_jumped = false;
+    pid_t self = getpid();
+    runInWalkProcess(&lookForWildJump, &self);
     if (runInWalkProcess(&takeWalk, &walk) || s_framesOnDisk > 0) return;
     // Not even this library's own frame: looking up its name waits for the loader's lock, which
     // another thread holds and may never give back. Then the modules must do.

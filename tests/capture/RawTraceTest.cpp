@@ -67,6 +67,20 @@ class TraceFile {
     asm volatile("");  // keeps the call from becoming a jump
 }
 
+}  // namespace
+
+// Outside the unnamed namespace: it shows by name in a trace.
+[[gnu::noinline]] void underADamagedFrame(const std::function<void()>& action) {
+    // The return address stands above the frame's base. No unwinder gets past this one.
+    void* volatile* const returnAddress = static_cast<void**>(__builtin_frame_address(0)) + 1;
+    void* const before = *returnAddress;
+    *returnAddress = reinterpret_cast<void*>(0x12345678000);
+    action();
+    *returnAddress = before;
+}
+
+namespace {
+
 TEST(RawTraceTest, TheNoticeIsTheOneThatReadersKnow) {
     EXPECT_EQ(kNotice, HCrashReporter::partialStackTraceMsg);
 }
@@ -152,6 +166,14 @@ TEST(RawTraceTest, ASyncThatASignalInterruptsIsMadeAgain) {
     });
     hcrpt::writeRawTrace(file.fd());
     EXPECT_EQ(2 * (1 + countLines(file.content()) + 1), calls);
+}
+
+TEST(RawTraceTest, ADamagedStackLeavesTheFramesBeforeTheDamageAlsoWithoutASignal) {
+    const TraceFile file("header\n");
+    underADamagedFrame([&] { hcrpt::writeRawTrace(file.fd()); });
+    const std::string content = file.content();
+    EXPECT_EQ(0U, content.find("header\n" + kNotice)) << content;
+    EXPECT_NE(std::string::npos, content.find("underADamagedFrame")) << content;
 }
 
 TEST(RawTraceTest, WhereNothingCanBeTruncatedTheFramesStayTwice) {

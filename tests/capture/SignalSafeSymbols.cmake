@@ -25,7 +25,7 @@ signal_safe_symbols(CrashRoutine _exit syscall pthread_sigmask sigdelset sigfill
     setrlimit)
 signal_safe_symbols(CrashStack mmap mprotect sysconf)
 signal_safe_symbols(ModuleLines open read close)
-signal_safe_symbols(RawTrace open close lseek ftruncate fsync backtrace backtrace_symbols_fd)
+signal_safe_symbols(RawTrace open close getpid lseek ftruncate fsync backtrace backtrace_symbols_fd)
 signal_safe_symbols(SafeFormat)
 # The string, a short one without memory of its own, is for getHandler(), which is asked only where
 # no handler has been made.
