@@ -27,12 +27,12 @@ struct Walk {
     int fd;
     off_t start;  // where the trace begins in the file
     void (*writeLines)(void* const* frames, int count, int fd);
+    WildJump jump;
+    bool isAfterJump;
+    pid_t parent;
 };
 
 int s_framesOnDisk = 0;
-// Of this thread, once its state is that of the caller.
-WildJump s_jump = {};
-bool s_jumped = false;
 
 void writeModuleLines(void* const* frames, int count, int fd) {
     for (int i = 0; i < count; ++i) {
@@ -70,8 +70,9 @@ void writeWholeTrace(const Walk& walk, int frames, off_t linesSize) {
 
 // In a child only, which costs no frame where it faults: the stack may be damaged above a caller
 // that is no signal handler.
-void lookForWildJump(void* parent) {
-    if (getpid() != *static_cast<pid_t*>(parent)) s_jumped = returnFromWildJump(s_jump);
+void lookForWildJump(void* self) {
+    Walk& walk = *static_cast<Walk*>(self);
+    if (getpid() != walk.parent) walk.isAfterJump = findWildJump(walk.jump);
 }
 
 void takeWalk(void* self) {
@@ -91,27 +92,31 @@ void takeWalk(void* self) {
     }
 
     // The walk came to its end, so the trace is not partial. One frame more than it finds fits in.
-    if (s_jumped) found = insertTarget(s_jump, s_btArray, found);
+    if (walk.isAfterJump) found = insertTarget(walk.jump, s_btArray, found);
     writeWholeTrace(walk, found, position(walk.fd) - lines);
     sync(walk.fd);
 }
 
-}  // namespace
-
-void writeRawTrace(int fd) {
-    Walk walk = {fd, position(fd), &backtrace_symbols_fd};
-    writeAll(fd, partialStackTraceMsg, std::strlen(partialStackTraceMsg));
-    sync(fd);
-
-    s_framesOnDisk = 0;
-    s_jumped = false;
-    pid_t self = getpid();
-    runInWalkProcess(&lookForWildJump, &self);
+void takeWalks(Walk& walk) {
     if (runInWalkProcess(&takeWalk, &walk) || s_framesOnDisk > 0) return;
     // Not even this library's own frame: looking up its name waits for the loader's lock, which
     // another thread holds and may never give back. Then the modules must do.
     walk.writeLines = &writeModuleLines;
     runInWalkProcess(&takeWalk, &walk);
+}
+
+}  // namespace
+
+void writeRawTrace(int fd) {
+    Walk walk = {fd, position(fd), &backtrace_symbols_fd, {}, false, getpid()};
+    writeAll(fd, partialStackTraceMsg, std::strlen(partialStackTraceMsg));
+    sync(fd);
+
+    s_framesOnDisk = 0;
+    runInWalkProcess(&lookForWildJump, &walk);
+    if (walk.isAfterJump) returnToCaller(walk.jump);
+    takeWalks(walk);
+    if (walk.isAfterJump) goBackToTarget(walk.jump);
 }
 
 void primeRawTrace() {

@@ -17,17 +17,25 @@ namespace {
 /// What a signal handler returns to: mov $15,%rax; syscall. Debuggers know it by these bytes, too.
 constexpr unsigned char kSignalReturn[] = {0x48, 0xc7, 0xc0, 0x0f, 0, 0, 0, 0x0f, 0x05};
 
+constexpr greg_t kAddressSize = 8;
+
+void* toPointer(greg_t address) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how a register holds it
+    return reinterpret_cast<void*>(address);
+}
+
 struct Interruption {
     ucontext_t* state = nullptr;
     void* handlersCaller = nullptr;
 };
 
 _Unwind_Reason_Code stopAtSignal(_Unwind_Context* frame, void* to) {
-    auto* const code = reinterpret_cast<void*>(_Unwind_GetIP(frame));
+    void* const code = toPointer(static_cast<greg_t>(_Unwind_GetIP(frame)));
     if (code == nullptr || std::memcmp(code, kSignalReturn, sizeof kSignalReturn) != 0)
         return _URC_NO_REASON;
     // The kernel puts the state of the thread where the stack of this frame begins.
-    *static_cast<Interruption*>(to) = {reinterpret_cast<ucontext_t*>(_Unwind_GetCFA(frame)), code};
+    void* const state = toPointer(static_cast<greg_t>(_Unwind_GetCFA(frame)));
+    *static_cast<Interruption*>(to) = {static_cast<ucontext_t*>(state), code};
     return _URC_NORMAL_STOP;
 }
 
@@ -39,9 +47,9 @@ bool isWildJump(const mcontext_t& state) {
 }
 
 /// Reads memory that may not be there.
-bool readMemory(std::uintptr_t address, void* to, std::size_t size) {
+bool readMemory(void* from, void* to, std::size_t size) {
     const iovec local = {to, size};
-    const iovec remote = {reinterpret_cast<void*>(address), size};
+    const iovec remote = {from, size};
     return process_vm_readv(getpid(), &local, 1, &remote, 1, 0) == static_cast<ssize_t>(size);
 }
 
@@ -50,7 +58,9 @@ bool isBehindCall(std::uintptr_t address) {
     constexpr std::ptrdiff_t kLongest = 7;
     constexpr std::ptrdiff_t kDirect = 5;
     unsigned char code[kLongest];
-    if (address < kLongest || !readMemory(address - kLongest, code, sizeof code)) return false;
+    if (address < kLongest ||
+        !readMemory(toPointer(static_cast<greg_t>(address - kLongest)), code, sizeof code))
+        return false;
     const unsigned char* const end = code + kLongest;
     if (*(end - kDirect) == 0xe8) return true;
     // By way of a register or of memory: the opcode, which others share, with 2 in its next byte.
@@ -61,23 +71,29 @@ bool isBehindCall(std::uintptr_t address) {
 
 }  // namespace
 
-bool returnFromWildJump(WildJump& jump) {
+bool findWildJump(WildJump& jump) {
     Interruption interruption;
     _Unwind_Backtrace(&stopAtSignal, &interruption);
     if (interruption.state == nullptr) return false;
     mcontext_t& state = interruption.state->uc_mcontext;
-    const auto top = static_cast<std::uintptr_t>(state.gregs[REG_RSP]);
     std::uintptr_t returnAddress = 0;
-    if (!isWildJump(state) || !readMemory(top, &returnAddress, sizeof returnAddress) ||
+    if (!isWildJump(state) ||
+        !readMemory(toPointer(state.gregs[REG_RSP]), &returnAddress, sizeof returnAddress) ||
         !isBehindCall(returnAddress))
         return false;
-
-    jump.target = reinterpret_cast<void*>(state.gregs[REG_RIP]);
-    jump.returnAddress = reinterpret_cast<void*>(returnAddress);
-    jump.handlersCaller = interruption.handlersCaller;
-    state.gregs[REG_RIP] = static_cast<greg_t>(returnAddress);
-    state.gregs[REG_RSP] = static_cast<greg_t>(top + sizeof returnAddress);
+    jump = {&state, toPointer(state.gregs[REG_RIP]), toPointer(static_cast<greg_t>(returnAddress)),
+            interruption.handlersCaller};
     return true;
+}
+
+void returnToCaller(const WildJump& jump) {
+    jump.state->gregs[REG_RIP] = reinterpret_cast<greg_t>(jump.returnAddress);
+    jump.state->gregs[REG_RSP] += kAddressSize;
+}
+
+void goBackToTarget(const WildJump& jump) {
+    jump.state->gregs[REG_RIP] = reinterpret_cast<greg_t>(jump.target);
+    jump.state->gregs[REG_RSP] -= kAddressSize;
 }
 
 int insertTarget(const WildJump& jump, void** frames, int count) {

@@ -2,25 +2,33 @@
 /// Calls through null and wild pointers.
 #pragma once
 
+#include <ucontext.h>
+
 namespace hcrpt {
 
 /// A call that has led to where there is no code.
 struct WildJump {
+    mcontext_t* state;  ///< of the thread, as the kernel has saved it for the signal handler
     void* target;
     void* returnAddress;   ///< in the function that called
-    void* handlersCaller;  ///< the address, in the C library, to which the signal handler returns
+    void* handlersCaller;  ///< the address, in the C library, to which the handler returns
 };
 
-/// For a signal handler that walks over its stack. Where its thread has called what is no code, no
-/// unwinder gets past the signal, and it may fault when it tries: the thread's saved state is made
-/// that of the caller, as if the call had returned. The handler must not return any more.
-/// @return whether there was such a call and now is none. Where the top of the stack is no return
-///         address, as after a return to a smashed one, everything stays as it is.
-/// @signalsafe, once the unwinder has been primed.
-bool returnFromWildJump(WildJump& jump);
+/// Looks for such a call beneath the signal handler that this is called from. Where the top of the
+/// stack is no return address, as after a return to a smashed one, there is none.
+/// @signalsafe, once the unwinder has been primed. It walks over the stack up to the handler's
+/// caller, and may fault where there is no handler and the stack is damaged.
+bool findWildJump(WildJump& jump);
 
-/// Puts the target where it would stand in a backtrace that was taken since. @return the number of
-/// frames, of which there is one more then. @signalsafe
+/// From the target no unwinder finds the way, and it may fault when it tries. This makes the saved
+/// state that of the caller, as if the call had returned. @signalsafe
+void returnToCaller(const WildJump& jump);
+
+/// Undoes that. @signalsafe
+void goBackToTarget(const WildJump& jump);
+
+/// Puts the target where it would stand in a backtrace that was taken from the caller. @return the
+/// number of frames, of which there is one more then. @signalsafe
 int insertTarget(const WildJump& jump, void** frames, int count);
 
 }  // namespace hcrpt

@@ -7,12 +7,15 @@
 #include <cstdint>
 #include <vector>
 
+#include "capture/RawTrace.h"
 #include "capture/WildJump.h"
 #include "support/ChildProcess.h"
 #include "support/MissingSystemCall.h"
 
+using hcrpt::findWildJump;
+using hcrpt::goBackToTarget;
 using hcrpt::insertTarget;
-using hcrpt::returnFromWildJump;
+using hcrpt::returnToCaller;
 using hcrpt::WildJump;
 using test_support::ChildProcess;
 using test_support::exitedWith;
@@ -26,27 +29,41 @@ enum Found { kFound = 50, kNone, kWrong };
 
 void* expectedTarget = nullptr;
 
+/// Registers of the thread that a signal handler has interrupted: the kernel puts its state behind
+/// the handler's return address.
+const greg_t* registersAbove(const void* handlersFrame) {
+    const void* const state = static_cast<const char*>(handlersFrame) + 2 * sizeof(void*);
+    return static_cast<const ucontext_t*>(state)->uc_mcontext.gregs;
+}
+
 void look(int) {
-    // The kernel puts it behind the handler's return address.
-    const auto* const thread = reinterpret_cast<const ucontext_t*>(
-        static_cast<const char*>(__builtin_frame_address(0)) + 2 * sizeof(void*));
-    const greg_t* const registers = thread->uc_mcontext.gregs;
+    const greg_t* const registers = registersAbove(__builtin_frame_address(0));
     const greg_t address = registers[REG_RIP];
     const greg_t stack = registers[REG_RSP];
+    const auto isAt = [&](greg_t rip, greg_t rsp) {
+        return registers[REG_RIP] == rip && registers[REG_RSP] == rsp;
+    };
     WildJump jump = {};
-    if (!returnFromWildJump(jump)) {
-        const bool isUnchanged = registers[REG_RIP] == address && registers[REG_RSP] == stack;
-        _exit(isUnchanged ? kNone : kWrong);
-    }
-    const bool isRight = jump.target == expectedTarget &&
-                         registers[REG_RIP] == reinterpret_cast<greg_t>(jump.returnAddress) &&
-                         registers[REG_RSP] == stack + 8;
-    _exit(isRight ? kFound : kWrong);
+    const bool isFound = findWildJump(jump);
+    if (!isAt(address, stack)) _exit(kWrong);
+    if (!isFound) _exit(kNone);
+    returnToCaller(jump);
+    if (!isAt(reinterpret_cast<greg_t>(jump.returnAddress), stack + 8)) _exit(kWrong);
+    goBackToTarget(jump);
+    _exit(jump.target == expectedTarget && isAt(address, stack) ? kFound : kWrong);
+}
+
+void writeTrace(int) {
+    const greg_t* const registers = registersAbove(__builtin_frame_address(0));
+    const greg_t address = registers[REG_RIP];
+    const greg_t stack = registers[REG_RSP];
+    hcrpt::writeRawTrace(STDOUT_FILENO);
+    _exit(registers[REG_RIP] == address && registers[REG_RSP] == stack ? kFound : kWrong);
 }
 
 /// What a handler of SIGSEGV finds when a child of this process comes to that by the body.
 template <typename Body>
-int found(Body body) {
+int found(Body body, void (*handler)(int) = &look) {
     ChildProcess child = ChildProcess::fork([&]() -> int {
         stack_t stack = {};
         static char memory[64 * 1024];
@@ -54,7 +71,7 @@ int found(Body body) {
         stack.ss_size = sizeof memory;
         sigaltstack(&stack, nullptr);
         struct sigaction action = {};
-        action.sa_handler = &look;
+        action.sa_handler = handler;
         action.sa_flags = SA_ONSTACK;
         sigaction(SIGSEGV, &action, nullptr);
         body();
@@ -77,15 +94,15 @@ int foundAfterCallOf(const void* target) {
 
 // --- Calls --------------------------------------------------------------------------------------
 
-TEST(WildJumpTest, ACallOfNullIsReturnedFrom) {
+TEST(WildJumpTest, ACallOfNullIsFound) {
     EXPECT_EQ(foundAfterCallOf(nullptr), kFound);
 }
 
-TEST(WildJumpTest, ACallToUnmappedMemoryIsReturnedFrom) {
+TEST(WildJumpTest, ACallToUnmappedMemoryIsFound) {
     EXPECT_EQ(foundAfterCallOf(reinterpret_cast<void*>(kNowhere)), kFound);
 }
 
-TEST(WildJumpTest, ACallOfDataIsReturnedFrom) {
+TEST(WildJumpTest, ACallOfDataIsFound) {
     EXPECT_EQ(foundAfterCallOf(data), kFound);
 }
 
@@ -174,7 +191,7 @@ TEST(WildJumpTest, ASignalFromOutsideIsNone) {
 
 TEST(WildJumpTest, OutsideOfASignalHandlerThereIsNone) {
     WildJump jump = {};
-    EXPECT_FALSE(returnFromWildJump(jump));
+    EXPECT_FALSE(findWildJump(jump));
 }
 
 TEST(WildJumpTest, WhereMemoryCannotBeReadSafelyItIsNotRead) {
@@ -192,15 +209,25 @@ void* at(std::uintptr_t address) {
     return reinterpret_cast<void*>(address);
 }
 
+// A host's own handler may ask for a trace and return.
+TEST(WildJumpTest, ATraceLeavesTheThreadsStateAsItWas) {
+    hcrpt::primeRawTrace();
+    const auto callNull = [] {
+        void (*volatile null)() = nullptr;
+        null();
+    };
+    EXPECT_EQ(found(callNull, &writeTrace), kFound);
+}
+
 TEST(WildJumpTest, TheTargetGoesBetweenTheHandlersCallerAndTheReturnAddress) {
-    const WildJump jump = {nullptr, at(30), at(20)};
+    const WildJump jump = {nullptr, nullptr, at(30), at(20)};
     std::vector<void*> frames = {at(10), at(30), at(20), at(30), at(40), at(1)};
     EXPECT_EQ(insertTarget(jump, frames.data(), 5), 6);
     EXPECT_EQ(frames, (std::vector<void*>{at(10), at(30), at(20), nullptr, at(30), at(40)}));
 }
 
 TEST(WildJumpTest, ATraceThatDidNotComeSoFarStaysAsItIs) {
-    const WildJump jump = {nullptr, at(30), at(20)};
+    const WildJump jump = {nullptr, nullptr, at(30), at(20)};
     std::vector<void*> frames = {at(30), at(10), at(20)};
     EXPECT_EQ(insertTarget(jump, frames.data(), 3), 3);
     EXPECT_EQ(frames, (std::vector<void*>{at(30), at(10), at(20)}));
