@@ -30,7 +30,9 @@ class HCRPT_EXPORT HClientProcessInfo {
     HClientProcessInfo();
     /// The process id comes first.
     HClientProcessInfo(const std::string& procId, const std::string& hostName);
-    explicit HClientProcessInfo(const std::string& line);
+    /// A record may stand wherever an identity is asked for.
+    // NOLINTNEXTLINE(google-explicit-constructor)
+    HClientProcessInfo(const std::string& line);
 
     /// The text before the first ":"; the whole text when there is none.
     std::string extractHostName(const std::string line) const;

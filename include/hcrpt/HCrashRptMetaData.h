@@ -24,7 +24,9 @@ namespace HCrashRptMetaData {
 class HCRPT_EXPORT TableNode {
   public:
     TableNode();
-    explicit TableNode(const std::string& key);
+    /// A text may stand wherever a node is asked for.
+    // NOLINTNEXTLINE(google-explicit-constructor)
+    TableNode(const std::string& key);
     /// The value's leaf comes from the arena. When that is exhausted, the one child is null.
     TableNode(const std::string& key, const std::string& value);
     TableNode(const std::string& key, const std::vector<TableNode*>& children);

@@ -11,6 +11,8 @@ using HCrashReporter::HClientProcessInfo;
 // A plain value: two texts and nothing else, no virtual operations.
 static_assert(!std::is_polymorphic_v<HClientProcessInfo>);
 static_assert(sizeof(HClientProcessInfo) == 2 * sizeof(std::string));
+// A record may stand where an identity is asked for.
+static_assert(std::is_convertible_v<std::string, HClientProcessInfo>);
 
 TEST(HClientProcessInfoTest, IsEmptyAtFirst) {
     const HClientProcessInfo info;

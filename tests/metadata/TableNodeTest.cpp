@@ -32,6 +32,11 @@ TEST(TableNodeTest, KeyAloneMakesALeaf) {
     EXPECT_TRUE(node.getTreeTable().empty());
 }
 
+TEST(TableNodeTest, ATextMayStandWhereANodeIsAskedFor) {
+    const TableNode node = std::string("key");
+    EXPECT_EQ("key", node.getKey());
+}
+
 TEST(TableNodeTest, KeyAndValueMakeAPair) {
     const TableNode node("key", std::string("value"));
     EXPECT_EQ("key", node.getKey());
