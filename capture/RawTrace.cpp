@@ -27,9 +27,9 @@ struct Walk {
     int fd;
     off_t start;  // where the trace begins in the file
     void (*writeLines)(void* const* frames, int count, int fd);
+    pid_t process;     // the one that dies, not its children
+    bool isAfterJump;  // there is a wild jump to return from
     WildJump jump;
-    bool isAfterJump;
-    pid_t parent;
 };
 
 int s_framesOnDisk = 0;
@@ -72,7 +72,7 @@ void writeWholeTrace(const Walk& walk, int frames, off_t linesSize) {
 // that is no signal handler.
 void lookForWildJump(void* self) {
     Walk& walk = *static_cast<Walk*>(self);
-    if (getpid() != walk.parent) walk.isAfterJump = findWildJump(walk.jump);
+    if (getpid() != walk.process) walk.isAfterJump = findWildJump(walk.jump);
 }
 
 void takeWalk(void* self) {
@@ -108,7 +108,7 @@ void takeWalks(Walk& walk) {
 }  // namespace
 
 void writeRawTrace(int fd) {
-    Walk walk = {fd, position(fd), &backtrace_symbols_fd, {}, false, getpid()};
+    Walk walk = {fd, position(fd), &backtrace_symbols_fd, getpid(), false, {}};
     writeAll(fd, partialStackTraceMsg, std::strlen(partialStackTraceMsg));
     sync(fd);
 
