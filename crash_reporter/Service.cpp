@@ -168,15 +168,23 @@ void Service::work() {
     followProcesses();
     keepPlace();
     m_carryOver.look(m_now);
-    if (!m_stopping && !m_superseded) HCrashReporter::writeMissingReports();
+    if (!m_stopping && !m_superseded) clearUpAfterEnded();
     if (!m_superseded) passOver();
     if (!m_pass.isRunning()) m_log.keep();
 }
 
 void Service::followProcesses() {
-    m_processes.noticeEnds();
+    if (m_processes.noticeEnds()) m_anyEnded = true;
     m_processes.follow(recordsIn(registrations()));
     m_processes.look(m_now);
+}
+
+/// Files of processes that have ended would pile up in a long session.
+void Service::clearUpAfterEnded() {
+    HCrashReporter::writeMissingReports();
+    if (!m_anyEnded) return;
+    m_anyEnded = false;
+    HCrashReporter::clearLeftovers();
 }
 
 /// Living processes must stay registered, and the session locked, whatever becomes of its places.

@@ -46,6 +46,7 @@ class Service {
     void takeLockAgain();
     void restorePlace(const Records& living);
     void followProcesses();
+    void clearUpAfterEnded();
     void passOver();
     void wait();
     Time nextLook() const;
@@ -65,6 +66,7 @@ class Service {
     Time m_now;                 ///< when the present round of work began
     Time m_emptySince;          ///< when the registration file was first seen empty
     bool m_oldStore = false;    ///< an earlier session's store has still to be gone through
+    bool m_anyEnded = false;    ///< a registered process, since files were last cleared away
     bool m_stopping = false;    ///< SIGTERM has come
     bool m_superseded = false;  ///< another crash reporter has taken the session over
     bool m_placeLost = false;   ///< and said so

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <thread>
 
+#include "HUTEnv.h"
 #include "ServedSession.h"
 
 namespace {
@@ -122,6 +123,24 @@ TEST_F(AtOnceTest, AnEarlierSessionsStoreStaysWhenAHostRegistersInItMeanwhile) {
     end(host);
     EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
     EXPECT_EQ(timesIn(session.log(reporter.pid()), "Deleted the crash store"), 0U);
+}
+
+TEST_F(AtOnceTest, WhatAnEndedHostHasLeftAboutItselfIsRemovedWhileOthersRun) {
+    ChildProcess host = registerHost();
+    ChildProcess other = registerHost();
+    const auto factsOf = [&](const ChildProcess& process) {
+        return session.store + "/.processfacts_" + HUTEnv::getHostName() + "_" +
+               std::to_string(process.pid());
+    };
+    for (const ChildProcess* process : {&host, &other}) writeFile(factsOf(*process), "facts");
+    ChildProcess reporter = session.startReporter();
+    EXPECT_TRUE(session.isLogged(reporter.pid(), CrashSession::recordOf(host.pid())));
+    EXPECT_TRUE(fs::exists(factsOf(host)));
+    end(host);
+    EXPECT_TRUE(session.eventually([&] { return !fs::exists(factsOf(host)); }));
+    EXPECT_TRUE(fs::exists(factsOf(other)));
+    end(other);
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
 }
 
 // --- Sleep --------------------------------------------------------------------------------------
