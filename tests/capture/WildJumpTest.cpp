@@ -175,6 +175,15 @@ TEST(WildJumpTest, AReturnToNowhereIsNone) {
               kNone);
 }
 
+TEST(WildJumpTest, ATopOfTheStackThatLeadsNowhereIsNone) {
+    EXPECT_EQ(found([] {
+                  asm volatile(
+                      "push %0\n"
+                      "jmp *%0" ::"r"(kNowhere));
+              }),
+              kNone);
+}
+
 TEST(WildJumpTest, AStackPointerThatLeadsNowhereIsNone) {
     EXPECT_EQ(found([] {
                   asm volatile(

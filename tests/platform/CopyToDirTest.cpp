@@ -4,6 +4,7 @@
 #include <sys/inotify.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <climits>
@@ -11,6 +12,7 @@
 
 #include "HUTFile.h"
 #include "support/ChildProcess.h"
+#include "support/MissingSystemCall.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -85,6 +87,20 @@ TEST_F(CopyToDirTest, ModeZeroKeepsWhatIsThereAndFails) {
     writeFile(m_source, "newer");
     EXPECT_FALSE(copy(HUTFile::COPY_KEEP));
     EXPECT_EQ(readFile(m_copy), "new");
+    EXPECT_EQ(namesIn(m_store), Names{"report"});
+}
+
+// Older kernels and some file systems cannot rename without replacing.
+TEST_F(CopyToDirTest, ModeZeroNeedsNoSpecialRename) {
+    ChildProcess child = ChildProcess::fork([this] {
+        if (!test_support::takeAwaySystemCall(SYS_renameat2)) return 2;
+        writeFile(m_source, "first");
+        if (!copy(HUTFile::COPY_KEEP)) return 3;
+        writeFile(m_source, "second");
+        return copy(HUTFile::COPY_KEEP) ? 4 : 0;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_EQ(readFile(m_copy), "first");
     EXPECT_EQ(namesIn(m_store), Names{"report"});
 }
 
