@@ -146,13 +146,18 @@ TEST_F(ClientInfoCLTest, EachSetterChangesItsOwnFieldOnlyAndNeitherChecksNorTrim
     EXPECT_EQ(info.getCacert(), "missing.pem");
 }
 
-TEST_F(ClientInfoCLTest, AssigningAFieldToItselfChangesNothing) {
-    StdoutCapture output;
+ClientInfoCL filled() {
     ClientInfoCL info;
     info.setRegId("r");
     info.setCoreDumpDir("c");
     info.setProxy("p");
     info.setCacert("f");
+    return info;
+}
+
+TEST_F(ClientInfoCLTest, AssigningAFieldToItselfChangesNothing) {
+    StdoutCapture output;
+    ClientInfoCL info = filled();
     info.setRegId(info.getRegId());
     info.setCoreDumpDir(info.getCoreDumpDir());
     info.setTempDir(info.getTempDir());
@@ -167,11 +172,7 @@ TEST_F(ClientInfoCLTest, AssigningAFieldToItselfChangesNothing) {
 
 TEST_F(ClientInfoCLTest, WhatAGetterGaveStaysWhenTheFieldChanges) {
     StdoutCapture output;
-    ClientInfoCL info;
-    info.setRegId("r");
-    info.setCoreDumpDir("c");
-    info.setProxy("p");
-    info.setCacert("f");
+    ClientInfoCL info = filled();
     const std::string& regId = info.getRegId();
     const std::string& coreDumpDir = info.getCoreDumpDir();
     const std::string& tempDir = info.getTempDir();
