@@ -179,7 +179,8 @@ void Service::followProcesses() {
     m_processes.look(m_now);
 }
 
-/// Files of processes that have ended would pile up in a long session.
+/// Reports first, which need what ended processes have left. The rest would pile up in a long
+/// session.
 void Service::clearUpAfterEnded() {
     HCrashReporter::writeMissingReports();
     if (!m_anyEnded) return;

@@ -29,6 +29,7 @@ int fatalSignal(int waitStatus) {
     return std::max(WEXITSTATUS(waitStatus) - kExitStatusOfSignal, 0);
 }
 
+/// Not dieQuietly(): SIGTERM must go on letting it finish the report that it is at.
 void leaveFaultsUnreported() {
     for (const int number : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT}) signal(number, SIG_DFL);
 }
