@@ -1,4 +1,4 @@
-// A raw trace of real names made readable, beside the demangler alone and beside c++filt.
+// A raw trace of real names demangled, beside the demangler alone and beside c++filt.
 #include <benchmark/benchmark.h>
 #include <cxxabi.h>
 
@@ -23,7 +23,7 @@ void conversion(benchmark::State& state) {
     HCrashReportMgr::MangledStackTraceHandler handler;
     std::string readable;
     for (auto _ : state) readable = handler.demangleBTFile(raw);
-    bench::require(bench::readFile(readable).find("std::") != std::string::npos, "readable names");
+    bench::require(bench::readFile(readable).find("std::") != std::string::npos, "demangled names");
 }
 BENCHMARK(conversion)->Apply(lineCounts);
 

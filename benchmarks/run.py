@@ -149,7 +149,7 @@ class Bench:
 
     def raw_trace(self, frames, parent):
         """Medians of the library and of the bare loop with as many lines."""
-        own_frames = 8  # of the crash routine and the signal, above those of the host
+        own_frames = 8  # of the crash handler and the signal, above those of the host
         ours, bare = [], []
         with self.session(parent) as (path, environment):
             work = path / "work"
@@ -169,7 +169,7 @@ class Bench:
 
     def conversion(self):
         sizes = (1000, 10000, 100000)
-        self.library_row("raw trace to readable log, 100,000 lines", "conversion", "demanglerAlone",
+        self.library_row("raw trace to stack-trace log, 100,000 lines", "conversion", "demanglerAlone",
                          sizes, 1.25, "lines")
         results = self.library()
         faster = results["cxxfilt/100000"] / results["conversion/100000"]
@@ -178,8 +178,8 @@ class Bench:
                              times(faster) + " as many", "≥ 2.2 ×", faster >= 2.2))
 
     def routine(self):
-        log = ROOT / "tests/data/readable-null-write.log"
-        done = subprocess.run([self.programs / "report_routine", str(RUNS), log],
+        log = ROOT / "tests/data/demangled-null-write.log"
+        done = subprocess.run([self.programs / "crash_handler_report", str(RUNS), log],
                               capture_output=True, text=True, check=True)
         samples = {"routine": [], "pipelines": []}
         for line in done.stdout.splitlines():
@@ -187,7 +187,7 @@ class Bench:
             if name in samples:
                 samples[name].append(int(figure[0]))
         figure, base = (statistics.median(samples[n]) for n in ("routine", "pipelines"))
-        self.rows.append(Row("crash routine after its wait: facts, analysis, JSON", ms(figure),
+        self.rows.append(Row("crash handler after its wait: facts, analysis, JSON", ms(figure),
                              ms(base), f"{times(figure / base)}, {ms(figure - base)} more",
                              "≤ 1.15 × + 3 ms", figure <= 1.15 * base + 3e6))
 

@@ -1,5 +1,5 @@
 /// @file
-/// Output of a dying process.
+/// Output of a crashing process.
 #pragma once
 
 #include <cstddef>

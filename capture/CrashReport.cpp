@@ -1,9 +1,9 @@
 #include <string>
 
 #include "HUTFile.h"
-#include "capture/CrashDeadline.h"
 #include "capture/CrashStack.h"
-#include "capture/HeapTrial.h"
+#include "capture/HeapProbe.h"
+#include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "hcrpt/HCrashRptSettings.h"
@@ -42,9 +42,9 @@ void writeReport() {
 }
 
 void writeReportNoThrow(void*) {
-    hcrpt::CrashDeadline::set(hcrpt::CrashDeadline::kReport);
+    hcrpt::Watchdog::set(hcrpt::Watchdog::kReport);
     // Nothing of the report can be had without the heap; the traces are on disk.
-    if (!hcrpt::heapAnswers()) return;
+    if (!hcrpt::heapIsUsable()) return;
     try {
         writeReport();
     } catch (...) {

@@ -1,5 +1,5 @@
 /// @file
-/// A stack for the heavy steps of the crash routine.
+/// A stack for the heavy steps of the crash handler.
 ///
 /// A fatal signal may arrive on an alternate stack of 8,192 bytes, of which the kernel takes up to
 /// 3,632 for itself (AVX-512). That is room for unwinding, not for strings, streams or a shell. So

@@ -20,7 +20,7 @@ void HCrashRptDebug::forceStackOverflow(int value) {
 }
 
 int HCrashRptDebug::forceCoreDump() {
-    // What waits in the buffer would be printed by the dying copy as well.
+    // What waits in the buffer would be printed by the crashing copy as well.
     hcrpt::printRaw("");
     const pid_t child = fork();
     if (child != 0) return child;

@@ -11,7 +11,7 @@ HCrptExceptionHandlerBase* HCrptExceptionHandlerBase::m_handler = nullptr;
 
 HCrptExceptionHandlerBase::HCrptExceptionHandlerBase() {
     HCrptResourceMgr::get();
-    // As where the arena cannot be had. Without this stack the crash routine would run into the
+    // As where the arena cannot be had. Without this stack the crash handler would run into the
     // heap beneath the alternate one.
     if (!hcrpt::CrashStack::reserve()) throw std::bad_alloc();
     hcrpt::TraceHandOver::prepare();

@@ -15,13 +15,13 @@ constexpr std::size_t kAlternateStackSize = 8192;  // bytes
 }  // namespace
 
 HCrptLinuxExceptionHandler::HCrptLinuxExceptionHandler()
-    : m_signalRoutine(&HCrptLinuxExceptionHandler::crptDefaultLinuxHandler) {}
+    : m_signalHandler(&HCrptLinuxExceptionHandler::crptDefaultLinuxHandler) {}
 
 HCrptLinuxExceptionHandler::~HCrptLinuxExceptionHandler() = default;
 
 bool HCrptLinuxExceptionHandler::install() {
     for (const int number : {SIGILL, SIGFPE, SIGBUS, SIGABRT, SIGQUIT})
-        signal(number, m_signalRoutine);
+        signal(number, m_signalHandler);
     return signalSegvInstall();
 }
 
@@ -38,8 +38,8 @@ bool HCrptLinuxExceptionHandler::signalSegvInstall() {
 
     struct sigaction action = {};
     if (sigaction(SIGSEGV, nullptr, &action) != 0) return false;
-    action.sa_handler = m_signalRoutine;
-    // The routine takes the signal number alone, and stays installed.
+    action.sa_handler = m_signalHandler;
+    // The crash handler takes the signal number alone, and stays installed.
     action.sa_flags &= ~static_cast<int>(SA_SIGINFO | SA_RESETHAND);
     action.sa_flags |= SA_ONSTACK;
     return sigaction(SIGSEGV, &action, nullptr) == 0;

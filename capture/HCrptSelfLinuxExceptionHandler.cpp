@@ -10,13 +10,13 @@
 namespace HCrashReporter {
 
 HCrptSelfLinuxExceptionHandler::HCrptSelfLinuxExceptionHandler()
-    : m_selfSignalRoutine(&HCrptSelfLinuxExceptionHandler::crptSelfLinuxSignalHandler) {}
+    : m_selfSignalHandler(&HCrptSelfLinuxExceptionHandler::crptSelfLinuxSignalHandler) {}
 
 HCrptSelfLinuxExceptionHandler::~HCrptSelfLinuxExceptionHandler() = default;
 
 bool HCrptSelfLinuxExceptionHandler::install() {
     // On purpose the inherited routine: a crash of the crash reporter is reported like any other,
-    // and the waiting reports stay. m_selfSignalRoutine, which would delete them, is only kept.
+    // and the waiting reports stay. m_selfSignalHandler, which would delete them, is only kept.
     const bool installed = HCrptLinuxExceptionHandler::install();
     signal(SIGINT, SIG_IGN);
     return installed;

@@ -8,9 +8,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "capture/BadCallTarget.h"
+#include "capture/GuardedUnwind.h"
 #include "capture/ModuleLines.h"
-#include "capture/WalkProcess.h"
-#include "capture/WildJump.h"
 #include "hcrpt/HCrashCapture.h"
 #include "utils/WholeOutput.h"
 
@@ -28,8 +28,8 @@ struct Walk {
     off_t start;  // where the trace begins in the file
     void (*writeLines)(void* const* frames, int count, int fd);
     pid_t process;     // the one that dies, not its children
-    bool isAfterJump;  // there is a wild jump to return from
-    WildJump jump;
+    bool isAfterJump;  // there is a bad call target to return from
+    BadCallTarget jump;
 };
 
 int s_framesOnDisk = 0;
@@ -37,7 +37,7 @@ int s_framesOnDisk = 0;
 void writeModuleLines(void* const* frames, int count, int fd) {
     for (int i = 0; i < count; ++i) {
         writeModuleLine(fd, frames[i]);
-        walkProgress();
+        guardedProgress();
     }
 }
 
@@ -70,12 +70,12 @@ void writeWholeTrace(const Walk& walk, int frames, off_t linesSize) {
 
 // In a child only, which costs no frame where it faults: the stack may be damaged above a caller
 // that is no signal handler.
-void lookForWildJump(void* self) {
+void checkForBadCallTarget(void* self) {
     Walk& walk = *static_cast<Walk*>(self);
-    if (getpid() != walk.process) walk.isAfterJump = findWildJump(walk.jump);
+    if (getpid() != walk.process) walk.isAfterJump = findBadCallTarget(walk.jump);
 }
 
-void takeWalk(void* self) {
+void unwindOnce(void* self) {
     const Walk& walk = *static_cast<const Walk*>(self);
     // One frame deeper each time: where the stack is damaged the walk itself may fault, and then
     // the notice and all frames up to there are on disk.
@@ -88,7 +88,7 @@ void takeWalk(void* self) {
         walk.writeLines(s_btArray + depth - 1, 1, walk.fd);
         sync(walk.fd);
         s_framesOnDisk = found;
-        walkProgress();
+        guardedProgress();
     }
 
     // The walk came to its end, so the trace is not partial. One frame more than it finds fits in.
@@ -97,12 +97,12 @@ void takeWalk(void* self) {
     sync(walk.fd);
 }
 
-void takeWalks(Walk& walk) {
-    if (runInWalkProcess(&takeWalk, &walk) || s_framesOnDisk > 0) return;
+void unwindRepeatedly(Walk& walk) {
+    if (runGuarded(&unwindOnce, &walk) || s_framesOnDisk > 0) return;
     // Not even this library's own frame: looking up its name waits for the loader's lock, which
     // another thread holds and may never give back. Then the modules must do.
     walk.writeLines = &writeModuleLines;
-    runInWalkProcess(&takeWalk, &walk);
+    runGuarded(&unwindOnce, &walk);
 }
 
 }  // namespace
@@ -113,9 +113,9 @@ void writeRawTrace(int fd) {
     sync(fd);
 
     s_framesOnDisk = 0;
-    runInWalkProcess(&lookForWildJump, &walk);
+    runGuarded(&checkForBadCallTarget, &walk);
     if (walk.isAfterJump) returnToCaller(walk.jump);
-    takeWalks(walk);
+    unwindRepeatedly(walk);
     if (walk.isAfterJump) goBackToTarget(walk.jump);
 }
 

@@ -11,7 +11,7 @@
 namespace HCrashReporter {
 namespace {
 
-// What the crash routine needs beside the kernel's own part, which grows with the processor's
+// What the crash handler needs beside the kernel's own part, which grows with the processor's
 // vector state.
 constexpr std::size_t kOwnPart = 16 * std::size_t{1024};  // bytes
 

@@ -3,11 +3,11 @@
 #include <string>
 
 #include "HUTFile.h"
-#include "capture/CrashDeadline.h"
 #include "capture/CrashOutput.h"
-#include "capture/HeapTrial.h"
+#include "capture/HeapProbe.h"
 #include "capture/SafeFormat.h"
 #include "capture/StorePath.h"
+#include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "hcrpt/HCrashRptUtils.h"
@@ -25,7 +25,7 @@ constexpr std::size_t kPathSize = 4096;  // bytes, as much as the system takes
 struct Prepared {
     HUTFile rawTrace{HCrptResourceMgr::getStacktraceTempFilePath()};
     HUTFile log{HCrptResourceMgr::getStacktraceLogPath()};
-    // Room for any path, so that none is asked for in the dying process.
+    // Room for any path, so that none is asked for in the crashing process.
     std::string crashStore;
     std::string logDirectory;
 
@@ -54,7 +54,7 @@ const char* lastComponent(const std::string& path) {
 // is.
 const std::string& currentLogDirectory() {
     std::string& directory = s_prepared->logDirectory;
-    if (heapAnswers()) {
+    if (heapIsUsable()) {
         directory = HCrashRptSettings::getStackTraceLogPath();
     } else {
         const std::string& rawTrace = HCrptResourceMgr::getStacktraceTempFilePath();
@@ -90,7 +90,7 @@ void tellWhere(const char* directory, const char* separator, const char* name) {
 }
 
 void handOver(bool copyRawTrace) {
-    CrashDeadline::set(CrashDeadline::kCopies);
+    Watchdog::set(Watchdog::kCopies);
     TraceHandOver::prepare();
     const char* const rawTrace = HCrptResourceMgr::getStacktraceTempFilePath().c_str();
     const std::string& crashStore = currentCrashStore();
@@ -104,12 +104,12 @@ void handOver(bool copyRawTrace) {
     }
     if (copyRawTrace) s_prepared->rawTrace.copyToDir(crashStore, HUTFile::COPY_REPLACE);
 
-    CrashDeadline::set(kLogWaitTests + CrashDeadline::kCopies);
+    Watchdog::set(kLogWaitTests + Watchdog::kCopies);
     if (!waitForFile(s_prepared->log)) {
         tellWhere(rawTrace, "", "");
         return;
     }
-    CrashDeadline::set(CrashDeadline::kCopies);
+    Watchdog::set(Watchdog::kCopies);
     const std::string& directory = currentLogDirectory();
     s_prepared->log.copyToDir(directory, HUTFile::COPY_REPLACE);
     tellWhere(directory.c_str(), "/", lastComponent(HCrptResourceMgr::getStacktraceLogPath()));

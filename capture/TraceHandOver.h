@@ -1,10 +1,10 @@
 /// @file
-/// Hands a raw trace to the crash reporter and waits for the readable log.
+/// Hands a raw trace to the crash reporter and waits for the stack-trace log.
 #pragma once
 
 namespace hcrpt {
 
-/// Copies the raw trace into the crash store, waits for the readable log and copies that back.
+/// Copies the raw trace into the crash store, waits for the stack-trace log and copies that back.
 /// Runs on the crash stack. Up to the end of the wait it is @signalsafe where the crash store is
 /// there or can be made: neither heap nor lock is needed until the raw trace is where the crash
 /// reporter finds it. After the wait it is @crashtime.

@@ -26,7 +26,7 @@ endif()
 add_library(hcrpt_flags INTERFACE)
 target_compile_options(hcrpt_flags INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion
-    # Unwinding needs tables in every function, and whole frames make traces readable.
+    # Unwinding needs tables in every function, and whole frames demangle traces.
     -fasynchronous-unwind-tables -fno-omit-frame-pointer
     $<$<BOOL:${HCRPT_WERROR}>:-Werror>)
 # Immediate binding: resolving a lazily bound symbol costs about 3 KiB of stack, which the

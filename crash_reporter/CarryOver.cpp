@@ -24,7 +24,7 @@ bool leadsTo(const std::string& path, int fd) {
 void CarryOver::keep(const std::string& registrations) {
     m_path = registrations;
     m_old.reset(open(registrations.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    m_nextLook.reset();
+    m_nextPoll.reset();
 }
 
 void CarryOver::begin(Time now) {
@@ -34,11 +34,11 @@ void CarryOver::begin(Time now) {
     }
     m_end = now + kLast;
     m_pauses.reset();
-    m_nextLook = now;
+    m_nextPoll = now;
 }
 
-void CarryOver::look(Time now) {
-    if (!m_nextLook || now < *m_nextLook) return;
+void CarryOver::poll(Time now) {
+    if (!m_nextPoll || now < *m_nextPoll) return;
     Records missing;
     const Records present = recordsIn(m_path);
     for (const std::string& record : recordsIn(m_old.get())) {
@@ -49,10 +49,10 @@ void CarryOver::look(Time now) {
     const bool done = missing.empty() || appendRecords(missing);
     if (done)
         for (const std::string& record : missing)
-            say("Carried the registration of " + record + " over into the new file.");
-    m_nextLook = now + m_pauses.next();
+            logInfo("Carried the registration of " + record + " over into the new file.");
+    m_nextPoll = now + m_pauses.next();
     if (done && now >= m_end) {
-        m_nextLook.reset();
+        m_nextPoll.reset();
         m_old.reset(-1);
     }
 }

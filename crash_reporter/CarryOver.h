@@ -22,14 +22,14 @@ class CarryOver {
     /// It has been replaced or not, and what is looked for turns up from now on.
     void begin(Time now);
     /// Carries over what has turned up, when it is time to look.
-    void look(Time now);
+    void poll(Time now);
     /// When to look again; nothing when it is over.
-    std::optional<Time> nextLook() const { return m_nextLook; }
+    std::optional<Time> nextPoll() const { return m_nextPoll; }
 
   private:
     std::string m_path;
     FileDescriptor m_old{-1};
-    std::optional<Time> m_nextLook;
+    std::optional<Time> m_nextPoll;
     Time m_end;
     BackOff m_pauses{std::chrono::milliseconds(100), std::chrono::seconds(1)};
 };

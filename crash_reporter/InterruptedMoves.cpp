@@ -39,7 +39,7 @@ void finishInterruptedMoves() {
              HCrashRptSettings::getCrashRptPrefix(), HCrashRptSettings::getCrashStorePath())) {
         const std::string copy = filedCopyOf(report);
         if (!copy.empty() && HUTFile(report).rm())
-            say("Removed crash report " + report + ", which is filed already as " + copy);
+            logInfo("Removed crash report " + report + ", which is filed already as " + copy);
     }
 }
 

@@ -22,13 +22,13 @@ bool isSameFile(const struct stat& one, const struct stat& other) {
 
 }  // namespace
 
-void say(const std::string& text) {
+void logInfo(const std::string& text) {
     std::printf("[Crash Reporter] %s\n", text.c_str());
     std::fflush(stdout);
 }
 
-void complain(const std::string& text) {
-    say("Error: " + text);
+void logError(const std::string& text) {
+    logInfo("Error: " + text);
 }
 
 void Log::open() {
@@ -60,8 +60,8 @@ void Log::beginAnew() {
     std::fflush(stdout);
     dup2(log.get(), STDOUT_FILENO);
     dup2(log.get(), STDERR_FILENO);
-    say("Log of process " + std::to_string(HUTEnv::getPid()) +
-        " goes on, at time = " + HCrashReporter::timestamp());
+    logInfo("Log of process " + std::to_string(HUTEnv::getPid()) +
+            " goes on, at time = " + HCrashReporter::timestamp());
 }
 
 }  // namespace crash_reporter

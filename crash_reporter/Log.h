@@ -9,9 +9,9 @@
 namespace crash_reporter {
 
 /// Writes "[Crash Reporter] ", the text and a line feed, and flushes.
-void say(const std::string& text);
+void logInfo(const std::string& text);
 /// Writes "[Crash Reporter] Error: ", the text and a line feed, and flushes.
-void complain(const std::string& text);
+void logError(const std::string& text);
 
 /// Keeps the log where it belongs, within bounds. One per process.
 class Log {

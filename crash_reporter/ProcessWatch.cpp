@@ -56,7 +56,7 @@ bool ProcessWatch::noticeEnds() {
         if (inTable) {
             m_ended.insert(it->first);
             m_pauses.reset();
-            m_nextLook = Clock::now() + m_pauses.next();
+            m_nextPoll = Clock::now() + m_pauses.next();
         }
         it = m_followed.erase(it);
     }
@@ -74,15 +74,15 @@ bool ProcessWatch::isComplete() const {
                        [](const auto& entry) { return entry.second.end.isOpen(); });
 }
 
-std::optional<Time> ProcessWatch::nextLook() const {
-    return m_ended.empty() ? std::nullopt : std::optional<Time>(m_nextLook);
+std::optional<Time> ProcessWatch::nextPoll() const {
+    return m_ended.empty() ? std::nullopt : std::optional<Time>(m_nextPoll);
 }
 
-void ProcessWatch::look(Time now) {
-    if (m_ended.empty() || now < m_nextLook) return;
+void ProcessWatch::poll(Time now) {
+    if (m_ended.empty() || now < m_nextPoll) return;
     for (auto it = m_ended.begin(); it != m_ended.end();)
         it = HCrashRptUtils::isProcessRunning(*it) ? std::next(it) : m_ended.erase(it);
-    m_nextLook = now + m_pauses.next();
+    m_nextPoll = now + m_pauses.next();
 }
 
 }  // namespace crash_reporter

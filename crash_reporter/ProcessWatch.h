@@ -35,9 +35,9 @@ class ProcessWatch {
     /// An ended process stays in the process table until its parent asks for it, and until then the
     /// library takes it for running. When to look again at those: after pauses that grow; nothing
     /// when there are none.
-    std::optional<Time> nextLook() const;
+    std::optional<Time> nextPoll() const;
     /// Looks at them, when it is time for it.
-    void look(Time now);
+    void poll(Time now);
 
   private:
     struct Process {
@@ -48,7 +48,7 @@ class ProcessWatch {
     std::map<std::string, Process> m_followed;  ///< by process id
     std::set<std::string> m_ended;              ///< but still in the process table
     BackOff m_pauses{std::chrono::milliseconds(50), std::chrono::seconds(10)};
-    Time m_nextLook;
+    Time m_nextPoll;
 };
 
 }  // namespace crash_reporter

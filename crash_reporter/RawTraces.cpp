@@ -13,7 +13,7 @@
 namespace crash_reporter {
 namespace {
 
-/// A pass makes raw traces readable again, but for those that this process has made readable when
+/// A pass demangles raw traces again, but for those that this process has demangled when
 /// no further change could escape it: two seconds after the last one.
 constexpr std::time_t kYoung = 3;
 
@@ -31,7 +31,7 @@ std::string logOf(const std::string& rawTrace) {
 
 }  // namespace
 
-void RawTraces::makeReadable() {
+void RawTraces::demangleNew() {
     std::map<std::string, State> seen;
     std::vector<std::string> grownOld;
     for (const std::string& rawTrace :
@@ -51,7 +51,7 @@ void RawTraces::makeReadable() {
             state.failed = !HUTFile::exists(log);
             const bool told = known && before->second.failed;
             if (state.failed && !told)
-                complain("Could not write the readable log of " + rawTrace +
+                logError("Could not write the readable log of " + rawTrace +
                          ", trying again from time to time.");
         } else if (before->second.young && !state.young) {
             grownOld.push_back(rawTrace);
@@ -59,7 +59,7 @@ void RawTraces::makeReadable() {
         seen[rawTrace] = state;
     }
     m_seen = std::move(seen);
-    // Behind those that dying processes wait for.
+    // Behind those that crashing processes wait for.
     for (const std::string& rawTrace : grownOld)
         HCrashReportMgr::MangledStackTraceHandler().demangleBTFile(rawTrace);
 }

@@ -1,5 +1,5 @@
 /// @file
-/// Raw traces of the crash store, made readable as they come.
+/// Raw traces of the crash store, demangled as they come.
 #pragma once
 
 #include <sys/types.h>
@@ -10,14 +10,14 @@
 
 namespace crash_reporter {
 
-/// A dying process waits for its readable log, so each raw trace is made readable as soon as it is
-/// seen, and again only when it is another one than before or its log has gone; and once more some
-/// seconds after it came, so that no pass over the reports needs to.
+/// A crashing process waits for its stack-trace log, so each raw trace is demangled as soon as it
+/// is seen, and again only when it is another one than before or its log has gone; and once more
+/// some seconds after it came, so that no pass over the reports needs to.
 class RawTraces {
   public:
-    /// One line of the log for each raw trace of which no readable log can be made. It is tried
+    /// One line of the log for each raw trace of which no stack-trace log can be made. It is tried
     /// again at the next call.
-    void makeReadable();
+    void demangleNew();
 
   private:
     /// Which file it is, and as of when.

@@ -40,8 +40,8 @@ Records recordsIn(int fd) {
 std::string localProcess(const std::string& record) {
     const HCrashReporter::HClientProcessInfo process(record);
     const std::string pid = process.getProcessId();
-    constexpr std::size_t kMostDigits = 9;
-    const bool isNumber = !pid.empty() && pid.size() <= kMostDigits &&
+    constexpr std::size_t kMaxDigits = 9;
+    const bool isNumber = !pid.empty() && pid.size() <= kMaxDigits &&
                           pid.find_first_not_of("0123456789") == std::string::npos;
     return isNumber && process.getHostName() == HUTEnv::getHostName() ? pid : std::string();
 }

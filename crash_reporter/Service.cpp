@@ -18,8 +18,8 @@
 namespace crash_reporter {
 namespace {
 
-constexpr std::chrono::seconds kUsualLook(10);
-constexpr std::chrono::seconds kLookWithoutEvents(1);
+constexpr std::chrono::seconds kPollInterval(10);
+constexpr std::chrono::seconds kPollIntervalWithoutEvents(1);
 /// A host that has just started the crash reporter has this long to register.
 constexpr std::chrono::seconds kTimeToRegister(15);
 /// Another crash reporter that has just taken the session over makes its registration file at once.
@@ -61,7 +61,7 @@ int millisecondsUntil(Time time) {
     using std::chrono::milliseconds;
     // Rounded up: a wait that ends too early would only be made again.
     const auto left = std::chrono::ceil<milliseconds>(time - Clock::now());
-    return static_cast<int>(std::clamp(left, milliseconds(0), milliseconds(kUsualLook)).count());
+    return static_cast<int>(std::clamp(left, milliseconds(0), milliseconds(kPollInterval)).count());
 }
 
 }  // namespace
@@ -74,11 +74,11 @@ void Service::run() {
         work();
         if (m_superseded) {
             handOver();
-            return say("Another crash reporter serves this session now, leaving.");
+            return logInfo("Another crash reporter serves this session now, leaving.");
         }
         if (m_stopping && !m_pass.isRunning())
-            return say("Asked to leave by a signal, leaving. Waiting reports: " +
-                       std::to_string(waitingReports().size()));
+            return logInfo("Asked to leave by a signal, leaving. Waiting reports: " +
+                           std::to_string(waitingReports().size()));
         if (!m_stopping && isOver() && leave()) return;
         wait();
     }
@@ -93,7 +93,7 @@ void Service::begin() {
     else if (hasRecords())
         m_oldStore = true;
     else
-        say("Using the empty registration file " + registrations());
+        logInfo("Using the empty registration file " + registrations());
     m_store.follow(HCrashRptSettings::getCrashStorePath());
 }
 
@@ -122,7 +122,7 @@ bool Service::isOver() {
     const bool known = hasRecords();
     // Asked whatever else there is: it announces new records.
     const bool exitCondition = known && HCrashReporter::isExitCondition();
-    if (m_oldStore || m_pass.isRunning() || m_carryOver.nextLook()) return false;
+    if (m_oldStore || m_pass.isRunning() || m_carryOver.nextPoll()) return false;
     if (!m_processes.living().empty() || !waitingReports().empty()) return false;
     if (known) return exitCondition;
     return !HUTFile::exists(registrations()) || Clock::now() >= m_emptySince + kTimeToRegister;
@@ -137,11 +137,11 @@ bool Service::leave() {
     m_lock.release();
     followProcesses();
     if (isOver()) {
-        say("No registered process runs and no report waits, leaving.");
+        logInfo("No registered process runs and no report waits, leaving.");
         return true;
     }
     if (m_lock.take() != SessionLock::Outcome::heldByAnother) return false;
-    say("Another crash reporter serves this session now, leaving.");
+    logInfo("Another crash reporter serves this session now, leaving.");
     return true;
 }
 
@@ -158,8 +158,8 @@ void Service::handOver() {
 
 void Service::work() {
     m_now = Clock::now();
-    // First, since a dying process waits for it.
-    m_rawTraces.makeReadable();
+    // First, since a crashing process waits for it.
+    m_rawTraces.demangleNew();
     if (m_stop.isAsked() && !m_stopping) {
         m_stopping = true;
         m_lock.announceRelease();
@@ -167,7 +167,7 @@ void Service::work() {
     }
     followProcesses();
     keepPlace();
-    m_carryOver.look(m_now);
+    m_carryOver.poll(m_now);
     if (!m_stopping && !m_superseded) clearUpAfterEnded();
     if (!m_superseded) passOver();
     if (!m_pass.isRunning()) m_log.keep();
@@ -176,7 +176,7 @@ void Service::work() {
 void Service::followProcesses() {
     if (m_processes.noticeEnds()) m_anyEnded = true;
     m_processes.follow(recordsIn(registrations()));
-    m_processes.look(m_now);
+    m_processes.poll(m_now);
 }
 
 /// Reports first, which need what ended processes have left. The rest would pile up in a long
@@ -210,7 +210,7 @@ void Service::restorePlace(const Records& living) {
     HUTFile(HCrashRptSettings::getCrashReporterSessionDir()).mkDirRecursive();
     m_log.keep();  // goes with the session directory
     if (!m_placeLost)
-        complain("The crash store has vanished from under " + std::to_string(living.size()) +
+        logError("The crash store has vanished from under " + std::to_string(living.size()) +
                  " registered processes: " + HCrashRptSettings::getCrashStorePath() +
                  ". Making it anew.");
     m_placeLost = true;
@@ -228,7 +228,7 @@ void Service::passOver() {
     if (ended && m_pass.wasKilled()) clearUp();
     const Reports waiting = waitingReports();
     if (ended && m_schedule.ended(waiting, m_pass.wasKilled(), m_now))
-        complain(
+        logError(
             "A pass could not move any of the waiting reports, trying again from time to time.");
     if (m_pass.isRunning() || m_stopping) return;
     if (waiting.empty()) m_schedule = PassSchedule();
@@ -238,7 +238,7 @@ void Service::passOver() {
         if (obstacle.empty()) {
             m_pass.begin();
         } else if (m_schedule.ended(waiting, false, m_now)) {
-            complain("Sending no reports: " + obstacle + ". Trying again from time to time.");
+            logError("Sending no reports: " + obstacle + ". Trying again from time to time.");
         }
     } else if (m_oldStore) {
         replaceOldStore();
@@ -252,9 +252,9 @@ void Service::wait() {
         waits.push_back({m_store.descriptor(), POLLIN, 0});
         waits.push_back({m_pass.descriptor(), POLLIN, 0});
         m_processes.addTo(waits);
-        const Time look = nextLook();
-        poll(waits.data(), waits.size(), millisecondsUntil(look));
-        if (Clock::now() >= look || m_stop.isAsked() != m_stopping) return;
+        const Time next = nextPoll();
+        poll(waits.data(), waits.size(), millisecondsUntil(next));
+        if (Clock::now() >= next || m_stop.isAsked() != m_stopping) return;
         news = isAnyNews(waits);
     }
 }
@@ -267,14 +267,15 @@ bool Service::isAnyNews(const std::vector<pollfd>& waits) {
     return news;
 }
 
-Time Service::nextLook() const {
+Time Service::nextPoll() const {
     const bool told = m_store.descriptor() >= 0 && m_processes.isComplete();
-    Time next = m_now + (told ? Clock::duration(kUsualLook) : Clock::duration(kLookWithoutEvents));
+    Time next = m_now + (told ? Clock::duration(kPollInterval)
+                              : Clock::duration(kPollIntervalWithoutEvents));
     const auto include = [&next](const std::optional<Time>& time) {
         if (time) next = std::min(next, *time);
     };
-    include(m_processes.nextLook());
-    include(m_carryOver.nextLook());
+    include(m_processes.nextPoll());
+    include(m_carryOver.nextPoll());
     if (!m_pass.isRunning() && !m_stopping) include(m_schedule.nextTry());
     if (m_placeLost) include(m_nextRestoration);
     if (m_now < m_emptySince + kTimeToRegister) include(m_emptySince + kTimeToRegister);

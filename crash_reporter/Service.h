@@ -49,7 +49,7 @@ class Service {
     void clearUpAfterEnded();
     void passOver();
     void wait();
-    Time nextLook() const;
+    Time nextPoll() const;
     bool isAnyNews(const std::vector<pollfd>& waits);
 
     SessionLock& m_lock;

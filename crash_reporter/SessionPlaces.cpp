@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include "HUTFile.h"
-#include "crash_reporter/OwnPlace.h"
+#include "crash_reporter/PathOwnership.h"
 #include "hcrpt/HCrashRptSettings.h"
 
 namespace crash_reporter {
@@ -22,14 +22,14 @@ bool SessionPlaces::prepareSessionDirectory() {
 
 bool SessionPlaces::inspectStores() {
     const std::string backup = HCrashRptSettings::getCrashBackupStorePath();
-    const Finding finding = inspectPlace(backup, PlaceKind::directory);
+    const Finding finding = inspectPath(backup, PathKind::directory);
     if (finding.restricted) noteRestricted(backup);
     return mayUseDirectory("crash store", HCrashRptSettings::getCrashStorePath()) &&
            mayUseRegistrations(HCrashRptSettings::getProcRegFileFullPath());
 }
 
 bool SessionPlaces::mayUseDirectory(const std::string& what, const std::string& path) {
-    const Finding finding = inspectPlace(path, PlaceKind::directory);
+    const Finding finding = inspectPath(path, PathKind::directory);
     if (finding.restricted) noteRestricted(path);
     // A file in its place is in the way of whoever makes the directory, and is reported there.
     if (finding.objection.empty()) return true;
@@ -38,7 +38,7 @@ bool SessionPlaces::mayUseDirectory(const std::string& what, const std::string& 
 }
 
 bool SessionPlaces::mayUseRegistrations(const std::string& path) {
-    const Finding finding = inspectPlace(path, PlaceKind::file);
+    const Finding finding = inspectPath(path, PathKind::file);
     if (finding.restricted) noteRestricted(path);
     if (finding.objection.empty() && !finding.otherKind) return true;
     m_refusal = "refusing registration file " + path + ", which " +

@@ -56,9 +56,9 @@ void StoreReplacement::finish() const {
     if (!HUTFile(store()).isDir()) return;  // could not be made: the old one is put back later
     moveIntoStore(namesIn(asidePath()), m_known);
     if (HUTFile(asidePath()).rmRecursive())
-        say("Deleted the crash store of an earlier session.");
+        logInfo("Deleted the crash store of an earlier session.");
     else
-        complain("Could not delete " + asidePath() + ".");
+        logError("Could not delete " + asidePath() + ".");
 }
 
 Records StoreReplacement::undoInterrupted() {

@@ -11,9 +11,9 @@
 namespace crash_reporter {
 
 /// Tells when a raw trace, a report or a record has arrived in a directory, and when the directory
-/// goes, or anything beside it: the log, the lock. Readable logs and hidden temporary files, which
-/// come and go with every crash, are no news. Where the kernel or the file system sends no events
-/// it tells nothing: look yourself now and then.
+/// goes, or anything beside it: the log, the lock. Stack-trace logs and hidden temporary files,
+/// which come and go with every crash, are no news. Where the kernel or the file system sends no
+/// events it tells nothing: look yourself now and then.
 class StoreWatch {
   public:
     /// Follows the directory at the path from now on, and no other.

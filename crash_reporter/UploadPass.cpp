@@ -42,7 +42,7 @@ void leaveFaultsUnreported() {
     try {
         HCrashReporter::probeAndSendCrashReports();
     } catch (const std::exception& error) {
-        complain(std::string("Pass over the reports: ") + error.what() + ".");
+        logError(std::string("Pass over the reports: ") + error.what() + ".");
         status = EXIT_FAILURE;
     }
     std::fflush(stdout);
@@ -61,12 +61,12 @@ void UploadPass::begin() {
     const pid_t self = getpid();
     m_child = pipe2(ends, O_CLOEXEC) == 0 ? fork() : -1;
     if (m_child == 0) passInChild(self, m_killed);
-    // The child's copy closes with it, and makes this end readable.
+    // The child's copy closes with it, and demangles this end.
     if (ends[1] >= 0) close(ends[1]);
     m_end.reset(ends[0]);
     if (m_child > 0) return;
     m_end.reset(-1);
-    complain("Could not start a process for the upload, uploading in this one.");
+    logError("Could not start a process for the upload, uploading in this one.");
     HCrashReporter::probeAndSendCrashReports();
     m_madeHere = true;
 }
@@ -88,7 +88,7 @@ bool UploadPass::hasEnded() {
     const int signal = got == m_child ? fatalSignal(status) : 0;
     m_killed = signal != 0;
     if (m_killed)
-        complain("The pass over the reports was ended by signal " + std::to_string(signal) + ".");
+        logError("The pass over the reports was ended by signal " + std::to_string(signal) + ".");
     m_child = -1;
     m_end.reset(-1);
     return true;

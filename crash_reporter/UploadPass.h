@@ -8,8 +8,8 @@
 
 namespace crash_reporter {
 
-/// An upload may take minutes, while a dying process waits for its readable log. So a pass is made
-/// in a forked child, one at a time; it ends with this process, however that does.
+/// An upload may take minutes, while a crashing process waits for its stack-trace log. So a pass is
+/// made in a forked child, one at a time; it ends with this process, however that does.
 class UploadPass {
   public:
     /// Begins one. Where no process can be had it is made here, and is over on return. A crash of

@@ -1,4 +1,4 @@
-// The crash reporter: makes raw traces readable, uploads and files reports, and leaves when there
+// The crash reporter: demangles raw traces, uploads and files reports, and leaves when there
 // is nothing left to wait for. It is started with an empty argument vector and takes no arguments;
 // all it needs to know comes from the environment of the host that started it.
 #include <chrono>
@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "crash_reporter/BackOff.h"
-#include "crash_reporter/HostDetachment.h"
+#include "crash_reporter/Daemonize.h"
 #include "crash_reporter/Log.h"
 #include "crash_reporter/Service.h"
 #include "crash_reporter/SessionLock.h"
@@ -46,9 +46,9 @@ void serve(Log& log) {
     SessionLock lock;
     switch (takeLock(lock, stop)) {
         case SessionLock::Outcome::heldByAnother:
-            return say("Another crash reporter serves this session, leaving.");
+            return logInfo("Another crash reporter serves this session, leaving.");
         case SessionLock::Outcome::impossible:
-            complain("Could not lock " + SessionLock::path() +
+            logError("Could not lock " + SessionLock::path() +
                      ", so another crash reporter of this session would not be noticed.");
             break;
         case SessionLock::Outcome::taken:
@@ -60,7 +60,7 @@ void serve(Log& log) {
 }  // namespace
 
 int main() {
-    detachFromHost();
+    daemonize();
     HCrashReporter::installSelfSignalHandler();
 
     // The log's directory comes first: the redirection is tried once, and without it nobody would
@@ -75,15 +75,15 @@ int main() {
 
     Log log;
     log.open();
-    for (const std::string& remark : places.remarks()) say(remark);
+    for (const std::string& remark : places.remarks()) logInfo(remark);
     if (!storesAreOurs) {
-        complain(places.refusal() + ", leaving.");
+        logError(places.refusal() + ", leaving.");
         return EXIT_FAILURE;
     }
     try {
         serve(log);
     } catch (const std::exception& error) {
-        complain(std::string(error.what()) + ", leaving.");
+        logError(std::string(error.what()) + ", leaving.");
         return EXIT_FAILURE;
     }
     return EXIT_SUCCESS;

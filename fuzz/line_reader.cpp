@@ -1,4 +1,4 @@
-// The line reader of a dying process, on buffers of exactly the size that it may touch.
+// The line reader of a crashing process, on buffers of exactly the size that it may touch.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr double kLongestTime = 5;  // seconds of processor time, sanitizers included
+constexpr double kMaxTime = 5;  // seconds of processor time, sanitizers included
 
 double processorTime() {
     double seconds = 0;
@@ -35,9 +35,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string name = fuzz::text(data, size).c_str();
     const double before = processorTime();
     const hcrpt::DemangledName readable = hcrpt::demangleName(name.c_str());
-    FUZZ_REQUIRE(processorTime() - before < kLongestTime);
-    FUZZ_REQUIRE(readable == nullptr || name.size() <= hcrpt::kLongestMangledName);
-    FUZZ_REQUIRE(readable == nullptr || std::strlen(readable.get()) <= hcrpt::kLongestReadableName);
+    FUZZ_REQUIRE(processorTime() - before < kMaxTime);
+    FUZZ_REQUIRE(readable == nullptr || name.size() <= hcrpt::kMaxMangledName);
+    FUZZ_REQUIRE(readable == nullptr || std::strlen(readable.get()) <= hcrpt::kMaxDemangledName);
 
     // The demangler itself may be asked only where it comes back: it just has, or must.
     if (readable == nullptr && !expandsNowhere(name)) return 0;

@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto read = hcrpt::readFacts(path);
     if (read) {
         for (std::string ProcessFacts::*text : kTexts)
-            FUZZ_REQUIRE(((*read).*text).size() <= hcrpt::kLongestFact);
+            FUZZ_REQUIRE(((*read).*text).size() <= hcrpt::kMaxFact);
         FUZZ_REQUIRE(hcrpt::writeFacts(path, *read));
         const auto again = hcrpt::readFacts(path);
         FUZZ_REQUIRE(again);
@@ -41,7 +41,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::reverse(facts.commandLine.begin(), facts.commandLine.end());
     FUZZ_REQUIRE(hcrpt::writeFacts(path, facts));
     for (std::string ProcessFacts::*text : kTexts)
-        (facts.*text).resize(std::min(input.size(), hcrpt::kLongestFact));
+        (facts.*text).resize(std::min(input.size(), hcrpt::kMaxFact));
     const auto back = hcrpt::readFacts(path);
     FUZZ_REQUIRE(back);
     requireSame(*back, facts);

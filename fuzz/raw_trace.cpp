@@ -1,4 +1,4 @@
-// A raw trace becomes a readable log, line by line.
+// A raw trace becomes a stack-trace log, line by line.
 #include <cstring>
 
 #include "fuzz/support/Fuzz.h"
@@ -7,7 +7,7 @@
 
 namespace {
 
-/// The readable log by the rules of a line, each of which has a target of its own.
+/// The stack-trace log by the rules of a line, each of which has a target of its own.
 std::string expectedLog(const std::string& raw) {
     std::string log;
     for (std::string line : fuzz::linesOf(raw)) {

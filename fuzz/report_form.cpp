@@ -13,11 +13,11 @@ using report_server::ReportForm;
 
 namespace {
 
-constexpr std::size_t kLongestName = 200;
+constexpr std::size_t kMaxName = 200;
 
 void checkName(const std::string& clientName) {
     const std::string name = report_server::safeName(clientName);
-    FUZZ_REQUIRE(!name.empty() && name.size() <= kLongestName && name.front() != '.');
+    FUZZ_REQUIRE(!name.empty() && name.size() <= kMaxName && name.front() != '.');
     for (const char c : name)
         FUZZ_REQUIRE((c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
                      c == '.' || c == '_' || c == '-');

@@ -1,4 +1,4 @@
-// The analysis of a readable log: signal number, subsystem and function of the failing frame.
+// The analysis of a stack-trace log: signal number, subsystem and function of the failing frame.
 #include <limits>
 #include <optional>
 #include <utility>

@@ -1,5 +1,5 @@
 // One line of a trace: its path is cut off, its name demangled; in the crash reporter and, with
-// memory that was reserved, in the dying process.
+// memory that was reserved, in the crashing process.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -47,7 +47,7 @@ void checkReporter(const std::string& line) {
     FUZZ_REQUIRE(result == expected);
 }
 
-/// What the handler of a dying process writes for the line.
+/// What the handler of a crashing process writes for the line.
 std::string byHandler(const std::string& line) {
     static HCrashReporter::HCrptLinuxExceptionHandler handler;
     static const int file = memfd_create("trace", MFD_CLOEXEC);

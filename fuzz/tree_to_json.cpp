@@ -16,18 +16,18 @@ using Nodes = std::vector<TableNode*>;
 
 namespace {
 
-constexpr std::size_t kLongestText = 40;
-constexpr int kMostChildren = 5;
+constexpr std::size_t kMaxText = 40;
+constexpr int kMaxChildren = 5;
 constexpr int kDeepest = 60;
 
 Nodes randomNodes(Manager& manager, FuzzedDataProvider& input, int depth) {
     Nodes nodes;
-    const int count = input.ConsumeIntegralInRange(0, kMostChildren);
+    const int count = input.ConsumeIntegralInRange(0, kMaxChildren);
     for (int i = 0; i < count; ++i) {
-        const std::string key = input.ConsumeRandomLengthString(kLongestText);
+        const std::string key = input.ConsumeRandomLengthString(kMaxText);
         const int shape = input.ConsumeIntegralInRange(0, 3);
         if (shape == 0) manager.addItem(nodes, key);
-        if (shape == 1) manager.addItem(nodes, key, input.ConsumeRandomLengthString(kLongestText));
+        if (shape == 1) manager.addItem(nodes, key, input.ConsumeRandomLengthString(kMaxText));
         if (shape >= 2 && depth < kDeepest)
             manager.addItem(nodes, key, randomNodes(manager, input, depth + 1));
         if (shape == 3 && input.ConsumeProbability<float>() < 0.1F) nodes.push_back(nullptr);
@@ -75,10 +75,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const fuzz::FreeableArena arena(exhausts ? input.ConsumeIntegralInRange<std::size_t>(0, 100)
                                              : static_cast<std::size_t>(-1));
     Manager manager;
-    for (int i = input.ConsumeIntegralInRange(0, kMostChildren); i > 0; --i) {
-        const std::string key = input.ConsumeRandomLengthString(kLongestText);
+    for (int i = input.ConsumeIntegralInRange(0, kMaxChildren); i > 0; --i) {
+        const std::string key = input.ConsumeRandomLengthString(kMaxText);
         if (input.ConsumeBool())
-            manager.addItem(key, input.ConsumeRandomLengthString(kLongestText));
+            manager.addItem(key, input.ConsumeRandomLengthString(kMaxText));
         else
             manager.addItem(key, randomNodes(manager, input, 1));
     }

@@ -14,13 +14,13 @@ std::unordered_set<std::string> registeredProcSet;
 namespace {
 
 /// A host that has just started the crash reporter has this long to register.
-constexpr int kContentLooks = 15;
+constexpr int kContentPolls = 15;
 constexpr int kPauseSeconds = 1;
 
 /// Looks until the file has content. One that cannot be opened is not told from an empty one.
 void waitForContent(const std::string& path) {
     std::ifstream file(path);
-    for (int look = 0; look < kContentLooks; ++look) {
+    for (int look = 0; look < kContentPolls; ++look) {
         file.clear();  // else the end that was seen last would hide what has come since
         if (file.peek() != std::ifstream::traits_type::eof()) return;
         HCrashRptUtils::sleep(kPauseSeconds);

@@ -1,4 +1,4 @@
-// Reads a readable log into the report and picks the failing function: the first frame, from the
+// Reads a stack-trace log into the report and picks the failing function: the first frame, from the
 // top, that lies in an in-house library other than this one and is no function of the standard
 // library.
 

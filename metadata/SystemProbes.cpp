@@ -1,6 +1,6 @@
 // Facts about the machine and this process, from /proc and from shell commands. These run in a
-// dying process as best effort: whatever fails leaves its value empty, but for the exceptions that
-// the public header names.
+// crashing process as best effort: whatever fails leaves its value empty, but for the exceptions
+// that the public header names.
 
 #include <stdio.h>
 #include <sys/utsname.h>

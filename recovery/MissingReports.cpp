@@ -10,9 +10,9 @@
 #include "hcrpt/HCrashRptRecovery.h"
 #include "recovery/BoundedChild.h"
 #include "recovery/RawTraces.h"
+#include "recovery/RecoveredReport.h"
 #include "recovery/Registrations.h"
-#include "recovery/ReportInPlace.h"
-#include "recovery/ReportsThatCame.h"
+#include "recovery/ReportIndex.h"
 #include "utils/Message.h"
 
 namespace {
@@ -20,7 +20,7 @@ namespace {
 using hcrpt::ChildResult;
 using hcrpt::RawTrace;
 
-/// Dying processes wait 100 seconds for their logs, which nobody makes meanwhile.
+/// Crashing processes wait 100 seconds for their logs, which nobody makes meanwhile.
 constexpr std::chrono::seconds kTimeForReport{30};
 
 /// Traces that need no further look, by their paths. Grows with the crashes of a session only.
@@ -48,7 +48,7 @@ bool writeReport(const RawTrace& trace, ChildResult& result) {
         [&] {
             if (!hasLog(trace))
                 HCrashReportMgr::MangledStackTraceHandler().demangleBTFile(trace.path);
-            return hcrpt::hasReportOfForkedChild(trace) || hcrpt::writeReportInPlace(trace, path);
+            return hcrpt::hasReportOfForkedChild(trace) || hcrpt::writeRecoveredReport(trace, path);
         },
         kTimeForReport);
     if (result != ChildResult::succeeded) {
@@ -84,7 +84,7 @@ int writeMissingReports() {
         if (hcrpt::hasReport(trace)) continue;
         ChildResult result = ChildResult::failed;
         if (writeReport(trace, result)) ++written;
-        // The others get their turn in the next pass, after what dying processes wait for.
+        // The others get their turn in the next pass, after what crashing processes wait for.
         if (result == ChildResult::timedOut) break;
     }
     return written;

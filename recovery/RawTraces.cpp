@@ -51,8 +51,8 @@ std::vector<RawTrace> rawTracesInStore() {
 }
 
 bool isProcessId(const std::string& text) {
-    constexpr std::size_t kMostDigits = 10;
-    return !text.empty() && text.size() <= kMostDigits &&
+    constexpr std::size_t kMaxDigits = 10;
+    return !text.empty() && text.size() <= kMaxDigits &&
            text.find_first_not_of("0123456789") == std::string::npos;
 }
 

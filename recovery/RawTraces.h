@@ -12,7 +12,7 @@ namespace hcrpt {
 
 struct RawTrace {
     std::string path;
-    std::string logPath;  ///< of the readable log, existing or not
+    std::string logPath;  ///< of the stack-trace log, existing or not
     std::string processId;
     std::timespec time = {};  ///< when it was written, right after the crash
     ino_t inode = 0;

@@ -6,7 +6,7 @@
 namespace report_server {
 namespace {
 
-constexpr std::size_t kLongestLogText = 200;
+constexpr std::size_t kMaxLogText = 200;
 const std::string kPlainText = "Content-Type: text/plain; charset=utf-8\r\n";
 
 }  // namespace
@@ -36,7 +36,7 @@ bool isSameCode(const std::string& given, const std::string& expected) {
 }
 
 std::string forLog(const std::string& text) {
-    std::string result = text.substr(0, kLongestLogText);
+    std::string result = text.substr(0, kMaxLogText);
     for (char& c : result)
         if (c < ' ' || c > '~') c = '?';
     return result;

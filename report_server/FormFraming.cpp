@@ -7,7 +7,7 @@
 namespace report_server {
 namespace {
 
-constexpr std::size_t kLongestBoundary = 70;
+constexpr std::size_t kMaxBoundary = 70;
 const std::string kLineEnd = "\r\n";
 const std::string kBoundaryCharacters =
     "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ'()+_,-./:=? ";
@@ -39,7 +39,7 @@ std::optional<std::string> boundaryOf(const std::string& contentType) {
         std::string boundary = parameter.substr(key.size());
         if (boundary.size() >= 2 && boundary.front() == '"' && boundary.back() == '"')
             boundary = boundary.substr(1, boundary.size() - 2);
-        if (boundary.empty() || boundary.size() > kLongestBoundary || boundary.back() == ' ' ||
+        if (boundary.empty() || boundary.size() > kMaxBoundary || boundary.back() == ' ' ||
             boundary.find_first_not_of(kBoundaryCharacters) != std::string::npos)
             return std::nullopt;
         return boundary;

@@ -7,7 +7,7 @@
 namespace report_server {
 namespace {
 
-constexpr std::size_t kLongestName = 200;  // leaves room for the stamp in a file system's 255
+constexpr std::size_t kMaxName = 200;  // leaves room for the stamp in a file system's 255
 const std::string kSafeCharacters =
     "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ._-";
 
@@ -19,7 +19,7 @@ std::string safeName(const std::string& clientName) {
         separator == std::string::npos ? clientName : clientName.substr(separator + 1);
     name.erase(0, name.find_first_not_of('.'));
     if (name.empty()) return "report";
-    if (name.size() > kLongestName) name.resize(kLongestName);
+    if (name.size() > kMaxName) name.resize(kMaxName);
     for (char& c : name)
         if (kSafeCharacters.find(c) == std::string::npos) c = '_';
     return name;

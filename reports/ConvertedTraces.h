@@ -1,5 +1,5 @@
 /// @file
-/// Which raw traces need not be made readable again.
+/// Which raw traces need not be demangled again.
 #pragma once
 
 #include <sys/types.h>
@@ -16,9 +16,9 @@ namespace hcrpt {
 /// tick of the file system's clock.
 using FileState = std::tuple<dev_t, ino_t, off_t, time_t, long, time_t, long>;
 
-/// The raw traces of which this process has not yet written the readable log, or that have changed
-/// since, or whose log has. Each pass of the crash reporter sees to every trace of the session,
-/// whose number only grows. Grade: @ordinary, one thread.
+/// The raw traces of which this process has not yet written the stack-trace log, or that have
+/// changed since, or whose log has. Each pass of the crash reporter sees to every trace of the
+/// session, whose number only grows. Grade: @ordinary, one thread.
 std::vector<std::string> withoutConverted(const std::vector<std::string>& rawTraces);
 
 /// One conversion of a raw trace; make it before the trace is read.

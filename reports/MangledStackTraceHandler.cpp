@@ -6,10 +6,10 @@
 #include "hcrpt/HCrashReportMgr.h"
 #include "hcrpt/HCrashRptUtils.h"
 #include "reports/ConvertedTraces.h"
-#include "reports/ReadableLog.h"
+#include "reports/TraceDemangling.h"
+#include "utils/AtomicFile.h"
 #include "utils/FileListing.h"
 #include "utils/OpenStream.h"
-#include "utils/WholeFile.h"
 
 namespace {
 
@@ -28,7 +28,7 @@ std::vector<std::string> MangledStackTraceHandler::getReportsInCrashStore() {
                                  HCrashRptSettings::getCrashStorePath());
     const std::vector<std::string> traces = hcrpt::withoutConverted(found[0]);
     if (traces.empty()) return found[1];
-    // Wanted for the files that it leaves: dying processes wait for their readable logs.
+    // Wanted for the files that it leaves: crashing processes wait for their stack-trace logs.
     generateDemangledBTFiles(traces);
     // Listed again: a process may have written its report meanwhile.
     // The base has no virtual destructor: the handler is released as what it is.
@@ -61,10 +61,10 @@ std::string MangledStackTraceHandler::demangleBTFile(const std::string& rawTrace
     const hcrpt::TraceConversion conversion(rawTrace);
     std::ifstream raw(rawTrace, std::ios::binary);
     if (!raw.is_open()) return log;
-    // A dying process goes on as soon as the log exists, so it appears whole.
-    hcrpt::WholeFile readable(log);
+    // A crashing process goes on as soon as the log exists, so it appears whole.
+    hcrpt::AtomicFile readable(log);
     if (!readable.isOpen()) return log;
-    hcrpt::makeReadable(raw, readable.stream());
+    hcrpt::demangleTrace(raw, readable.stream());
     const bool isWhole = readable.stream().flush().good() && !raw.bad();
     // Also when the disk was full: half a trace tells more than none.
     if (readable.commitPart() && isWhole) conversion.finish(log);

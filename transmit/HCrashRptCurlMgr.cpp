@@ -5,7 +5,7 @@
 #include "HUTFork.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "hcrpt/HCrashRptTransmit.h"
-#include "transmit/UploadTurn.h"
+#include "transmit/UploadLock.h"
 #include "utils/Message.h"
 
 namespace {
@@ -41,7 +41,7 @@ bool HCrashRptCurlMgr::UploadUsingVelcurlApp(std::string report, const ServerInf
     // The arguments begin with a blank of their own, so two stand after the tool.
     const std::string command =
         tool + " " + buildArgs(report, server, client) + " > " + log + " 2>&1";
-    const hcrpt::UploadTurn turn(directory);
+    const hcrpt::UploadLock turn(directory);
     const bool ok = launchProcessSystem(command, log);
     // The next upload writes to the same path: it must not find this one's success.
     HUTFile(log).rm();

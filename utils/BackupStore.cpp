@@ -2,8 +2,8 @@
 
 #include "HUTFile.h"
 #include "hcrpt/HCrashRptUtils.h"
+#include "utils/AtomicFile.h"
 #include "utils/Message.h"
-#include "utils/WholeFile.h"
 
 namespace {
 
@@ -11,7 +11,7 @@ namespace {
 /// afterwards, so what could be copied of it is kept, also in place of an earlier copy.
 void copyFile(const std::string& from, const std::string& to) {
     std::ifstream in(from, std::ios::binary);
-    hcrpt::WholeFile out(to);
+    hcrpt::AtomicFile out(to);
     out.stream() << in.rdbuf();
     out.commitPart();
 }

@@ -20,10 +20,10 @@ namespace {
 
 // A name of that many parts is demangled within milliseconds.
 constexpr std::uint64_t kFewParts = 1UL << 16;
-constexpr suseconds_t kLongestTime = 128000;  // microseconds of processor time
+constexpr suseconds_t kMaxTime = 128000;  // microseconds of processor time
 constexpr suseconds_t kShortestTime = 8000;
 
-suseconds_t timeForNextName = kLongestTime;
+suseconds_t timeForNextName = kMaxTime;
 
 constexpr bool isReferenceNumber(char c) {
     return c == '_' || c == 'L' || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z');
@@ -49,7 +49,7 @@ bool hasFewParts(const char* name, std::size_t length) {
 DemangledName demangleHere(const char* name) {
     int status = -1;
     DemangledName readable(abi::__cxa_demangle(name, nullptr, nullptr, &status));
-    if (status != 0 || readable == nullptr || std::strlen(readable.get()) > kLongestReadableName)
+    if (status != 0 || readable == nullptr || std::strlen(readable.get()) > kMaxDemangledName)
         return nullptr;
     return readable;
 }
@@ -113,7 +113,7 @@ DemangledName demangleApart(const char* name) {
 
 DemangledName demangleName(const char* name) {
     const std::size_t length = std::strlen(name);
-    if (length > kLongestMangledName) return nullptr;
+    if (length > kMaxMangledName) return nullptr;
     return hasFewParts(name, length) ? demangleHere(name) : demangleApart(name);
 }
 

@@ -18,11 +18,11 @@ class LineDemangler {
 
   private:
     /// Readable form of m_name; null when there is none.
-    const std::string* readableName();
+    const std::string* demangledName();
 
     std::string m_name;
     std::unordered_map<std::string, std::string> m_known;
-    std::string m_notKept;  ///< readable form of a name for which the memory has no room
+    std::string m_notKept;  ///< demangled form of a name for which the memory has no room
 };
 
 }  // namespace hcrpt

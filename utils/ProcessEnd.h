@@ -1,5 +1,5 @@
 /// @file
-/// The end of a process that runs no exit handlers: a dying host, a forked child.
+/// The end of a process that runs no exit handlers: a crashing host, a forked child.
 #pragma once
 
 #include <unistd.h>

@@ -7,20 +7,19 @@ namespace {
 
 // Together they bound the memory to a few MiB; names of a kilobyte are rare, and a trace has some
 // hundred different ones.
-constexpr std::size_t kMostKnownNames = 8192;
-constexpr std::size_t kLongestKnownName = 512;  // bytes, mangled or readable
+constexpr std::size_t kMaxKnownNames = 8192;
+constexpr std::size_t kMaxKnownName = 512;  // bytes, mangled or readable
 
 }  // namespace
 
-const std::string* LineDemangler::readableName() {
+const std::string* LineDemangler::demangledName() {
     const auto known = m_known.find(m_name);
     if (known != m_known.end()) return &known->second;
     const DemangledName readable = demangleName(m_name.c_str());
     if (readable == nullptr) return nullptr;
     m_notKept.assign(readable.get());
-    const bool isShort =
-        m_name.size() <= kLongestKnownName && m_notKept.size() <= kLongestKnownName;
-    if (!isShort || m_known.size() >= kMostKnownNames) return &m_notKept;
+    const bool isShort = m_name.size() <= kMaxKnownName && m_notKept.size() <= kMaxKnownName;
+    if (!isShort || m_known.size() >= kMaxKnownNames) return &m_notKept;
     return &m_known.emplace(m_name, m_notKept).first->second;
 }
 
@@ -34,7 +33,7 @@ void LineDemangler::append(std::string_view line, std::string& to) {
         return;
     }
     m_name.assign(line.substr(parenthesis + 1, plus - parenthesis - 1));
-    const std::string* const readable = readableName();
+    const std::string* const readable = demangledName();
     if (readable == nullptr) {
         to.append(line);
         return;

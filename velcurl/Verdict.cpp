@@ -12,14 +12,14 @@ namespace velcurl {
 namespace {
 
 constexpr char kAccepted[] = "HTTP/1.1 200 OK";
-constexpr std::size_t kLongestQuote = 200;
+constexpr std::size_t kMaxQuote = 200;
 
 /// Text of the server's or curl's, fit for the inside of a line.
 std::string quote(const std::string& text) {
-    std::string shown = text.substr(0, kLongestQuote);
+    std::string shown = text.substr(0, kMaxQuote);
     for (char& c : shown)
         if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '?';
-    return text.size() > kLongestQuote ? shown + "..." : shown;
+    return text.size() > kMaxQuote ? shown + "..." : shown;
 }
 
 std::string inBrackets(const std::string& text) {

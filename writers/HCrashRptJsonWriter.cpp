@@ -6,8 +6,8 @@
 
 #include "HUTFile.h"
 #include "hcrpt/HCrashRptWriters.h"
+#include "utils/AtomicFile.h"
 #include "utils/Message.h"
-#include "utils/WholeFile.h"
 #include "writers/JsonReport.h"
 #include "writers/ReportFileName.h"
 
@@ -45,7 +45,7 @@ std::string hcrpt::writeJsonReport(const std::string& path, const Manager& manag
         return "";
     }
     // The crash reporter may list the directory at any moment and sends what it finds.
-    hcrpt::WholeFile file(path);
+    hcrpt::AtomicFile file(path);
     if (!file.isOpen()) {
         // On purpose no blank after the colon.
         hcrpt::printError("Could not open crash report file for write:" + path);

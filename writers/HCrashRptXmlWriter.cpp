@@ -2,8 +2,8 @@
 
 #include "HUTFile.h"
 #include "hcrpt/HCrashRptWriters.h"
+#include "utils/AtomicFile.h"
 #include "utils/Message.h"
-#include "utils/WholeFile.h"
 #include "writers/ReportFileName.h"
 
 using HCrashRptMetaData::Manager;
@@ -23,7 +23,7 @@ std::string HCrashRptXmlWriter::writeXmlRpt(const std::string& directory, Manage
         return "";
     }
     // The directory may be one whose reports are sent as soon as they are listed.
-    hcrpt::WholeFile file(path);
+    hcrpt::AtomicFile file(path);
     // On purpose no test whether it is open, unlike the JSON writer: a stream that is not takes the
     // document and loses it without a message.
     writeXmlFromMetaData(file.stream(), manager);

@@ -14,15 +14,15 @@
 
 namespace {
 
-constexpr int kMostFrames = 200;
-void* s_frames[kMostFrames];
+constexpr int kMaxFrames = 200;
+void* s_frames[kMaxFrames];
 const char* s_path = nullptr;
 
 void takeTrace() {
     bench::markNow();
     const int fd = open(s_path, O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
     int found = 0;
-    for (int depth = 1; depth < kMostFrames; ++depth) {
+    for (int depth = 1; depth < kMaxFrames; ++depth) {
         if (backtrace(s_frames, depth) < depth) break;
         found = depth;
         backtrace_symbols_fd(s_frames + depth - 1, 1, fd);
@@ -32,7 +32,7 @@ void takeTrace() {
     backtrace_symbols_fd(s_frames, found, fd);
     fsync(fd);
     close(fd);
-    pause();  // until the stopwatch ends it, like the host that waits for its readable log
+    pause();  // until the stopwatch ends it, like the host that waits for its stack-trace log
 }
 
 }  // namespace
@@ -42,7 +42,7 @@ int main(int argc, char** argv) {
     s_path = argv[2];
     // Loads what the first walk needs, as the library does at load.
     const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
-    backtrace_symbols_fd(s_frames, backtrace(s_frames, kMostFrames), null);
+    backtrace_symbols_fd(s_frames, backtrace(s_frames, kMaxFrames), null);
     bench::callDeep(std::atoi(argv[1]), &takeTrace);
     return EXIT_SUCCESS;
 }

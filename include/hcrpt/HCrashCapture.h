@@ -13,7 +13,7 @@
 /// Lifetime: built by the first get(), at the latest when a handler is made; blocks live until the
 /// process ends, nothing is given back singly.
 /// Threads: the construction is safe; after it nothing is locked, one thread at a time (start-up
-/// thread, then the dying thread).
+/// thread, then the crashing thread).
 class HCRPT_EXPORT HCrptResourceMgr {
   public:
     /// The single instance; its first call allocates and is @ordinary, later ones are @signalsafe.
@@ -40,7 +40,7 @@ class HCRPT_EXPORT HCrptResourceMgr {
     /// 10000. @signalsafe
     static std::size_t getScratchSize();
 
-    /// Full path of this process's readable log in the crash store. @signalsafe
+    /// Full path of this process's stack-trace log in the crash store. @signalsafe
     static const std::string& getStacktraceLogPath();
     /// Full path of this process's raw trace in the working directory. @signalsafe
     static const std::string& getStacktraceTempFilePath();
@@ -98,7 +98,7 @@ class HCRPT_EXPORT HCrptExceptionHandlerBase {
 
     /// Installs the handlers. @return whether SIGSEGV's could be installed.
     virtual bool install() = 0;
-    /// Writes a readable trace of at most about maxFrames frames. @crashtime
+    /// Writes a demangled trace of at most about maxFrames frames. @crashtime
     virtual bool printTrace(int fd, unsigned long maxFrames) = 0;
     /// Writes a raw trace. @signalsafe This one writes nothing. @return true
     virtual bool printTraceMangled(int fd, unsigned long frames);
@@ -109,8 +109,8 @@ class HCRPT_EXPORT HCrptExceptionHandlerBase {
     static HCrptExceptionHandlerBase* get(std::string name);
 
     /// Writes the raw trace, hands it to the crash store and waits up to 100 seconds for the
-    /// readable log. Needs little of the current stack: all but the trace itself runs on the crash
-    /// stack. Messages on standard output tell where the trace is. @crashtime
+    /// stack-trace log. Needs little of the current stack: all but the trace itself runs on the
+    /// crash stack. Messages on standard output tell where the trace is. @crashtime
     static void writeStackTraceTxtLog(int sig);
     /// Gathers the facts of this process and writes the JSON report into the crash store. No
     /// failure leaves it. @crashtime
@@ -144,11 +144,11 @@ class HCRPT_EXPORT HCrptLinuxExceptionHandler : public HCrptExceptionHandlerBase
     /// unchanged when they are taken or there is nothing to demangle. @crashtime
     void demangle(int fd, char* line);
 
-    /// The crash routine: trace, report, end with 128 + sig. Never returns. @crashtime
+    /// The crash handler: trace, report, end with 128 + sig. Never returns. @crashtime
     static void crptDefaultLinuxHandler(int sig);
 
   private:
-    void (*m_signalRoutine)(int);
+    void (*m_signalHandler)(int);
 };
 
 /// The handler of the crash reporter itself.
@@ -157,14 +157,14 @@ class HCRPT_EXPORT HCrptSelfLinuxExceptionHandler : public HCrptLinuxExceptionHa
     HCrptSelfLinuxExceptionHandler();
     ~HCrptSelfLinuxExceptionHandler() override;
 
-    /// The host's installation with the host's crash routine, then SIGINT ignored.
+    /// The host's installation with the host's crash handler, then SIGINT ignored.
     bool install() override;
 
     /// Deletes the crash store and ends with 128 + sig. Kept, not installed. @crashtime
     static void crptSelfLinuxSignalHandler(int sig);
 
   private:
-    [[maybe_unused]] void (*m_selfSignalRoutine)(int);  // kept, not installed
+    [[maybe_unused]] void (*m_selfSignalHandler)(int);  // kept, not installed
 };
 
 /// Through which handlers are obtained and installed. Stateless.
@@ -194,6 +194,6 @@ class HCRPT_EXPORT HCrashRptDebug {
     static int forceCoreDump();
     /// Lifts the limit on the size of core files, the hard one too. Prints "[Crash Reporter] Error:
     /// Unable to set core dump size to unlimited" when that is not allowed. Core files are written
-    /// only where no handler is installed: the crash routine ends by exit.
+    /// only where no handler is installed: the crash handler ends by exit.
     static void setCoreFileSizeLimit();
 };

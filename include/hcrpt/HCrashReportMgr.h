@@ -1,5 +1,5 @@
 /// @file
-/// Finds the crash reports that wait in the crash store, and makes raw traces readable on the way.
+/// Finds the crash reports that wait in the crash store, and demangles raw traces on the way.
 #pragma once
 
 #include <string>
@@ -27,7 +27,7 @@ class HCRPT_EXPORT CompleteCrashReportHandler : public HCrashReportHandler {
     std::vector<std::string> getReportsInCrashStore() override;
 };
 
-/// Turns every raw trace of the crash store into its readable log, then lists the reports. Raw
+/// Turns every raw trace of the crash store into its stack-trace log, then lists the reports. Raw
 /// traces stay where they are, and each call sees to all of them: a log is written again unless
 /// this process has written it already and neither it nor its raw trace has changed since.
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): the slots are fixed.
@@ -36,7 +36,7 @@ class HCRPT_EXPORT MangledStackTraceHandler : public HCrashReportHandler {
     std::vector<std::string> getReportsInCrashStore() override;
     /// demangleBTFile() of each path, in order, empty results included.
     std::vector<std::string> generateDemangledBTFiles(const std::vector<std::string>& rawTraces);
-    /// Writes the readable log of one raw trace beside it, under the path without its first
+    /// Writes the stack-trace log of one raw trace beside it, under the path without its first
     /// "mangled_": lines without directories, without frames of this library and of the in-house
     /// stream library, without empty lines, with demangled names. The log appears whole under its
     /// name; a log of that name is replaced. On a full disk it is cut short.

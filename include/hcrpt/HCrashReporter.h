@@ -93,12 +93,12 @@ HCRPT_EXPORT bool createProcessRegistrationFile();
 /// are new, once standard output has been redirected. Takes up to 15 seconds while the
 /// registration file is empty.
 HCRPT_EXPORT bool isExitCondition();
-/// One pass: makes raw traces readable, uploads the waiting reports and files each in the backup
+/// One pass: demangles raw traces, uploads the waiting reports and files each in the backup
 /// store; ends after 30 successful uploads.
 /// @return false only when the user refused.
 HCRPT_EXPORT bool probeAndSendCrashReports();
 /// For good: a pass that runs ends after the report that it is at, and those that begin later leave
-/// all reports where they are. Raw traces are made readable as before. @signalsafe
+/// all reports where they are. Raw traces are demangled as before. @signalsafe
 HCRPT_EXPORT void stopAfterThisReport();
 /// Whether a report waits. Makes raw traces readable on the way.
 HCRPT_EXPORT bool hasCrashReports();

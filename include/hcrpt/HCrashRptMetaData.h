@@ -7,8 +7,8 @@
 
 #include "hcrpt/HCrptExport.h"
 
-/// Grade: @crashtime, on the dying thread. Nodes lie in the crash-time arena (HCrptResourceMgr) and
-/// are never freed singly; their texts and lists use the heap.
+/// Grade: @crashtime, on the crashing thread. Nodes lie in the crash-time arena (HCrptResourceMgr)
+/// and are never freed singly; their texts and lists use the heap.
 namespace HCrashRptMetaData {
 
 /// One node: a text and an ordered list of children. Its shape alone gives its meaning:
@@ -73,8 +73,8 @@ class HCRPT_EXPORT Manager {
     /// memory
     ///         table. Items added before stay.
     void populate();
-    /// Adds the content of a file: "stack-trace" the readable log, "gui-str-dump" the dump of the
-    /// host's user-interface strings. Any other type is ignored.
+    /// Adds the content of a file: "stack-trace" the stack-trace log, "gui-str-dump" the dump of
+    /// the host's user-interface strings. Any other type is ignored.
     /// @return what the reader of that file returns; true for an unknown type.
     bool appendToMetaData(const std::string& type, const std::string& path);
 
@@ -111,8 +111,8 @@ class HCRPT_EXPORT Manager {
 
     // --- Stack trace ------------------------------------------------------------------------
 
-    /// Reads a readable log: adds "signalNumber" for each line that tells of the error, "subSystem"
-    /// and "functionName" of the failing frame, and "stacktrace" with all lines.
+    /// Reads a stack-trace log: adds "signalNumber" for each line that tells of the error,
+    /// "subSystem" and "functionName" of the failing frame, and "stacktrace" with all lines.
     /// @return false when the log does not exist (nothing is added) or cannot be opened (prints a
     ///         line, adds an empty "stacktrace").
     bool addStackTraceToMetaDataTable(const std::string& path);

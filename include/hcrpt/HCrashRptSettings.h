@@ -32,7 +32,7 @@ class HCRPT_EXPORT HCrashRptSettings {
 
     /// What a report handler looks for in the crash store.
     enum ReportType {
-        MANGLED_STACK_TRACE = 0,    ///< raw traces, which become readable logs
+        MANGLED_STACK_TRACE = 0,    ///< raw traces, which become stack-trace logs
         COMPLETE_CRASH_REPORT = 1,  ///< finished reports
     };
 
@@ -69,7 +69,7 @@ class HCRPT_EXPORT HCrashRptSettings {
     static std::string getCrashRptPrefix();
     /// "hs_mangled_err_pid", with which raw traces begin
     static std::string getMangledStackTraceFilePrefix();
-    /// "hs_err_pid", with which readable logs begin
+    /// "hs_err_pid", with which stack-trace logs begin
     static std::string getDemangledStackTraceFilePrefix();
     /// 30: how many reports one pass of the reporter uploads at the most
     static int getMaxRptsToSend();
@@ -99,7 +99,7 @@ class HCRPT_EXPORT HCrashRptSettings {
     static std::string getCrashBackupStorePath();
     /// L/P_pidN.str: P the product name with its first character in lower case, N the process id
     static std::string getGuiStrDumpFileName();
-    /// The working directory, where a dying process writes its raw trace
+    /// The working directory, where a crashing process writes its raw trace
     static std::string getStackTraceLogPath();
     /// Full path of a program shipped with the product, or empty when it is missing or cannot be
     /// executed by this user.

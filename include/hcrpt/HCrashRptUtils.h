@@ -110,7 +110,7 @@ HCRPT_EXPORT void moveFileToBackupStore(std::string path,
 /// character stays as it is. @signalsafe
 HCRPT_EXPORT void removeFullPathToLibrary(char* text);
 /// The line with the name between its first "(" and its first "+" demangled, or the line unchanged
-/// when that is no mangled name. A name of more than 32 KiB, or whose readable form is longer than
+/// when that is no mangled name. A name of more than 32 KiB, or whose demangled form is longer than
 /// 1 MiB or takes the demangler more than a moment, stays as it is. May fork a child for a name
 /// that can expand by much, and waits for it.
 ///

@@ -14,8 +14,8 @@ const std::size_t kBufferBytes = 512;
 const int kTemporaryNames = 100;
 const mode_t kCrashDataMode = 0600;  // traces and reports are for their owner only
 
-// No step of a copy takes memory from the heap: a dying process copies its trace, and the heap may
-// be what it died of.
+// No step of a copy takes memory from the heap: a crashing process copies its trace, and the heap
+// may be what it died of.
 
 // Hidden, and not a name that anyone who lists traces or reports looks for. The thread's id keeps
 // two threads apart, the number what a killed process or another machine has left there.
@@ -113,7 +113,7 @@ bool copyFileToDirectory(const std::string& path, const std::string& directory,
     // A path that ends in a slash names no file, and is refused below.
     const std::size_t slash = path.rfind('/');
     const char* const name = path.c_str() + (slash == std::string::npos ? 0 : slash + 1);
-    // Without O_NONBLOCK a pipe in place of the file would hold up the dying process for ever.
+    // Without O_NONBLOCK a pipe in place of the file would hold up the crashing process for ever.
     const FileDescriptor source(
         openFile(AT_FDCWD, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat from = {};

@@ -7,6 +7,6 @@
 #include "HUTFile.h"
 
 /// See HUTFile::copyToDir. Works with plain system calls and a small buffer on the stack: it runs
-/// in the dying process.
+/// in the crashing process.
 bool copyFileToDirectory(const std::string& path, const std::string& directory,
                          HUTFile::CopyMode mode);

@@ -9,7 +9,7 @@ namespace {
 enum ReferenceResult { WORKING_DIRECTORY, APP_ROOT, APP_DATA_DIR, TMP_DIR, REFERENCE_RESULTS };
 
 // Texts behind the results by reference, one of each per thread. Plain pointers, so that they can
-// still be asked for in exit routines, after the thread's own objects have gone.
+// still be asked for in exit handlers, after the thread's own objects have gone.
 thread_local std::string* t_results[REFERENCE_RESULTS] = {};
 
 struct FreeAtThreadEnd {

@@ -2,7 +2,7 @@
 /// A static object that is never destroyed.
 #pragma once
 
-/// A process may crash while it runs its exit routines; what the crash path needs must still be
+/// A process may crash while it runs its exit handlers; what the crash path needs must still be
 /// there then, so these objects have no end.
 template <class T>
 union Immortal {

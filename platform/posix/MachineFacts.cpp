@@ -56,7 +56,7 @@ void read(MachineFacts& facts) {
 struct FactsAtLoad {
     FactsAtLoad() noexcept {
         const int before = errno;
-        tzset();  // the time zone's file is read here, not in the dying process
+        tzset();  // the time zone's file is read here, not in the crashing process
         try {
             read(facts);
         } catch (...) {

@@ -15,7 +15,7 @@
 #include "hcrpt/HCrashRptMetaData.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "recovery/facts/ProcessState.h"
-#include "utils/WholeFile.h"
+#include "utils/AtomicFile.h"
 
 namespace hcrpt {
 namespace {
@@ -47,7 +47,7 @@ std::string textOf(const ProcessFacts& facts) {
         const std::string& text = facts.*field.text;
         writer.Key(field.name);
         writer.String(text.data(),
-                      static_cast<rapidjson::SizeType>(std::min(text.size(), kLongestFact)));
+                      static_cast<rapidjson::SizeType>(std::min(text.size(), kMaxFact)));
     }
     writer.EndObject();
     return std::string(buffer.GetString(), buffer.GetSize());
@@ -61,7 +61,7 @@ std::optional<std::string> ownText(const std::string& path) {
     struct stat status = {};
     const bool isOwn = fstat(fd, &status) == 0 && S_ISREG(status.st_mode) &&
                        status.st_uid == geteuid() &&
-                       static_cast<std::size_t>(status.st_size) <= kLargestFactsFile;
+                       static_cast<std::size_t>(status.st_size) <= kMaxFactsFile;
     std::string text(isOwn ? static_cast<std::size_t>(status.st_size) : 0, '\0');
     std::size_t got = 0;
     while (got < text.size()) {
@@ -102,7 +102,7 @@ bool writeFacts(const std::string& path, const ProcessFacts& facts) {
     // A pipe in the file's place would be opened as it is, and hold the host up for ever.
     struct stat status = {};
     if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) return false;
-    WholeFile file(path);
+    AtomicFile file(path);
     if (!file.isOpen()) return false;
     file.stream() << textOf(facts);
     return file.commit();
@@ -119,7 +119,7 @@ std::optional<ProcessFacts> readFacts(const std::string& path) {
     for (const Field& field : kFields) {
         const auto member = document.FindMember(field.name);
         if (member == document.MemberEnd()) continue;
-        if (!member->value.IsString() || member->value.GetStringLength() > kLongestFact)
+        if (!member->value.IsString() || member->value.GetStringLength() > kMaxFact)
             return std::nullopt;
         (facts.*field.text).assign(member->value.GetString(), member->value.GetStringLength());
     }

@@ -21,9 +21,9 @@ struct ProcessFacts {
 };
 
 /// Longer texts are cut.
-constexpr std::size_t kLongestFact = 32UL * 1024;  // bytes
+constexpr std::size_t kMaxFact = 32UL * 1024;  // bytes
 /// Nobody leaves a larger file: each byte of a text takes up to six in it.
-constexpr std::size_t kLargestFactsFile = 2UL * 1024 * 1024;  // bytes
+constexpr std::size_t kMaxFactsFile = 2UL * 1024 * 1024;  // bytes
 
 /// Files of facts begin so. Hidden, and nothing that lists traces or reports looks for it.
 constexpr char kFactsPrefix[] = ".processfacts_";

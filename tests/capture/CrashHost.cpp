@@ -34,7 +34,7 @@ std::string CrashHost::rawTrace(pid_t pid) const {
     return work() + "/hs_mangled_err_pid" + std::to_string(pid) + ".log";
 }
 
-std::string CrashHost::readableLog(pid_t pid) const {
+std::string CrashHost::stackTraceLog(pid_t pid) const {
     return store() + "/hs_err_pid" + std::to_string(pid) + ".log";
 }
 
@@ -56,7 +56,7 @@ ChildProcess CrashHost::start(const std::vector<std::string>& arguments,
 bool CrashHost::answer(pid_t pid) const {
     const std::string raw = store() + "/hs_mangled_err_pid" + std::to_string(pid) + ".log";
     if (!test_support::eventually([&] { return std::filesystem::exists(raw); })) return false;
-    copyWhole(raw, readableLog(pid));
+    copyWhole(raw, stackTraceLog(pid));
     return true;
 }
 
@@ -65,7 +65,7 @@ void CrashHost::answerUntilTheEnd(ChildProcess& child) const {
     bool answered = false;
     test_support::eventually([&] {
         if (!answered && std::filesystem::exists(raw)) {
-            copyWhole(raw, readableLog(child.pid()));
+            copyWhole(raw, stackTraceLog(child.pid()));
             answered = true;
         }
         return child.hasEnded();

@@ -20,7 +20,7 @@ class CrashHost {
     std::string work() const { return m_directory / "work"; }
     std::string store() const { return m_directory / ".crashReporter/session/crashStore"; }
     std::string rawTrace(pid_t pid) const;
-    std::string readableLog(pid_t pid) const;
+    std::string stackTraceLog(pid_t pid) const;
     /// Full path of the one report in the store; empty when there is none.
     std::string report() const;
 
@@ -30,8 +30,8 @@ class CrashHost {
     /// Starts crash_host, which gets these arguments; a shell may set the scene for it first.
     test_support::ChildProcess start(const std::vector<std::string>& arguments,
                                      const std::string& shellScript = "") const;
-    /// Makes the readable log as soon as the raw trace is in the store. The log is the raw trace:
-    /// what becomes of its lines is not of interest here. @return whether it came.
+    /// Makes the stack-trace log as soon as the raw trace is in the store. The log is the raw
+    /// trace: what becomes of its lines is not of interest here. @return whether it came.
     bool answer(pid_t pid) const;
     /// The same until the process ends, whether or not a trace comes.
     void answerUntilTheEnd(test_support::ChildProcess& child) const;

@@ -11,11 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "capture/CrashDeadline.h"
 #include "capture/CrashScene.h"
 #include "capture/CrashStack.h"
 #include "capture/LinkSeams.h"
 #include "capture/SecondsLeft.h"
+#include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
 #include "support/ChildProcess.h"
 #include "support/CrashArena.h"
@@ -64,7 +64,7 @@ Names namesOf(const rapidjson::Document& document) {
 
 TEST(CrashReportTest, BeforeTheResourcesExistThereIsOnlyAMessage) {
     const CrashScene scene;
-    scene.makeReadableLog(kLog);
+    scene.writeStackTraceLog(kLog);
     const StdoutCapture capture;
     HCrptExceptionHandlerBase::writeCrashReport();
     EXPECT_EQ("Could not generate crash report log as no stack trace could be written\n",
@@ -74,7 +74,7 @@ TEST(CrashReportTest, BeforeTheResourcesExistThereIsOnlyAMessage) {
 
 TEST(CrashReportTest, TheReportHoldsFactsTraceAndDumpInOrder) {
     const CrashScene scene;
-    scene.makeReadableLog(kLog);
+    scene.writeStackTraceLog(kLog);
     writeFile(HCrashRptSettings::getGuiStrDumpFileName(), "button pressed\n");
     HCrptExceptionHandlerBase::get("");
     const StdoutCapture capture;
@@ -99,7 +99,7 @@ TEST(CrashReportTest, WithoutAReadableLogTheFactsStillGoOut) {
 
 TEST(CrashReportTest, AFailedProbeKeepsTheFactsSoFarAndTheTraceIsAppended) {
     const CrashScene scene;
-    scene.makeReadableLog(kLog);
+    scene.writeStackTraceLog(kLog);
     HCrptExceptionHandlerBase::get("");
     const seams::ScopedSeam failing(seams::onPopen, [](const char*) {
         errno = EMFILE;
@@ -120,7 +120,7 @@ TEST(CrashReportTest, AMissingStoreIsMade) {
 
 TEST(CrashReportTest, TheReportGoesToTheStoreOfTheCrash) {
     const CrashScene scene;
-    scene.makeReadableLog(kLog);
+    scene.writeStackTraceLog(kLog);
     HCrptExceptionHandlerBase::get("");
     const test_support::ScopedEnvVar session("ZEB_SESSION_INFO", scene.work() + ":later");
     HCrptExceptionHandlerBase::writeCrashReport();
@@ -148,7 +148,7 @@ TEST(CrashReportTest, WithoutAStoreThereIsAMessage) {
 
 TEST(CrashReportTest, AnExhaustedArenaGivesAnEmptyReport) {
     const CrashScene scene;
-    scene.makeReadableLog(kLog);
+    scene.writeStackTraceLog(kLog);
     test_support::leaveInArena(0);
     HCrptExceptionHandlerBase::writeCrashReport();
     const rapidjson::Document report = parsed(scene.report());
@@ -158,7 +158,7 @@ TEST(CrashReportTest, AnExhaustedArenaGivesAnEmptyReport) {
 
 TEST(CrashReportTest, AnArenaThatIsExhaustedMidwayGivesAShorterReport) {
     const CrashScene scene;
-    scene.makeReadableLog(kLog);
+    scene.writeStackTraceLog(kLog);
     test_support::leaveInArena(500);
     HCrptExceptionHandlerBase::writeCrashReport();
     const Names names = namesOf(parsed(scene.report()));
@@ -185,8 +185,8 @@ TEST(CrashReportTest, AProbeThatHangsIsBoundedTo60Seconds) {
     const CrashScene scene;
     HCrptExceptionHandlerBase::get("");
     ChildProcess child = ChildProcess::fork([] {
-        hcrpt::CrashDeadline::enable(1);
-        hcrpt::CrashDeadline::set(hcrpt::CrashDeadline::kCopies);  // the stretch before
+        hcrpt::Watchdog::enable(1);
+        hcrpt::Watchdog::set(hcrpt::Watchdog::kCopies);  // the stretch before
         long left = 0;
         const seams::ScopedSeam seam(seams::onPopen, [&](const char*) {
             left = secondsLeft();

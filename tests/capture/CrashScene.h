@@ -23,12 +23,12 @@ class CrashScene {
     std::string work() const { return m_directory / "work"; }
     std::string store() const { return m_directory / ".crashReporter/session/crashStore"; }
     std::string rawTrace() const { return work() + "/hs_mangled_err_pid4242.log"; }
-    std::string readableLog() const { return store() + "/hs_err_pid4242.log"; }
+    std::string stackTraceLog() const { return store() + "/hs_err_pid4242.log"; }
 
-    /// What the crash reporter would do: the log that the dying process waits for.
-    void makeReadableLog(const std::string& content) const {
+    /// What the crash reporter would do: the log that the crashing process waits for.
+    void writeStackTraceLog(const std::string& content) const {
         std::filesystem::create_directories(store());
-        test_support::writeFile(readableLog(), content);
+        test_support::writeFile(stackTraceLog(), content);
     }
     /// Puts a file where the store's directories would be made.
     void makeStoreImpossible() const {

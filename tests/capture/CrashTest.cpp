@@ -44,7 +44,7 @@ rapidjson::Document parsed(const std::string& path) {
     return document;
 }
 
-/// All that a death leaves behind: messages, raw trace, its copy, the readable log, the report.
+/// All that a death leaves behind: messages, raw trace, its copy, the stack-trace log, the report.
 void expectWholeRecord(const CrashHost& host, const ChildProcess& child, int signal) {
     const pid_t pid = child.pid();
     const std::string id = std::to_string(pid);
@@ -56,7 +56,7 @@ void expectWholeRecord(const CrashHost& host, const ChildProcess& child, int sig
     EXPECT_EQ(0U, trace.find(headerOf(signal))) << trace;
     EXPECT_EQ(std::string::npos, trace.find("partial")) << trace;
     EXPECT_LT(trace.find("libzeb_HCrashReporter.so("), trace.find("crash_host("))
-        << "the routine's own frames come first\n"
+        << "the crash handler's own frames come first\n"
         << trace;
     EXPECT_TRUE(std::regex_search(trace, std::regex("\\]\n\n$"))) << trace;
     EXPECT_EQ(trace, readFile(host.store() + "/hs_mangled_err_pid" + id + ".log"));
@@ -180,7 +180,8 @@ TEST(CrashTest, ADeathLeavesNoChildProcess) {
     EXPECT_EQ(ECHILD, errno);
 }
 
-// --- Damage that reaches into the routine -------------------------------------------------------
+// --- Damage that reaches into the crash handler
+// -------------------------------------------------------
 
 TEST(CrashTest, AFaultWhileWalkingADamagedStackLeavesTheFramesBeforeIt) {
     const CrashHost host;
@@ -194,7 +195,7 @@ TEST(CrashTest, AFaultWhileWalkingADamagedStackLeavesTheFramesBeforeIt) {
     EXPECT_EQ(0U, trace.find(start)) << trace;
     EXPECT_NE(std::string::npos, trace.find("crash_host(")) << trace;
     EXPECT_EQ(std::string::npos, trace.find("(main+")) << "it could be walked after all\n" << trace;
-    EXPECT_EQ("]\n\n", trace.substr(trace.size() - 3)) << "the routine went on";
+    EXPECT_EQ("]\n\n", trace.substr(trace.size() - 3)) << "the crash handler went on";
 #ifndef HCRPT_SANITIZE  // whose allocator walks the damaged stack for each block of the report
     EXPECT_NE("", host.report());
 #endif

@@ -15,9 +15,9 @@
 #include <thread>
 #include <vector>
 
-#include "capture/CrashDeadline.h"
 #include "capture/CrashScene.h"
 #include "capture/LinkSeams.h"
+#include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
 #include "support/ChildProcess.h"
 #include "support/CrashArena.h"
@@ -48,7 +48,7 @@ struct sigaction actionOf(int number) {
     return action;
 }
 
-sighandler_t routineOf(int number) {
+sighandler_t handlerOf(int number) {
     return actionOf(number).sa_handler;
 }
 
@@ -71,7 +71,7 @@ bool isFatal(int number) {
     return false;
 }
 
-std::map<int, sighandler_t> allRoutines() {
+std::map<int, sighandler_t> allHandlers() {
     std::map<int, sighandler_t> routines;
     for (int number = 1; number < NSIG; ++number) {
         struct sigaction action = {};
@@ -138,12 +138,12 @@ TEST(ExceptionHandlersTest, LaterRequestsTakeNothingFromTheArena) {
 
 TEST(ExceptionHandlersTest, AnExhaustedArenaGivesNullAndNothingIsInstalled) {
     test_support::leaveInArena(sizeof(HCrptLinuxExceptionHandler) - 1);
-    const auto before = allRoutines();
+    const auto before = allHandlers();
     EXPECT_EQ(nullptr, Base::get(""));
     EXPECT_EQ(nullptr, Base::get("Self"));
     HCrptExceptionMgr::get()->registerSignalHandlers();
     HCrptExceptionMgr::get()->registerSelfSignalHandlers();
-    EXPECT_EQ(before, allRoutines());
+    EXPECT_EQ(before, allHandlers());
 }
 
 TEST(ExceptionHandlersTest, MakingAHandlerMakesTheCrashTimeResources) {
@@ -160,17 +160,17 @@ TEST(ExceptionHandlersTest, WithoutACrashStackThereIsNoHandler) {
 }
 
 TEST(ExceptionHandlersTest, MakingAHandlerInstallsNothing) {
-    const auto before = allRoutines();
+    const auto before = allHandlers();
     Base::get("");
-    EXPECT_EQ(before, allRoutines());
+    EXPECT_EQ(before, allHandlers());
 }
 
 // --- Installation -------------------------------------------------------------------------------
 
 TEST(ExceptionHandlersTest, ExactlyTheSixFatalSignalsGetTheRoutine) {
-    const auto before = allRoutines();
+    const auto before = allHandlers();
     HCrptExceptionMgr::get()->registerSignalHandlers();
-    for (const auto& [number, routine] : allRoutines()) {
+    for (const auto& [number, routine] : allHandlers()) {
         const auto want = isFatal(number) ? &HCrptLinuxExceptionHandler::crptDefaultLinuxHandler
                                           : before.at(number);
         EXPECT_EQ(want, routine) << "signal " << number;
@@ -210,7 +210,7 @@ TEST(ExceptionHandlersTest, ErrorsOfTheOtherFiveSignalsAreIgnored) {
     Base* const handler = Base::get("");
     const seams::ScopedSeam failing(seams::onSignal, [](int) { return SIG_ERR; });
     EXPECT_TRUE(handler->install());
-    EXPECT_EQ(&HCrptLinuxExceptionHandler::crptDefaultLinuxHandler, routineOf(SIGSEGV));
+    EXPECT_EQ(&HCrptLinuxExceptionHandler::crptDefaultLinuxHandler, handlerOf(SIGSEGV));
 }
 
 struct sigaction formerAction(int flags) {
@@ -288,9 +288,9 @@ TEST(ExceptionHandlersTest, ItFailsWhereTheAlternateStackCannotBeChanged) {
     ASSERT_EQ(0, raise(SIGUSR1));
 
     EXPECT_EQ(0, s_resultOnAlternateStack);
-    EXPECT_EQ(SIG_DFL, routineOf(SIGSEGV));
+    EXPECT_EQ(SIG_DFL, handlerOf(SIGSEGV));
     EXPECT_EQ(static_cast<void*>(memory), alternateStack().ss_sp);
-    EXPECT_EQ(&HCrptLinuxExceptionHandler::crptDefaultLinuxHandler, routineOf(SIGILL))
+    EXPECT_EQ(&HCrptLinuxExceptionHandler::crptDefaultLinuxHandler, handlerOf(SIGILL))
         << "the other five come first";
 }
 
@@ -298,7 +298,7 @@ TEST(ExceptionHandlersTest, ItFailsWithoutMemoryForTheAlternateStack) {
     HCrptLinuxExceptionHandler handler;
     const seams::ScopedSeam failing(seams::failingMallocSize, std::size_t{8192});
     EXPECT_FALSE(handler.signalSegvInstall());
-    EXPECT_EQ(SIG_DFL, routineOf(SIGSEGV));
+    EXPECT_EQ(SIG_DFL, handlerOf(SIGSEGV));
     EXPECT_EQ(SS_DISABLE, alternateStack().ss_flags);
 }
 
@@ -313,7 +313,7 @@ TEST(ExceptionHandlersTest, ItFailsWhenTheFormerActionCannotBeRead) {
         EXPECT_FALSE(handler.install());
     }
     EXPECT_EQ(std::vector<bool>{false}, calls);
-    EXPECT_EQ(SIG_DFL, routineOf(SIGSEGV));
+    EXPECT_EQ(SIG_DFL, handlerOf(SIGSEGV));
 }
 
 TEST(ExceptionHandlersTest, ItFailsWhenTheActionCannotBeSet) {
@@ -328,25 +328,25 @@ TEST(ExceptionHandlersTest, ASelfInstallationThatFailsStillIgnoresInterrupts) {
     HCrptSelfLinuxExceptionHandler handler;
     const seams::ScopedSeam failing(seams::failingMallocSize, std::size_t{8192});
     EXPECT_FALSE(handler.install());
-    EXPECT_EQ(SIG_IGN, routineOf(SIGINT));
+    EXPECT_EQ(SIG_IGN, handlerOf(SIGINT));
 }
 
 // --- The crash reporter's own handler -----------------------------------------------------------
 
 TEST(ExceptionHandlersTest, InterruptsAreIgnoredInTheCrashReporterOnly) {
     HCrptExceptionMgr::get()->registerSelfSignalHandlers();
-    EXPECT_EQ(SIG_IGN, routineOf(SIGINT));
+    EXPECT_EQ(SIG_IGN, handlerOf(SIGINT));
 }
 
 TEST(ExceptionHandlersTest, InterruptsStayAsTheyAreInAHost) {
     HCrptExceptionMgr::get()->registerSignalHandlers();
-    EXPECT_EQ(SIG_DFL, routineOf(SIGINT));
+    EXPECT_EQ(SIG_DFL, handlerOf(SIGINT));
 }
 
 TEST(ExceptionHandlersTest, TheCrashReporterRunsTheHostsRoutineOnPurpose) {
-    const auto before = allRoutines();
+    const auto before = allHandlers();
     HCrptExceptionMgr::get()->registerSelfSignalHandlers();
-    for (const auto& [number, routine] : allRoutines()) {
+    for (const auto& [number, routine] : allHandlers()) {
         auto want = before.at(number);
         if (number == SIGINT) want = SIG_IGN;
         if (isFatal(number)) want = &HCrptLinuxExceptionHandler::crptDefaultLinuxHandler;
@@ -358,19 +358,19 @@ TEST(ExceptionHandlersTest, TheCrashReporterRunsTheHostsRoutineOnPurpose) {
 TEST(ExceptionHandlersTest, AfterTheHostsTheReportersRegistrationChangesNoInterrupt) {
     HCrptExceptionMgr::get()->registerSignalHandlers();
     HCrptExceptionMgr::get()->registerSelfSignalHandlers();
-    EXPECT_EQ(SIG_DFL, routineOf(SIGINT));
+    EXPECT_EQ(SIG_DFL, handlerOf(SIGINT));
 }
 
 TEST(ExceptionHandlersTest, AfterTheReportersTheHostsRegistrationIgnoresInterruptsAgain) {
     HCrptExceptionMgr::get()->registerSelfSignalHandlers();
     signal(SIGINT, SIG_DFL);
     HCrptExceptionMgr::get()->registerSignalHandlers();
-    EXPECT_EQ(SIG_IGN, routineOf(SIGINT));
+    EXPECT_EQ(SIG_IGN, handlerOf(SIGINT));
 }
 
 TEST(ExceptionHandlersTest, TheReportersOwnRoutineDeletesTheStoreAndEnds) {
     const CrashScene scene;
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     ChildProcess child = ChildProcess::fork([]() -> int {
         std::atexit([] { _exit(99); });
         HCrptSelfLinuxExceptionHandler::crptSelfLinuxSignalHandler(SIGTERM);
@@ -384,7 +384,7 @@ TEST(ExceptionHandlersTest, TheReportersOwnRoutineDeletesTheStoreAndEnds) {
     EXPECT_FALSE(std::filesystem::exists(scene.store()));
 }
 
-// --- The crash routine --------------------------------------------------------------------------
+// --- The crash handler --------------------------------------------------------------------------
 
 // A real fault, not a sanitizer's report of it.
 [[gnu::no_sanitize("undefined")]] void nullWrite() {
@@ -392,7 +392,7 @@ TEST(ExceptionHandlersTest, TheReportersOwnRoutineDeletesTheStoreAndEnds) {
     *null = 1;
 }
 
-/// Dies of a real signal, and while the routine runs, of what during() does.
+/// Dies of a real signal, and while the crash handler runs, of what during() does.
 ChildProcess dieTwice(CrashScene& scene, const std::function<void()>& die,
                       const std::function<void()>& during) {
     return ChildProcess::fork([&]() -> int {
@@ -421,10 +421,11 @@ class SecondSignalTest : public testing::TestWithParam<SecondSignal> {};
 
 TEST_P(SecondSignalTest, EndsTheProcessWithTheStatusOfTheFirst) {
     CrashScene scene;
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     ChildProcess child = dieTwice(scene, GetParam().first, GetParam().second);
-    // A second fault ends the process itself, and not by the deadline that bounds the routine.
-    const std::chrono::seconds soonerThanTheDeadline(hcrpt::CrashDeadline::kCopies * 3 / 4);
+    // A second fault ends the process itself, and not by the deadline that bounds the crash
+    // handler.
+    const std::chrono::seconds soonerThanTheDeadline(hcrpt::Watchdog::kCopies * 3 / 4);
     EXPECT_EQ(exitedWith(GetParam().status), child.wait(soonerThanTheDeadline));
     const std::string trace = test_support::readFile(scene.rawTrace());
     EXPECT_EQ(0U, trace.find("#\n# An unexpected error has occurred (" +
@@ -444,9 +445,9 @@ INSTANTIATE_TEST_SUITE_P(
                                  [] { asm volatile("ud2"); }, 131}),
     [](const auto& row) { return std::string(row.param.name); });
 
-TEST(CrashRoutineTest, ItEndsWithoutExitHandlersAndFlushesNoStreamOfTheHost) {
+TEST(CrashHandlerTest, ItEndsWithoutExitHandlersAndFlushesNoStreamOfTheHost) {
     const CrashScene scene;
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     const std::string path = scene.work() + "/stream";
     ChildProcess child = ChildProcess::fork([&]() -> int {
         std::atexit([] { _exit(99); });
@@ -461,9 +462,9 @@ TEST(CrashRoutineTest, ItEndsWithoutExitHandlersAndFlushesNoStreamOfTheHost) {
     EXPECT_EQ("", test_support::readFile(path));
 }
 
-TEST(CrashRoutineTest, WithoutResourcesItOnlySaysSoAndEnds) {
+TEST(CrashHandlerTest, WithoutResourcesItOnlySaysSoAndEnds) {
     const CrashScene scene;
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     ChildProcess child = ChildProcess::fork([]() -> int {
         HCrptLinuxExceptionHandler::crptDefaultLinuxHandler(SIGILL);
         return 98;
@@ -478,10 +479,10 @@ TEST(CrashRoutineTest, WithoutResourcesItOnlySaysSoAndEnds) {
     EXPECT_EQ("", scene.report());
 }
 
-TEST(CrashRoutineTest, SignalsFromOutsideDoNotCostTheReport) {
+TEST(CrashHandlerTest, SignalsFromOutsideDoNotCostTheReport) {
     for (const int number : {SIGQUIT, SIGTERM, SIGHUP}) {
         CrashScene scene;
-        scene.makeReadableLog("log\n");
+        scene.writeStackTraceLog("log\n");
         ChildProcess child = dieTwice(
             scene, [] { std::abort(); }, [number] { kill(getpid(), number); });
         EXPECT_EQ(exitedWith(134), child.wait()) << number;
@@ -489,9 +490,9 @@ TEST(CrashRoutineTest, SignalsFromOutsideDoNotCostTheReport) {
     }
 }
 
-TEST(CrashRoutineTest, ASecondThreadThatDiesWaitsForTheFirstOnesReport) {
+TEST(CrashHandlerTest, ASecondThreadThatDiesWaitsForTheFirstOnesReport) {
     CrashScene scene;
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     ChildProcess child = dieTwice(
         scene, [] { std::abort(); },
         [] {
@@ -532,7 +533,7 @@ TEST(ExceptionHandlersTest, TheRoutineThatAnObjectHoldsIsTheOneThatIsInstalled) 
     fields.inherited = [](int) {};
     std::memcpy(static_cast<void*>(&handler), &fields, sizeof fields);
     EXPECT_TRUE(handler.install());
-    for (const int number : kFatalSignals) EXPECT_EQ(fields.inherited, routineOf(number)) << number;
+    for (const int number : kFatalSignals) EXPECT_EQ(fields.inherited, handlerOf(number)) << number;
 }
 
 class RecordingHandler : public Base {

@@ -58,7 +58,7 @@ class HCrashRptDebugTest : public testing::Test {
             return body();
         });
     }
-    /// The handler, and the log that the dying process waits for.
+    /// The handler, and the log that the crashing process waits for.
     void installHandler() const {
         HCrashReporter::HCrptExceptionMgr::get()->registerSignalHandlers();
         std::filesystem::create_directories(scene.store());

@@ -180,7 +180,7 @@ TEST(HCrptResourceMgrTest, PathsAreEmptyUntilTheResourcesAreMade) {
 TEST(HCrptResourceMgrTest, PathsCarryTheConstructingProcessId) {
     const CrashScene scene;
     HCrptResourceMgr::get();
-    EXPECT_EQ(scene.readableLog(), HCrptResourceMgr::getStacktraceLogPath());
+    EXPECT_EQ(scene.stackTraceLog(), HCrptResourceMgr::getStacktraceLogPath());
     EXPECT_EQ(scene.rawTrace(), HCrptResourceMgr::getStacktraceTempFilePath());
 }
 
@@ -191,7 +191,7 @@ TEST(HCrptResourceMgrTest, AChangedEnvironmentDoesNotChangeThePaths) {
     scene.platform.fakePid = 77;
     scene.platform.fakeWorkingDirectory = "/elsewhere";
     HCrptResourceMgr::get();
-    EXPECT_EQ(scene.readableLog(), HCrptResourceMgr::getStacktraceLogPath());
+    EXPECT_EQ(scene.stackTraceLog(), HCrptResourceMgr::getStacktraceLogPath());
     EXPECT_EQ(scene.rawTrace(), HCrptResourceMgr::getStacktraceTempFilePath());
 }
 
@@ -217,7 +217,8 @@ TEST(HCrptResourceMgrTest, AFurtherInstanceAppendsItsPathsOnPurpose) {
     ChildProcess child = ChildProcess::fork([&] {
         HCrptResourceMgr::get();
         const HCrptResourceMgr further;
-        if (HCrptResourceMgr::getStacktraceLogPath() != scene.readableLog() + scene.readableLog())
+        if (HCrptResourceMgr::getStacktraceLogPath() !=
+            scene.stackTraceLog() + scene.stackTraceLog())
             return 1;
         return HCrptResourceMgr::getStacktraceTempFilePath() == scene.rawTrace() + scene.rawTrace()
                    ? 0

@@ -1,5 +1,5 @@
 /// @file
-/// What is left of a dying process's time.
+/// What is left of a crashing process's time.
 #pragma once
 
 #include <sys/time.h>

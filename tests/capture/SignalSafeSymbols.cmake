@@ -18,10 +18,10 @@ function(signal_safe_symbols file)
     set_tests_properties(SignalSafeSymbols.${file} PROPERTIES LABELS unit)
 endfunction()
 
-signal_safe_symbols(CrashDeadline _exit pthread_sigmask setitimer sigaction sigaddset sigemptyset
+signal_safe_symbols(Watchdog _exit pthread_sigmask setitimer sigaction sigaddset sigemptyset
     sigfillset)
 signal_safe_symbols(CrashOutput poll stdout ftrylockfile funlockfile fileno_unlocked __fpending)
-signal_safe_symbols(CrashRoutine _exit syscall pthread_sigmask sigdelset sigfillset getrlimit
+signal_safe_symbols(CrashHandler _exit syscall pthread_sigmask sigdelset sigfillset getrlimit
     setrlimit)
 signal_safe_symbols(CrashStack mmap mprotect sysconf)
 signal_safe_symbols(ModuleLines open read close)
@@ -32,7 +32,7 @@ signal_safe_symbols(SafeFormat)
 signal_safe_symbols(StackTraceTxtLog open close _ZdlPv _ZdlPvm
     _ZNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE10_M_disposeEv)
 signal_safe_symbols(StorePath getenv mkdir)
-signal_safe_symbols(WalkProcess _exit waitpid sigaction sigdelset sigfillset sigprocmask setitimer
+signal_safe_symbols(GuardedUnwind _exit waitpid sigaction sigdelset sigfillset sigprocmask setitimer
     prctl)
-signal_safe_symbols(WildJump getpid process_vm_readv memcmp _Unwind_Backtrace _Unwind_GetCFA
+signal_safe_symbols(BadCallTarget getpid process_vm_readv memcmp _Unwind_Backtrace _Unwind_GetCFA
     _Unwind_GetIP)

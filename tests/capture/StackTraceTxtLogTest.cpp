@@ -13,12 +13,12 @@
 #include <string>
 #include <vector>
 
-#include "capture/CrashDeadline.h"
 #include "capture/CrashScene.h"
 #include "capture/CrashStack.h"
 #include "capture/LinkSeams.h"
 #include "capture/SecondsLeft.h"
 #include "capture/TraceLines.h"
+#include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
 #include "support/ChildProcess.h"
 #include "support/CrashArena.h"
@@ -45,7 +45,7 @@ class StackTraceTxtLogTest : public testing::Test {
   protected:
     StackTraceTxtLogTest() {
         scene.platform.onExists = [this](const std::string& path) {
-            if (path == scene.readableLog()) ++testsForLog;
+            if (path == scene.stackTraceLog()) ++testsForLog;
             return HUTBackendExists(path);
         };
         scene.platform.onCopyToDir = [this](const std::string& path, const std::string& directory,
@@ -87,7 +87,7 @@ class StackTraceTxtLogTest : public testing::Test {
 
 TEST_F(StackTraceTxtLogTest, TheRawTraceIsHeaderFramesAndOneLineFeed) {
     makeHandler();
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     writeLog(SIGFPE);
     const std::string header = "#\n# An unexpected error has occurred (8)\n#\nStack:\n";
     const std::string trace = readFile(scene.rawTrace());
@@ -102,7 +102,7 @@ TEST_F(StackTraceTxtLogTest, TheRawTraceIsHeaderFramesAndOneLineFeed) {
 
 TEST_F(StackTraceTxtLogTest, TheHeaderIsWrittenAtOnce) {
     makeHandler();
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     const int traceFd = dup(0);
     close(traceFd);  // the descriptor that the raw trace will get
     std::vector<std::string> writes;
@@ -118,7 +118,7 @@ TEST_F(StackTraceTxtLogTest, TheHeaderIsWrittenAtOnce) {
 
 TEST_F(StackTraceTxtLogTest, ANewRawTraceMayBeReadByAll) {
     makeHandler();
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     const mode_t before = umask(0);
     writeLog(SIGILL);
     umask(before);
@@ -129,7 +129,7 @@ TEST_F(StackTraceTxtLogTest, ANewRawTraceMayBeReadByAll) {
 
 TEST_F(StackTraceTxtLogTest, AnOlderLongerRawTraceIsWrittenOverAndCutOff) {
     makeHandler();
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     writeFile(scene.rawTrace(), std::string(100000, 'x'));
     writeLog(SIGILL);
     const std::string trace = readFile(scene.rawTrace());
@@ -140,7 +140,7 @@ TEST_F(StackTraceTxtLogTest, AnOlderLongerRawTraceIsWrittenOverAndCutOff) {
 
 TEST_F(StackTraceTxtLogTest, AnOlderTailSurvivesWhereNothingTruncatesOnPurpose) {
     test_support::leaveInArena(0);  // no handler can be made, so no trace is taken
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     writeFile(scene.rawTrace(), std::string(200, 'x'));
     writeLog(SIGILL);
     const std::string head = "#\n# An unexpected error has occurred (4)\n#\nStack:\n\n";
@@ -148,7 +148,7 @@ TEST_F(StackTraceTxtLogTest, AnOlderTailSurvivesWhereNothingTruncatesOnPurpose) 
 }
 
 TEST_F(StackTraceTxtLogTest, WithoutAHandlerTheHostsIsMade) {
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     HCrptResourceMgr::get();
     writeLog(SIGILL);
     EXPECT_GT(readFile(scene.rawTrace()).size(), 200U) << "no frames";
@@ -159,14 +159,14 @@ TEST_F(StackTraceTxtLogTest, WithoutAHandlerTheHostsIsMade) {
 
 TEST_F(StackTraceTxtLogTest, TheCrashReportersHandlerTakesTheTraceAsWell) {
     ASSERT_NE(nullptr, HCrptExceptionHandlerBase::get("Self"));
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     writeLog(SIGILL);
     EXPECT_GT(readFile(scene.rawTrace()).size(), 200U) << "no frames";
 }
 
 TEST_F(StackTraceTxtLogTest, NoDescriptorStaysOpen) {
     makeHandler();
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     const auto descriptors = [] { return test_support::namesIn("/proc/self/fd").size(); };
     const std::size_t before = descriptors();
     writeLog(SIGILL);
@@ -192,7 +192,7 @@ TEST_F(StackTraceTxtLogTest, WithoutARawTraceFileThereIsOnlyTheMessage) {
 
 TEST_F(StackTraceTxtLogTest, DescriptorZeroCountsAsFailureOnPurpose) {
     makeHandler();
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     ChildProcess child = ChildProcess::fork([this] {
         close(STDIN_FILENO);
         writeLog(SIGABRT);
@@ -207,7 +207,7 @@ TEST_F(StackTraceTxtLogTest, DescriptorZeroCountsAsFailureOnPurpose) {
 
 TEST_F(StackTraceTxtLogTest, AReadyLogIsCopiedToTheWorkingDirectoryAndNamed) {
     makeHandler();
-    scene.makeReadableLog("readable\n");
+    scene.writeStackTraceLog("readable\n");
     const StdoutCapture capture;
     writeLog(SIGSEGV);
     const std::string copy = scene.work() + "/hs_err_pid4242.log";
@@ -215,7 +215,7 @@ TEST_F(StackTraceTxtLogTest, AReadyLogIsCopiedToTheWorkingDirectoryAndNamed) {
     EXPECT_EQ("readable\n", readFile(copy));
     EXPECT_EQ(readFile(scene.rawTrace()), readFile(scene.store() + "/hs_mangled_err_pid4242.log"));
     EXPECT_EQ((std::vector<std::string>{scene.rawTrace() + " -> " + scene.store() + " mode 1",
-                                        scene.readableLog() + " -> " + scene.work() + " mode 1"}),
+                                        scene.stackTraceLog() + " -> " + scene.work() + " mode 1"}),
               copies);
     EXPECT_EQ(0, sleeps);
 }
@@ -231,11 +231,11 @@ TEST_F(StackTraceTxtLogTest, TheAnnouncementHasNoLineFeedOnPurpose) {
 
 TEST_F(StackTraceTxtLogTest, TheCopyOfTheLogIsThereBeforeItIsNamed) {
     makeHandler();
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     const StdoutCapture capture;
     std::string saidBefore;
     scene.platform.onCopyToDir = [&](const std::string& path, const auto&...) {
-        if (path == scene.readableLog()) saidBefore = capture.text();
+        if (path == scene.stackTraceLog()) saidBefore = capture.text();
         return true;
     };
     writeLog(SIGSEGV);
@@ -256,7 +256,7 @@ TEST_F(StackTraceTxtLogTest, TheRawTraceIsInTheStoreBeforeTheWait) {
 
 TEST_F(StackTraceTxtLogTest, TheLogIsCopiedToTheWorkingDirectoryOfTheCrash) {
     makeHandler();
-    scene.makeReadableLog("readable\n");
+    scene.writeStackTraceLog("readable\n");
     const std::string start = scene.work();
     const std::string now = start + "/now";
     std::filesystem::create_directory(now);
@@ -273,7 +273,7 @@ TEST_F(StackTraceTxtLogTest, TheLogIsCopiedToTheWorkingDirectoryOfTheCrash) {
 TEST_F(StackTraceTxtLogTest,
        TheRawTraceGoesToTheStoreOfTheCrashAndTheLogIsAwaitedInThatOfTheStart) {
     makeHandler();
-    scene.makeReadableLog("readable\n");
+    scene.writeStackTraceLog("readable\n");
     const test_support::ScopedEnvVar session("ZEB_SESSION_INFO", scene.work() + ":later");
     const StdoutCapture capture;
     writeLog(SIGSEGV);
@@ -287,7 +287,7 @@ TEST_F(StackTraceTxtLogTest,
 
 TEST_F(StackTraceTxtLogTest, AMissingStoreIsMade) {
     makeHandler();
-    duringSleep = [this] { writeFile(scene.readableLog(), "log\n"); };
+    duringSleep = [this] { writeFile(scene.stackTraceLog(), "log\n"); };
     const StdoutCapture capture;
     writeLog(SIGSEGV);
     EXPECT_EQ(announcement(SIGSEGV) + pointTo(scene.work() + "/hs_err_pid4242.log"),
@@ -325,7 +325,7 @@ TEST_F(StackTraceTxtLogTest, ALogThatNeverComesIsWaitedForAHundredSeconds) {
 TEST_F(StackTraceTxtLogTest, ALogThatComesIsTakenAtTheNextLook) {
     makeHandler();
     duringSleep = [this] {
-        if (sleeps == 3) writeFile(scene.readableLog(), "log\n");
+        if (sleeps == 3) writeFile(scene.stackTraceLog(), "log\n");
     };
     const StdoutCapture capture;
     writeLog(SIGSEGV);
@@ -337,7 +337,7 @@ TEST_F(StackTraceTxtLogTest, ALogThatComesIsTakenAtTheNextLook) {
 TEST_F(StackTraceTxtLogTest, ALogThatComesInTheLastSecondIsTaken) {
     makeHandler();
     duringSleep = [this] {
-        if (sleeps == kLogWaitTests) writeFile(scene.readableLog(), "log\n");
+        if (sleeps == kLogWaitTests) writeFile(scene.stackTraceLog(), "log\n");
     };
     const StdoutCapture capture;
     writeLog(SIGSEGV);
@@ -364,13 +364,13 @@ TEST_F(StackTraceTxtLogTest, AHandlerThatTookNoTraceHandsNothingOverButWaits) {
     static_assert(sizeof(TracelessHandler) <= sizeof(HCrptLinuxExceptionHandler));
     makeHandler();
     ::new (static_cast<void*>(HCrptExceptionHandlerBase::get(""))) TracelessHandler;
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     const StdoutCapture capture;
     writeLog(SIGSEGV);
     EXPECT_EQ(100U, TracelessHandler::askedFor);
     EXPECT_EQ(announcement(SIGSEGV) + pointTo(scene.work() + "/hs_err_pid4242.log"),
               capture.flushedText());
-    EXPECT_EQ(std::vector<std::string>{scene.readableLog() + " -> " + scene.work() + " mode 1"},
+    EXPECT_EQ(std::vector<std::string>{scene.stackTraceLog() + " -> " + scene.work() + " mode 1"},
               copies);
     EXPECT_FALSE(std::filesystem::exists(scene.store() + "/hs_mangled_err_pid4242.log"));
 }
@@ -380,7 +380,7 @@ TEST_F(StackTraceTxtLogTest, AHandlerThatTookNoTraceHandsNothingOverButWaits) {
 TEST_F(StackTraceTxtLogTest, TheCopiesAreBoundedTo20SecondsEachAndTheWaitApartFromThem) {
     makeHandler();
     ChildProcess child = ChildProcess::fork([this] {
-        hcrpt::CrashDeadline::enable(1);
+        hcrpt::Watchdog::enable(1);
         std::vector<long> atCopies;
         long inWait = 0;
         scene.platform.onCopyToDir = [&](const auto&...) {
@@ -389,7 +389,7 @@ TEST_F(StackTraceTxtLogTest, TheCopiesAreBoundedTo20SecondsEachAndTheWaitApartFr
         };
         duringSleep = [&] {
             inWait = secondsLeft();
-            scene.makeReadableLog("log\n");
+            scene.writeStackTraceLog("log\n");
         };
         writeLog(SIGSEGV);
         if (atCopies.size() != 2) return 2;
@@ -402,7 +402,7 @@ TEST_F(StackTraceTxtLogTest, TheCopiesAreBoundedTo20SecondsEachAndTheWaitApartFr
 
 TEST_F(StackTraceTxtLogTest, TheHandOverLeavesTheStackOfTheSignal) {
     makeHandler();
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     std::uintptr_t frame = 0;
     scene.platform.onCopyToDir = [&](const auto&...) {
         frame = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
@@ -416,7 +416,7 @@ TEST_F(StackTraceTxtLogTest, TheHandOverLeavesTheStackOfTheSignal) {
 
 TEST_F(StackTraceTxtLogTest, NoExceptionOfTheHandOverLeavesIt) {
     makeHandler();
-    scene.makeReadableLog("log\n");
+    scene.writeStackTraceLog("log\n");
     int calls = 0;
     scene.platform.onCopyToDir = [&](const auto&...) -> bool {
         ++calls;

@@ -1,4 +1,4 @@
-// How deep a dying process goes into its stacks. crash_host paints them beforehand.
+// How deep a crashing process goes into its stacks. crash_host paints them beforehand.
 #include <gtest/gtest.h>
 #include <sys/auxv.h>
 
@@ -48,7 +48,7 @@ TEST_P(StackUseTest, LeavesRoomForALargerProcessorState) {
     const std::size_t kernelsFrame = getauxval(AT_MINSIGSTKSZ);
     ASSERT_GT(kernelsFrame, 0U) << "the kernel does not tell";
     const std::size_t used = host.usedOfAlternateStack();
-    ASSERT_GT(used, kernelsFrame / 2) << "the routine did not run on the watched stack";
+    ASSERT_GT(used, kernelsFrame / 2) << "the crash handler did not run on the watched stack";
     const std::size_t own = used > kernelsFrame ? used - kernelsFrame : 0;
     EXPECT_LE(own + kKernelsLargestFrame + kSpare, kAlternateStackSize)
         << "used " << used << " bytes, of which the kernel up to " << kernelsFrame;

@@ -1,4 +1,4 @@
-// From the signal until its trace lies in the crash store a dying process asks for no memory.
+// From the signal until its trace lies in the crash store a crashing process asks for no memory.
 #include <gtest/gtest.h>
 #include <signal.h>
 

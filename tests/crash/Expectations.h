@@ -15,7 +15,7 @@ inline std::string headerOf(int signal) {
     return "#\n# An unexpected error has occurred (" + std::to_string(signal) + ")\n#\nStack:\n";
 }
 
-/// Raw trace, its copy and the readable log.
+/// Raw trace, its copy and the stack-trace log.
 inline void expectTraces(const Outcome& outcome, int signal) {
     EXPECT_EQ(test_support::exitedWith(128 + signal), outcome.end);
     EXPECT_EQ(0U, outcome.rawTrace.find(headerOf(signal))) << outcome.rawTrace;
@@ -38,8 +38,8 @@ inline void expectItem(const Outcome& outcome, const std::string& key, const std
 }
 
 /// The report that the crash reporter writes for a host that could not.
-inline void expectReportInPlace(const Outcome& outcome, int signal, const std::string& function,
-                                const std::string& scenario) {
+inline void expectRecoveredReport(const Outcome& outcome, int signal, const std::string& function,
+                                  const std::string& scenario) {
     EXPECT_EQ(0U,
               outcome.reportName.find("CrashReport_" + std::to_string(outcome.pid) + "_" +
                                       HUTEnv::getHostName() + "_" + HUTEnv::getUserName() + "_"))

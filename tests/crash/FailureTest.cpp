@@ -11,7 +11,7 @@
 
 using crash_test::CrashScene;
 using crash_test::expectNamed;
-using crash_test::expectReportInPlace;
+using crash_test::expectRecoveredReport;
 using crash_test::expectTraces;
 using crash_test::expectWholeRecord;
 using crash_test::Outcome;
@@ -155,7 +155,7 @@ TEST(FailureTest, AFaultWithinTheReportIsReportedByTheCrashReporter) {
     scene.awaitReport = true;
     const Outcome outcome = scene.run("fault-in-routine");
     expectTraces(outcome, SIGABRT);  // the first signal's status
-    expectReportInPlace(outcome, SIGABRT, "zeb::failing::callAbort()", "fault-in-routine");
+    expectRecoveredReport(outcome, SIGABRT, "zeb::failing::callAbort()", "fault-in-routine");
 }
 
 TEST(FailureTest, AFaultBeforeTheTraceEndsWithTheFirstSignalsStatus) {
@@ -171,7 +171,7 @@ TEST(FailureTest, AFaultInMallocIsReportedByTheCrashReporter) {
     scene.awaitReport = true;
     const Outcome outcome = scene.run("fault-in-malloc");
     expectTraces(outcome, SIGSEGV);
-    expectReportInPlace(outcome, SIGSEGV, "zeb::failing::faultInMalloc()", "fault-in-malloc");
+    expectRecoveredReport(outcome, SIGSEGV, "zeb::failing::faultInMalloc()", "fault-in-malloc");
 }
 
 TEST(FailureTest, ACorruptHeapIsReportedByTheCrashReporter) {
@@ -179,7 +179,7 @@ TEST(FailureTest, ACorruptHeapIsReportedByTheCrashReporter) {
     scene.awaitReport = true;
     const Outcome outcome = scene.run("corrupt-heap");
     expectTraces(outcome, SIGABRT);
-    expectReportInPlace(outcome, SIGABRT, "zeb::failing::corruptTop()", "corrupt-heap");
+    expectRecoveredReport(outcome, SIGABRT, "zeb::failing::corruptTop()", "corrupt-heap");
 }
 
 // The dead thread holds the heap's lock for ever: the process can write no report, and nothing
@@ -191,8 +191,8 @@ TEST(FailureTest, AFaultInMallocWithItsLockHeldIsReportedByTheCrashReporter) {
     expectTraces(outcome, SIGSEGV);
     EXPECT_NE(std::string::npos,
               outcome.output.find("Please check this file for stacktrace: " + scene.work));
-    expectReportInPlace(outcome, SIGSEGV, "zeb::failing::faultInMalloc()",
-                        "fault-in-malloc-locked");
+    expectRecoveredReport(outcome, SIGSEGV, "zeb::failing::faultInMalloc()",
+                          "fault-in-malloc-locked");
 }
 
 TEST(FailureTest, ACorruptHeapWithItsLockHeldIsReportedByTheCrashReporter) {
@@ -202,7 +202,7 @@ TEST(FailureTest, ACorruptHeapWithItsLockHeldIsReportedByTheCrashReporter) {
     expectTraces(outcome, SIGABRT);
     EXPECT_NE(std::string::npos,
               outcome.output.find("Please check this file for stacktrace: " + scene.work));
-    expectReportInPlace(outcome, SIGABRT, "zeb::failing::corruptTop()", "corrupt-heap-locked");
+    expectRecoveredReport(outcome, SIGABRT, "zeb::failing::corruptTop()", "corrupt-heap-locked");
 }
 
 // The parent's id is in the names, since the paths were made when it started.

@@ -11,7 +11,7 @@
 namespace crash_test {
 namespace {
 
-constexpr std::size_t kLooks = 100;
+constexpr std::size_t kPolls = 100;
 constexpr char kNotice[] =
     "Following is a partial stack trace, only, likely due to stack corruption\n";
 
@@ -39,7 +39,7 @@ void removeItems(Record& record, const std::initializer_list<const char*>& keys)
                     items.end());
 }
 
-/// A text in place of the readable log, and of what the report has from it.
+/// A text in place of the stack-trace log, and of what the report has from it.
 void setLog(Record& record, const std::string& log) {
     record.files[kLog] = record.files[kLogCopy] = log;
     std::string lines;
@@ -83,11 +83,11 @@ Cost trace() {
 }
 
 Cost copyOfTrace() {
-    return {"the readable log", [](Record& record) {
+    return {"the stack-trace log", [](Record& record) {
                 for (const char* name : {kRawTraceCopy, kLog, kLogCopy}) record.files.erase(name);
                 removeTraceItems(record);
                 replace(record.output, "hs_err_pid", "hs_mangled_err_pid");
-                record.pauses = kLooks;
+                record.pauses = kPolls;
             }};
 }
 

@@ -38,7 +38,7 @@ struct Record {
     std::string output;
     std::map<std::string, std::string> files;  ///< made since the signal, but for the report
     std::optional<Report> report;
-    std::size_t pauses = 0;  ///< of a second each, between looks for the readable log
+    std::size_t pauses = 0;  ///< of a second each, between looks for the stack-trace log
 
     bool operator==(const Record& other) const;
 };
@@ -57,7 +57,7 @@ struct Death {
     std::vector<Call> calls;
 };
 
-/// Lets a host die. The readable log is made in the pause after the raw trace has come into the
+/// Lets a host die. The stack-trace log is made in the pause after the raw trace has come into the
 /// crash store.
 Death dieWith(Surroundings surroundings, const std::optional<Fault>& fault);
 

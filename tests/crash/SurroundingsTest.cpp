@@ -94,7 +94,7 @@ TEST_F(SurroundingsTest, WithoutToolsTheReportLacksTheirFactsOnly) {
     expectNamed(outcome, "zeb::failing::nullWrite()");
 }
 
-// A view of the file system of the dying process's own, in which the shell is no program.
+// A view of the file system of the crashing process's own, in which the shell is no program.
 bool hideShell() {
     return unshare(CLONE_NEWNS) == 0 &&
            mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&

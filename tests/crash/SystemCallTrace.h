@@ -1,5 +1,5 @@
 /// @file
-/// The system calls of a dying process, one of which can be made to fail.
+/// The system calls of a crashing process, one of which can be made to fail.
 #pragma once
 
 #include <sys/types.h>
@@ -37,7 +37,7 @@ struct Fault {
 };
 
 /// Runs a program up to its fatal signal, then from call to call. Follows the processes that it
-/// makes until they start another program. Sleeps of the dying process take no time.
+/// makes until they start another program. Sleeps of the crashing process take no time.
 class SystemCallTrace {
   public:
     struct Program {
@@ -51,7 +51,7 @@ class SystemCallTrace {
 
     /// Called when the fatal signal is about to be delivered.
     std::function<void(pid_t)> atFailure;
-    /// Called after each call of the dying process.
+    /// Called after each call of the crashing process.
     std::function<void(const Call&)> afterCall;
     std::optional<Fault> fault;
     std::chrono::seconds deadline{60};

@@ -33,11 +33,11 @@ class CarryOverTest : public crash_reporter_test::StoreScene {
     }
     /// Looks whenever it is due until it is over. @return seconds that this covers.
     double lookToTheEnd() {
-        const Time start = *carryOver.nextLook();
+        const Time start = *carryOver.nextPoll();
         Time last = start;
-        while (carryOver.nextLook()) {
-            last = *carryOver.nextLook();
-            carryOver.look(last);
+        while (carryOver.nextPoll()) {
+            last = *carryOver.nextPoll();
+            carryOver.poll(last);
         }
         return std::chrono::duration<double>(last - start).count();
     }
@@ -53,7 +53,7 @@ TEST_F(CarryOverTest, ARecordThatReachedTheReplacedFileIsCarriedOver) {
     carryOver.keep(registrations);
     replace();
     carryOver.begin(Clock::now());
-    carryOver.look(Clock::now());
+    carryOver.poll(Clock::now());
     EXPECT_EQ(readFile(registrations), "");
     hostRegisters(recordOf(process.pid()));
     hostRegisters("otherhost:" + std::to_string(getpid()));
@@ -79,7 +79,7 @@ TEST_F(CarryOverTest, ARecordThatTheHostItselfHasRepeatedIsNotWrittenTwice) {
 TEST_F(CarryOverTest, AFileThatWasNotReplacedIsLetGo) {
     carryOver.keep(registrations);
     carryOver.begin(Clock::now());
-    EXPECT_FALSE(carryOver.nextLook());
+    EXPECT_FALSE(carryOver.nextPoll());
 }
 
 TEST_F(CarryOverTest, AMissingFileHasNothingToCarryOver) {
@@ -87,7 +87,7 @@ TEST_F(CarryOverTest, AMissingFileHasNothingToCarryOver) {
     carryOver.keep(registrations);
     add("processRegFile.txt", "");
     carryOver.begin(Clock::now());
-    EXPECT_FALSE(carryOver.nextLook());
+    EXPECT_FALSE(carryOver.nextPoll());
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ const std::map<std::string, std::string> kReports = {{"CrashReport_1.json", "{1}
                                                      {"CrashReport_2.json", "{2}"}};
 
 /// Where CTest's caller wants to know how many points there are.
-void noteTrial(const char* scenario) {
+void noteProbe(const char* scenario) {
     if (const char* const path = std::getenv("KILL_POINTS_FILE"))
         std::ofstream(path, std::ios::app) << scenario << '\n';
 }
@@ -128,7 +128,7 @@ class KillPointsTest : public testing::TestWithParam<int> {
             SCOPED_TRACE(before);
             Trial trial(hostLives);
             const bool killed = trial.runAndKill(victims, before);
-            if (killed) noteTrial(scenario);
+            if (killed) noteProbe(scenario);
             if (killed && victims == CallByCall::Victims::all) trial.runAgain();
             trial.expectNothingLost();
             if (!killed || HasFailure()) return;

@@ -10,9 +10,9 @@
 namespace {
 
 namespace fs = std::filesystem;
-using crash_reporter::complain;
 using crash_reporter::Log;
-using crash_reporter::say;
+using crash_reporter::logError;
+using crash_reporter::logInfo;
 using test_support::ChildProcess;
 using test_support::exitedWith;
 using test_support::namesIn;
@@ -41,10 +41,10 @@ TEST_F(LogTest, TakesMessagesErrorsAndWhatProgramsSay) {
     inChild([] {
         Log log;
         log.open();
-        say("one");
-        complain("two");
+        logInfo("one");
+        logError("two");
         (void)std::system("echo three; echo four >&2");
-        say("five");
+        logInfo("five");
     });
     EXPECT_TRUE(endsWith(readFile(path),
                          "[Crash Reporter] one\n[Crash Reporter] Error: two\nthree\nfour\n"
@@ -60,10 +60,10 @@ TEST_F(LogTest, SeveralProcessesAppendToIt) {
         other.wait();
         const std::string same = "/proc/self/fd/1";
         FILE* again = std::fopen(same.c_str(), "a");
-        say("one");
+        logInfo("one");
         std::fputs("two\n", again);
         std::fclose(again);
-        say("three");
+        logInfo("three");
     });
     EXPECT_TRUE(endsWith(readFile(path), "] one\ntwo\n[Crash Reporter] three\n")) << readFile(path);
 }
@@ -73,7 +73,7 @@ TEST_F(LogTest, ALargeOneBecomesTheOlderGenerationOnce) {
         Log log(2000);
         log.open();
         for (int round = 0; round < 3; ++round) {
-            say("round " + std::to_string(round) + " " + std::string(2000, 'x'));
+            logInfo("round " + std::to_string(round) + " " + std::string(2000, 'x'));
             log.keep();
             log.keep();
         }
@@ -97,7 +97,7 @@ TEST_F(LogTest, ASmallOneIsLeftAlone) {
     inChild([] {
         Log log;
         log.open();
-        say("one");
+        logInfo("one");
         log.keep();
     });
     EXPECT_EQ(readFile(path).rfind("[Crash Reporter] Started with processId = 4711", 0), 0U);
@@ -110,10 +110,10 @@ TEST_F(LogTest, IsMadeAgainWhenItsDirectoryIsBack) {
         log.open();
         fs::remove_all(sessionDirectory);
         log.keep();
-        say("unheard");
+        logInfo("unheard");
         fs::create_directory(sessionDirectory);
         log.keep();
-        say("heard");
+        logInfo("heard");
     });
     EXPECT_TRUE(endsWith(readFile(path), "\n[Crash Reporter] heard\n"));
 }

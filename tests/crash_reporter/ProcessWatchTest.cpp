@@ -29,7 +29,7 @@ TEST_F(ProcessWatchTest, FollowsProcessesOfThisMachineThatRun) {
                   "testhost:99999999999999"});
     EXPECT_EQ(watch.living(), (Records{recordOf(process.pid()), recordOf(getpid())}));
     EXPECT_FALSE(watch.noticeEnds());
-    EXPECT_FALSE(watch.nextLook());
+    EXPECT_FALSE(watch.nextPoll());
 }
 
 TEST_F(ProcessWatchTest, AnEndMakesADescriptorReadable) {
@@ -55,20 +55,20 @@ TEST_F(ProcessWatchTest, AnEndedProcessIsLookedAtAfterGrowingPausesUntilItsParen
     EXPECT_FALSE(watch.noticeEnds());
     auto pause = Clock::duration::zero();
     for (int look = 0; look < 12; ++look) {
-        ASSERT_TRUE(watch.nextLook());
-        const auto due = *watch.nextLook();
-        watch.look(due - std::chrono::milliseconds(1));
-        EXPECT_EQ(*watch.nextLook(), due) << "looked too early";
-        watch.look(due);
-        EXPECT_GE(*watch.nextLook() - due, pause);
-        pause = *watch.nextLook() - due;
+        ASSERT_TRUE(watch.nextPoll());
+        const auto due = *watch.nextPoll();
+        watch.poll(due - std::chrono::milliseconds(1));
+        EXPECT_EQ(*watch.nextPoll(), due) << "looked too early";
+        watch.poll(due);
+        EXPECT_GE(*watch.nextPoll() - due, pause);
+        pause = *watch.nextPoll() - due;
         watch.follow({recordOf(process.pid())});
         EXPECT_TRUE(watch.living().empty());
     }
     EXPECT_EQ(pause, std::chrono::seconds(10));
     process.wait();
-    watch.look(*watch.nextLook());
-    EXPECT_FALSE(watch.nextLook());
+    watch.poll(*watch.nextPoll());
+    EXPECT_FALSE(watch.nextPoll());
 }
 
 TEST_F(ProcessWatchTest, AnEndedProcessThatIsAskedForIsForgotten) {
@@ -76,7 +76,7 @@ TEST_F(ProcessWatchTest, AnEndedProcessThatIsAskedForIsForgotten) {
     end(process);
     process.wait();
     EXPECT_TRUE(watch.noticeEnds());
-    EXPECT_FALSE(watch.nextLook());
+    EXPECT_FALSE(watch.nextPoll());
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ class ServedSession {
     /// Those that it has answered.
     std::map<std::string, int> delivered() const;
 
-    /// Puts a raw trace into the crash store, as a dying process does. @return path of its log.
+    /// Puts a raw trace into the crash store, as a crashing process does. @return path of its log.
     std::string addRawTrace(int pid);
     bool isReadable(const std::string& log) const;
     /// Lets a new registered process run.

@@ -48,7 +48,7 @@ class CrashSession {
     std::string program(const std::string& name) const;
     /// Writes the registration file as an earlier crash reporter and hosts would have left it.
     void writeRegistrations(const std::string& records);
-    /// Puts a whole report into the crash store, like a dying host. @return its path.
+    /// Puts a whole report into the crash store, like a crashing host. @return its path.
     std::string addReport(const std::string& name, const std::string& content);
 
     // --- Processes ---

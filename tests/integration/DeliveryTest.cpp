@@ -106,13 +106,13 @@ TEST_F(DeliveryTest, ASegmentationFaultInALibraryIsReportedFromEndToEnd) {
     EXPECT_TRUE(contains(rawText, "libzeb_HCrashReporter.so"));
     EXPECT_TRUE(contains(rawText, "/libzeb_geometry.so(_ZN3zeb8geometry4Mesh12collapseEdge"));
     EXPECT_FALSE(contains(rawText, "partial stack trace"));
-    const std::string readableText = readFile(readable);
-    EXPECT_TRUE(contains(readableText, "\nlibzeb_geometry.so(zeb::geometry::Mesh::collapseEdge("));
-    EXPECT_FALSE(contains(readableText, "HCrashReporter"));
+    const std::string demangledText = readFile(readable);
+    EXPECT_TRUE(contains(demangledText, "\nlibzeb_geometry.so(zeb::geometry::Mesh::collapseEdge("));
+    EXPECT_FALSE(contains(demangledText, "HCrashReporter"));
 
     // The same two files in the crash store.
     EXPECT_EQ(readFile(session.store + "/hs_mangled_err_pid" + number(pid) + ".log"), rawText);
-    EXPECT_EQ(readFile(session.store + "/hs_err_pid" + number(pid) + ".log"), readableText);
+    EXPECT_EQ(readFile(session.store + "/hs_err_pid" + number(pid) + ".log"), demangledText);
 
     // The report.
     expectDelivered(pid);
@@ -137,7 +137,7 @@ TEST_F(DeliveryTest, ASegmentationFaultInALibraryIsReportedFromEndToEnd) {
                                         "status: solving, step 3 of 3"}));
     std::string trace;
     for (const std::string& line : report.list("stacktrace")) trace += line + "\n";
-    EXPECT_EQ(trace, readableText);
+    EXPECT_EQ(trace, demangledText);
 
     // The crash reporter's story.
     expectReporterLeaves(reporter);

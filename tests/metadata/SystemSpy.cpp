@@ -33,7 +33,7 @@ std::optional<std::string> SystemSpy::substituteFor(const std::string& command) 
     return "cat " + file;
 }
 
-std::optional<std::string> SystemSpy::fileInPlaceOf(const std::string& path) {
+std::optional<std::string> SystemSpy::fileInsteadOf(const std::string& path) {
     const auto found = files.find(path);
     if (found == files.end()) return path;
     if (!found->second) return std::nullopt;
@@ -64,7 +64,7 @@ extern "C" __attribute__((visibility("default"))) FILE* fopen64(const char* path
     static const auto real = reinterpret_cast<Fopen>(dlsym(RTLD_NEXT, "fopen64"));
     SystemSpy* spy = SystemSpy::current();
     if (spy == nullptr) return real(path, mode);
-    const std::optional<std::string> file = spy->fileInPlaceOf(path);
+    const std::optional<std::string> file = spy->fileInsteadOf(path);
     if (file) return real(file->c_str(), mode);
     errno = ENOENT;
     return nullptr;

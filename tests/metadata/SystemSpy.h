@@ -33,7 +33,7 @@ class SystemSpy {
     std::optional<std::string> substituteFor(const std::string& command);
 
     /// The file to open for the one asked for; std::nullopt for a failure.
-    std::optional<std::string> fileInPlaceOf(const std::string& path);
+    std::optional<std::string> fileInsteadOf(const std::string& path);
 
     static SystemSpy* current();
 

@@ -14,7 +14,7 @@ std::string outputOf(const std::string& command) {
     return text;
 }
 
-// A name service may hang for minutes when its server is away, and the dying process asks for
+// A name service may hang for minutes when its server is away, and the crashing process asks for
 // facts: no way to such a call may come into the library.
 TEST(NoNameServiceTest, TheLibraryCallsNoneOfTheLookUps) {
     const std::string symbols =

@@ -8,9 +8,9 @@
 namespace {
 
 // Asks for everything again when nearly all else of the process has gone.
-struct AskInExitRoutine {
+struct AskInExitHandler {
     bool armed = false;
-    ~AskInExitRoutine() {
+    ~AskInExitHandler() {
         if (!armed) return;
         std::string stamp;
         HUTEnv::getTimeStamp(stamp);
@@ -19,7 +19,7 @@ struct AskInExitRoutine {
                     stamp.size(), HUTEnv::getProductName().c_str());
     }
 };
-AskInExitRoutine s_askInExitRoutine;
+AskInExitHandler s_askInExitHandler;
 
 std::string fact(const std::string& name) {
     if (name == "app-root") return HUTEnv::getTUVAppRoot();
@@ -35,7 +35,7 @@ int main(int argc, char* argv[]) {
     if (std::strcmp(argv[1], "in-exit-routine") == 0) {
         // Made now, so that the objects behind it end before the static object above does.
         const std::string before = HUTEnv::getPWD();
-        s_askInExitRoutine.armed = !before.empty();
+        s_askInExitHandler.armed = !before.empty();
         return 0;
     }
     std::printf("%s\n", fact(argv[1]).c_str());

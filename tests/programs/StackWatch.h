@@ -1,5 +1,5 @@
 /// @file
-/// Shows from outside how much of its stacks a dying process has used.
+/// Shows from outside how much of its stacks a crashing process has used.
 #pragma once
 
 namespace stack_watch {

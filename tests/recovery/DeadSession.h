@@ -29,7 +29,7 @@ constexpr char kRawTrace[] =
     "/lib/x86_64-linux-gnu/libc.so.6(abort+0xd3)[0x7f3a2c244472]\n"
     "/opt/app/lib/libzeb_solver.so(_ZN6solver4stepEv+0x1a)[0x7f3a2c1d4e5f]\n"
     "/opt/app/bin/designer(main+0x20)[0x55ca40537451]\n\n";
-constexpr char kReadableLog[] =
+constexpr char kStackTraceLog[] =
     "#\n# An unexpected error has occurred (6)\n#\nStack:\n"
     "libc.so.6(abort+0xd3)[0x7f3a2c244472]\n"
     "libzeb_solver.so(solver::step()+0x1a)[0x7f3a2c1d4e5f]\n"

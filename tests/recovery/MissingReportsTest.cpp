@@ -11,7 +11,7 @@ namespace {
 using HCrashReporter::writeMissingReports;
 using recovery_test::kDeadPid;
 using recovery_test::kOtherDeadPid;
-using recovery_test::kReadableLog;
+using recovery_test::kStackTraceLog;
 using test_support::ChildProcess;
 using test_support::readFile;
 using test_support::StdoutCapture;
@@ -215,41 +215,41 @@ class ForkedChildTest : public MissingReportsTest {
 };
 
 TEST_F(ForkedChildTest, HasLeftItsTraceUnderItsParentsIdAndItsReportUnderItsOwn) {
-    addChildsReport(reportWith(kReadableLog));
+    addChildsReport(reportWith(kStackTraceLog));
     expectNone();
 }
 
 TEST_F(ForkedChildTest, MayHaveRunOutOfMemoryForTheLastFrames) {
-    const std::string log = kReadableLog;
+    const std::string log = kStackTraceLog;
     addChildsReport(reportWith(log.substr(0, log.find("designer"))));
     expectNone();
 }
 
 TEST_F(ForkedChildTest, HasTheSameFrames) {
-    std::string log = kReadableLog;
+    std::string log = kStackTraceLog;
     log.replace(log.find("7f3a2c1d4e5f"), 12, "7f3a2c1d4e60");
     addChildsReport(reportWith(log));
     EXPECT_EQ(writeMissingReports(), 1);
 }
 
 TEST_F(ForkedChildTest, HasSomeFrames) {
-    const std::string log = kReadableLog;
+    const std::string log = kStackTraceLog;
     addChildsReport(reportWith(log.substr(0, log.find("libc"))));
     EXPECT_EQ(writeMissingReports(), 1);
 }
 
 TEST_F(ForkedChildTest, HasWrittenItsReportAfterItsTrace) {
-    addChildsReport(reportWith(kReadableLog), kBefore);
+    addChildsReport(reportWith(kStackTraceLog), kBefore);
     EXPECT_EQ(writeMissingReports(), 1);
 }
 
 TEST_F(ForkedChildTest, IsOfTheSameMachine) {
-    addChildsReport(reportWith(kReadableLog), kCrash, "otherhost");
+    addChildsReport(reportWith(kStackTraceLog), kCrash, "otherhost");
     EXPECT_EQ(writeMissingReports(), 1);
 }
 
 TEST_F(ForkedChildTest, HasWrittenItsReportItself) {
-    addChildsReport(reportWith(kReadableLog, "\"writtenBy\": \"crash reporter\", "));
+    addChildsReport(reportWith(kStackTraceLog, "\"writtenBy\": \"crash reporter\", "));
     EXPECT_EQ(writeMissingReports(), 1);
 }
 
@@ -316,12 +316,13 @@ TEST_F(MissingReportsTest, AHundredReportsDoNotExhaustTheArena) {
             << name;
 }
 
-// --- The readable log ---------------------------------------------------------------------------
+// --- The stack-trace log
+// ---------------------------------------------------------------------------
 
 TEST_F(MissingReportsTest, AMissingLogIsMade) {
     addTrace(kDeadPid);
     writeMissingReports();
-    EXPECT_EQ(readFile(logPath(kDeadPid)), kReadableLog);
+    EXPECT_EQ(readFile(logPath(kDeadPid)), kStackTraceLog);
 }
 
 TEST_F(MissingReportsTest, ALogThatIsThereIsTaken) {

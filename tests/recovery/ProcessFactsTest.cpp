@@ -127,7 +127,7 @@ TEST_F(ProcessFactsTest, AMillionBracketsOverflowNoStack) {
 }
 
 TEST_F(ProcessFactsTest, AHugeFileIsNotRead) {
-    const std::string largest = "{" + std::string(hcrpt::kLargestFactsFile - 2, ' ') + "}";
+    const std::string largest = "{" + std::string(hcrpt::kMaxFactsFile - 2, ' ') + "}";
     writeFile(ownPath(), largest);
     EXPECT_TRUE(readFacts(ownPath()));
     writeFile(ownPath(), largest + " ");

@@ -61,7 +61,7 @@ std::string readLongFile(const std::string& path) {
 }
 
 const std::string kFrame = "/opt/app/lib/libfoo.so(_ZN3foo3barEv+0x1a)[0x7f00]\n";
-const std::string kReadableFrame = "libfoo.so(foo::bar()+0x1a)[0x7f00]\n";
+const std::string kDemangledFrame = "libfoo.so(foo::bar()+0x1a)[0x7f00]\n";
 
 }  // namespace
 
@@ -72,7 +72,7 @@ TEST(HostileRawTraceTest, LineOfAHundredMegabytesPassesAndTheOthersAreReadable) 
     writeFile(raw, kFrame + longLine + kFrame);
     ASSERT_EQ(demangleInLittleMemory(raw), exitedWith(0));
     EXPECT_TRUE(readLongFile(directory / "hs_err_pid4711.log") ==
-                kReadableFrame + longLine + kReadableFrame);
+                kDemangledFrame + longLine + kDemangledFrame);
 }
 
 TEST(HostileRawTraceTest, NameOfAHundredMegabytesPassesAndTheOthersAreReadable) {
@@ -82,7 +82,7 @@ TEST(HostileRawTraceTest, NameOfAHundredMegabytesPassesAndTheOthersAreReadable) 
     writeFile(raw, kFrame + longLine + kFrame);
     ASSERT_EQ(demangleInLittleMemory(raw), exitedWith(0));
     EXPECT_TRUE(readLongFile(directory / "hs_err_pid4711.log") ==
-                kReadableFrame + longLine + kReadableFrame);
+                kDemangledFrame + longLine + kDemangledFrame);
 }
 
 TEST(HostileRawTraceTest, PathOfAHundredMegabytesIsCutOff) {
@@ -90,7 +90,7 @@ TEST(HostileRawTraceTest, PathOfAHundredMegabytesIsCutOff) {
     const std::string raw = directory / "hs_mangled_err_pid4711.log";
     writeFile(raw, std::string(kLongLine, '/') + kFrame);
     ASSERT_EQ(demangleInLittleMemory(raw), exitedWith(0));
-    EXPECT_EQ(readFile(directory / "hs_err_pid4711.log"), kReadableFrame);
+    EXPECT_EQ(readFile(directory / "hs_err_pid4711.log"), kDemangledFrame);
 }
 
 TEST(HostileRawTraceTest, NameThatDemanglesForEverStaysAndTheOthersAreReadable) {
@@ -100,5 +100,5 @@ TEST(HostileRawTraceTest, NameThatDemanglesForEverStaysAndTheOthersAreReadable) 
     writeFile(raw, kFrame + endless + kFrame);
     ASSERT_EQ(demangleInLittleMemory(raw), exitedWith(0));
     EXPECT_EQ(readFile(directory / "hs_err_pid4711.log"),
-              kReadableFrame + endless + kReadableFrame);
+              kDemangledFrame + endless + kDemangledFrame);
 }

@@ -36,7 +36,7 @@ class MangledStackTraceHandlerTest : public testing::Test {
   protected:
     ~MangledStackTraceHandlerTest() override { beforeRename = nullptr; }
 
-    /// The readable log of a raw trace.
+    /// The stack-trace log of a raw trace.
     std::string readable(const std::string& content) {
         test_support::writeFile(raw, content);
         EXPECT_EQ(handler.demangleBTFile(raw), log);

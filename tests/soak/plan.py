@@ -1,7 +1,7 @@
 """What happens when in a long session; the same seed makes the same plan."""
 
 # Ways of example_host, and scenarios of crash_scenarios. The heap of the last ones is in disorder,
-# or their crash routine faults: the crash reporter writes their reports.
+# or their crash handler faults: the crash reporter writes their reports.
 EXAMPLE_WAYS = ("null-write", "illegal-instruction", "division-by-zero", "beyond-file", "abort",
                 "quit", "stack-overflow", "forced-core")
 SCENARIOS = ("uncaught-exception", "bus-error", "double-free", "two-threads", "smashed-frames",

@@ -130,9 +130,9 @@ TEST(BoundedDemangleTest, NoNameIsNoneWhereverItIsLookedAt) {
 
 TEST(BoundedDemangleTest, ReadableFormOfMoreThanAMebibyteIsNotGiven) {
     const std::string longest = byTheDemanglerItself(doublingName(16));
-    ASSERT_LT(longest.size(), hcrpt::kLongestReadableName);
+    ASSERT_LT(longest.size(), hcrpt::kMaxDemangledName);
     EXPECT_TRUE(readable(doublingName(16)) == longest);
-    ASSERT_GT(byTheDemanglerItself(doublingName(17)).size(), hcrpt::kLongestReadableName);
+    ASSERT_GT(byTheDemanglerItself(doublingName(17)).size(), hcrpt::kMaxDemangledName);
     EXPECT_EQ(readable(doublingName(17)), "(none)");
 }
 
@@ -180,7 +180,7 @@ TEST(BoundedDemangleTest, OverlongNamesAreNotLookedAt) {
     // The demangler's need of stack grows with the name: this one would overflow it.
     const std::string name = "_Z1f" + std::string(kHugeLength, 'P') + "i";
     EXPECT_EQ(readable(name), "(none)");
-    EXPECT_EQ(readable("_Z1f" + std::string(hcrpt::kLongestMangledName, 'i')), "(none)");
+    EXPECT_EQ(readable("_Z1f" + std::string(hcrpt::kMaxMangledName, 'i')), "(none)");
 }
 
 TEST(BoundedDemangleTest, ResultDoesNotDependOnTheFateOfSigchld) {

@@ -1,5 +1,5 @@
 /// @file
-/// Tells whether a dying process asks for memory too early.
+/// Tells whether a crashing process asks for memory too early.
 #pragma once
 
 namespace allocator_watch {

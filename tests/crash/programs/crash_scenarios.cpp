@@ -185,7 +185,7 @@ Fault s_fault = Fault::none;
 using Popen = FILE* (*)(const char*, const char*);
 const auto s_realPopen = reinterpret_cast<Popen>(dlsym(RTLD_NEXT, "popen"));
 
-void faultInRoutine(Fault fault) {
+void faultInHandler(Fault fault) {
     s_fault = fault;
     failing::callAbort();
 }
@@ -209,8 +209,8 @@ const std::map<std::string, Action> kScenarios = {
     {"dlopen-constructor", [] { dlopen(FAILING_PLUGIN, RTLD_NOW); }},
     {"loader-locked", withBusyLoader},
     {"two-threads", twoThreadsAtOnce},
-    {"fault-in-routine", [] { faultInRoutine(Fault::atReport); }},
-    {"fault-at-first-step", [] { faultInRoutine(Fault::atFirstStep); }},
+    {"fault-in-routine", [] { faultInHandler(Fault::atReport); }},
+    {"fault-at-first-step", [] { faultInHandler(Fault::atFirstStep); }},
     {"smashed-return-address", failing::smashReturnAddress},
     {"smashed-frames", failing::smashFrames},
     {"null-call", failing::callNull},
@@ -268,7 +268,7 @@ void run(const std::string& word, const std::string& where) {
 
 }  // namespace
 
-// Stand-ins for functions that the crash routine calls. They ask the loader for nothing, whose lock
+// Stand-ins for functions that the crash handler calls. They ask the loader for nothing, whose lock
 // may be held.
 extern "C" {
 off_t lseek(int fd, off_t offset, int whence) noexcept {

@@ -1,0 +1,113 @@
+#include "recovery/ReportIndex.h"
+
+#include <rapidjson/document.h>
+#include <rapidjson/istreamwrapper.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <ctime>
+#include <fstream>
+#include <vector>
+
+#include "HUTEnv.h"
+#include "HUTFile.h"
+#include "hcrpt/HCrashRptSettings.h"
+#include "hcrpt/HCrashRptUtils.h"
+#include "recovery/RecoveredReport.h"
+
+namespace hcrpt {
+namespace {
+
+/// Reports are small; what is larger is not looked into.
+constexpr off_t kMaxReportBytes = 16L * 1024 * 1024;  // bytes
+
+/// Lines of a log that every crash by the same signal has.
+constexpr std::size_t kHeaderLines = 4;
+
+struct Report {
+    std::string path;
+    std::string name;
+    std::timespec time = {};
+    off_t size = 0;
+};
+
+/// Regular, non-empty files that begin so. The crash store comes first: a report is copied to the
+/// backup store before it leaves the crash store, so it is always found in one of them.
+std::vector<Report> reportsWithPrefix(const std::string& prefix) {
+    std::vector<Report> reports;
+    for (const std::string& directory :
+         {HCrashRptSettings::getCrashStorePath(), HCrashRptSettings::getCrashBackupStorePath()}) {
+        for (const std::string& path : HCrashRptUtils::getFilesWithPrefix(prefix, directory)) {
+            struct stat status = {};
+            if (lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) ||
+                status.st_size == 0)
+                continue;
+            reports.push_back({path, HUTFile(path).getName(), status.st_mtim, status.st_size});
+        }
+    }
+    return reports;
+}
+
+/// The frames in a report that the crashed process wrote itself; empty for anything else.
+std::vector<std::string> traceIn(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    rapidjson::IStreamWrapper stream(file);
+    rapidjson::Document document;
+    document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
+    std::vector<std::string> lines;
+    if (document.HasParseError() || !document.IsObject() || document.HasMember(kWrittenByKey))
+        return lines;
+    const auto trace = document.FindMember("stacktrace");
+    if (trace == document.MemberEnd() || !trace->value.IsArray()) return lines;
+    for (const auto& line : trace->value.GetArray())
+        lines.emplace_back(line.IsString() ? line.GetString() : "");
+    return lines;
+}
+
+std::vector<std::string> linesOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(file, line);) lines.emplace_back(line.c_str());
+    return lines;
+}
+
+/// Whether the report shows the log's lines from the top on, some frames among them: addresses
+/// differ from process to process, but for a forked child.
+bool isSameTrace(const std::vector<std::string>& reported, const std::vector<std::string>& log) {
+    if (reported.size() <= kHeaderLines || reported.size() > log.size()) return false;
+    return std::equal(reported.begin(), reported.end(), log.begin());
+}
+
+}  // namespace
+
+bool hasReport(const RawTrace& trace) {
+    const std::string prefix = HCrashRptSettings::getCrashRptPrefix() + trace.processId + "_" +
+                               HUTEnv::getHostName() + "_";
+    // The two stores may be on machines whose clocks differ; the time in the name does not.
+    const std::string ownTime = "_" + timeStampOf(trace) + ".json";
+    for (const Report& report : reportsWithPrefix(prefix))
+        if (!isBefore(report.time, trace.time) || report.name.find(ownTime) != std::string::npos)
+            return true;
+    return false;
+}
+
+bool hasReportOfForkedChild(const RawTrace& trace) {
+    const std::string host = "_" + HUTEnv::getHostName() + "_";
+    const std::vector<std::string> log = linesOf(trace.logPath);
+    for (const Report& report : reportsWithPrefix(HCrashRptSettings::getCrashRptPrefix()))
+        if (!isBefore(report.time, trace.time) && report.size <= kMaxReportBytes &&
+            report.name.find(host) != std::string::npos && isSameTrace(traceIn(report.path), log))
+            return true;
+    return false;
+}
+
+std::string timeStampOf(const RawTrace& trace) {
+    tzset();
+    std::tm local = {};
+    localtime_r(&trace.time.tv_sec, &local);
+    char text[] = "YYYYmmddTHHMMSS";
+    std::strftime(text, sizeof text, "%Y%m%dT%H%M%S", &local);
+    return text;
+}
+
+}  // namespace hcrpt

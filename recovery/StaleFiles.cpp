@@ -1,0 +1,108 @@
+// What killed processes leave in the two stores.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "HUTEnv.h"
+#include "HUTFile.h"
+#include "hcrpt/HCrashRptRecovery.h"
+#include "hcrpt/HCrashRptSettings.h"
+#include "hcrpt/HCrashRptUtils.h"
+#include "recovery/RawTraces.h"
+#include "recovery/Registrations.h"
+#include "recovery/ReportIndex.h"
+#include "recovery/facts/ProcessFacts.h"
+
+namespace {
+
+using hcrpt::isProcessId;
+
+/// Names of files that become traces, logs and reports once they are complete: behind the prefix
+/// comes the writer's process id, then one of the separator and more.
+struct TemporaryName {
+    const char* prefix;
+    char separator;
+};
+constexpr TemporaryName kTemporaryNames[] = {
+    {".hcrpt-", '-'},      // logs, reports, facts, reports on their way to the backup store
+    {".crashcopy_", '_'},  // copies that crashing processes make
+};
+
+/// The longest that any writer needs is a minute.
+constexpr std::time_t kOld = 3600;  // seconds
+
+struct File {
+    std::string path;
+    std::string name;
+    std::timespec time = {};
+};
+
+/// This user's regular files in a directory whose names begin so.
+std::vector<File> filesWithPrefix(const std::string& prefix, const std::string& directory) {
+    std::vector<File> files;
+    for (const std::string& path : HCrashRptUtils::getFilesWithPrefix(prefix, directory)) {
+        struct stat status = {};
+        if (lstat(path.c_str(), &status) != 0 || !S_ISREG(status.st_mode) ||
+            status.st_uid != geteuid())
+            continue;
+        files.push_back({path, HUTFile(path).getName(), status.st_mtim});
+    }
+    return files;
+}
+
+/// The writer's process id; empty for a name of another form.
+std::string writerOf(const std::string& name, const TemporaryName& form) {
+    const std::size_t start = std::string(form.prefix).size();
+    const std::size_t end = name.find(form.separator, start);
+    if (end == std::string::npos) return "";
+    const std::string processId = name.substr(start, end - start);
+    return isProcessId(processId) ? processId : "";
+}
+
+/// @param otherMachines whether processes of other machines may write there, too: the names do not
+///        tell the machine.
+void clearTemporaryFiles(const std::string& directory, bool otherMachines) {
+    for (const TemporaryName& form : kTemporaryNames) {
+        for (const File& file : filesWithPrefix(form.prefix, directory)) {
+            const std::string writer = writerOf(file.name, form);
+            if (writer.empty() || HCrashRptUtils::isProcessRunning(writer)) continue;
+            if (otherMachines && std::time(nullptr) - file.time.tv_sec < kOld) continue;
+            unlink(file.path.c_str());
+        }
+    }
+}
+
+/// Whether the process has ended and left no trace that a report might still be written for.
+bool areOfNoUse(const std::string& processId, const std::vector<hcrpt::RawTrace>& traces) {
+    for (const hcrpt::RawTrace& trace : traces)
+        if (trace.processId == processId)
+            return hcrpt::hasEnded(processId, trace.time) && hcrpt::hasReport(trace);
+    return hcrpt::hasEnded(processId, std::timespec{});
+}
+
+/// Those of other machines go with the crash store: nobody here knows whether their processes run.
+void clearFacts(const std::string& directory) {
+    const std::string prefix = hcrpt::kFactsPrefix + HUTEnv::getHostName() + "_";
+    const std::vector<hcrpt::RawTrace> traces = hcrpt::rawTracesInStore();
+    for (const File& file : filesWithPrefix(prefix, directory)) {
+        const std::string processId = file.name.substr(prefix.size());
+        if (isProcessId(processId) && areOfNoUse(processId, traces)) unlink(file.path.c_str());
+    }
+}
+
+}  // namespace
+
+namespace HCrashReporter {
+
+void clearLeftovers() {
+    const std::string store = HCrashRptSettings::getCrashStorePath();
+    clearTemporaryFiles(store, hcrpt::Registrations().hasOtherMachines());
+    // All sessions of the user share it, on whatever machine.
+    clearTemporaryFiles(HCrashRptSettings::getCrashBackupStorePath(), true);
+    clearFacts(store);
+}
+
+}  // namespace HCrashReporter

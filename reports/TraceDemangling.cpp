@@ -1,0 +1,69 @@
+#include "reports/TraceDemangling.h"
+
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "utils/LineDemangler.h"
+
+namespace hcrpt {
+namespace {
+
+/// A word, and which of its letters is the rarest in a trace: each line is searched for that one.
+struct Word {
+    std::string_view text;
+    std::size_t rarest;
+};
+
+/// Frames that say nothing about the fault: of this library, whose name holds the first word, and
+/// of the in-house stream library.
+constexpr Word kUnwantedFrames[] = {{"HCrashReporter", 0}, {"libopx_iostreams", 5}};
+
+constexpr std::size_t kPieceSize = 64UL * 1024;  // bytes written at once
+
+bool holds(std::string_view line, const Word& word) {
+    const char letter = word.text[word.rarest];
+    for (std::size_t at = line.find(letter, word.rarest); at != std::string_view::npos;
+         at = line.find(letter, at + 1))
+        if (line.compare(at - word.rarest, word.text.size(), word.text) == 0) return true;
+    return false;
+}
+
+bool isUnwanted(std::string_view line) {
+    for (const Word& word : kUnwantedFrames)
+        if (holds(line, word)) return true;
+    return false;
+}
+
+/// The line as HCrashRptUtils::removeFullPathToLibrary() leaves it: it ends at its first zero, and
+/// a slash that leads it stays.
+std::string_view withoutPath(const std::string& line) {
+    const std::size_t length = std::strlen(line.c_str());
+    const void* const slash = memrchr(line.data(), '/', length);
+    if (slash == nullptr || slash == line.data()) return {line.data(), length};
+    const char* const rest = static_cast<const char*>(slash) + 1;
+    return {rest, static_cast<std::size_t>(line.data() + length - rest)};
+}
+
+}  // namespace
+
+void demangleTrace(std::istream& raw, std::ostream& readable) {
+    LineDemangler demangler;
+    std::string line;
+    std::string piece;
+    while (std::getline(raw, line)) {
+        if (line.empty()) continue;
+        const std::string_view frame = withoutPath(line);
+        // Looked at once its path is gone, so that a directory's name never hides a frame.
+        if (isUnwanted(frame)) continue;
+        // A line of which nothing is left is written as an empty one.
+        demangler.append(frame, piece);
+        piece += '\n';
+        if (piece.size() < kPieceSize) continue;
+        readable << piece;
+        piece.clear();
+    }
+    readable << piece;
+}
+
+}  // namespace hcrpt
