@@ -351,7 +351,7 @@ class Soak:
         session, books = self.session, self.books
         books.delivered = [report_name(n) or n for n in names_in(session.server_store)]
         books.filed = names_in(session.backup)
-        books.waiting = session.stale files()
+        books.waiting = session.stale_files()
         books.in_place = session.written_in_place()
         self.problems += books.problems() + growth(self.samples)
         for reporter in session.reporters():

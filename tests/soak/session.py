@@ -233,7 +233,7 @@ class Session:
         """Names of the reports in the crash store."""
         return [name for name in names_in(self.store) if report_name(name) == name]
 
-    def stale files(self):
+    def stale_files(self):
         """What the stores are not to hold once the session is over. Facts of processes may stay:
         the next crash reporter removes them."""
         names = names_in(self.store)
