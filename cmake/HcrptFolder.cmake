@@ -20,17 +20,17 @@ function(hcrpt_folder name)
         PUBLIC ${PROJECT_SOURCE_DIR}/include
         PRIVATE ${PROJECT_SOURCE_DIR})
     target_link_libraries(hcrpt_${name}_objects
-        PUBLIC hcrpt_platform ${arg_LIBRARIES} PRIVATE hcrpt_flags)
+        PUBLIC hcrpt_platform hcrpt_base ${arg_LIBRARIES} PRIVATE hcrpt_flags)
 
     add_library(hcrpt_${name} STATIC $<TARGET_OBJECTS:hcrpt_${name}_objects>)
     set_target_properties(hcrpt_${name} PROPERTIES LINKER_LANGUAGE CXX)
     target_include_directories(hcrpt_${name} PUBLIC ${PROJECT_SOURCE_DIR}/include)
-    target_link_libraries(hcrpt_${name} PUBLIC ${uses} hcrpt_platform ${arg_LIBRARIES})
+    target_link_libraries(hcrpt_${name} PUBLIC ${uses} hcrpt_platform hcrpt_base ${arg_LIBRARIES})
 
     add_library(hcrpt_${name}_border SHARED $<TARGET_OBJECTS:hcrpt_${name}_objects>)
     set_target_properties(hcrpt_${name}_border PROPERTIES
         LINKER_LANGUAGE CXX LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/border)
-    target_link_libraries(hcrpt_${name}_border PRIVATE ${uses} hcrpt_platform hcrpt_flags)
+    target_link_libraries(hcrpt_${name}_border PRIVATE ${uses} hcrpt_platform hcrpt_base hcrpt_flags)
     if(NOT HCRPT_SANITIZE)  # a sanitizer's own symbols are resolved in the program only
         target_link_options(hcrpt_${name}_border PRIVATE -Wl,-z,defs)
     endif()

@@ -13,7 +13,7 @@ hcrpt_shared_library(hcrpt)
 target_include_directories(hcrpt PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-target_link_libraries(hcrpt PUBLIC hcrpt_platform)
+target_link_libraries(hcrpt PUBLIC hcrpt_platform PRIVATE hcrpt_base)
 if(NOT HCRPT_SANITIZE)
     target_link_options(hcrpt PRIVATE -Wl,-z,defs)
 endif()

@@ -5,9 +5,9 @@
 #include <optional>
 #include <string>
 
+#include "base/FileDescriptor.h"
 #include "crash_reporter/BackOff.h"
 #include "crash_reporter/Registrations.h"
-#include "platform/posix/FileDescriptor.h"
 
 namespace crash_reporter {
 
@@ -28,7 +28,7 @@ class CarryOver {
 
   private:
     std::string m_path;
-    FileDescriptor m_old{-1};
+    hcrpt::FileDescriptor m_old{-1};
     std::optional<Time> m_nextPoll;
     Time m_end;
     BackOff m_pauses{std::chrono::milliseconds(100), std::chrono::seconds(1)};

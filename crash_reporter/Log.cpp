@@ -8,8 +8,8 @@
 
 #include "HUTEnv.h"
 #include "HUTFile.h"
+#include "base/FileDescriptor.h"
 #include "hcrpt/HCrashReporter.h"
-#include "platform/posix/FileDescriptor.h"
 
 namespace crash_reporter {
 namespace {
@@ -53,7 +53,7 @@ void Log::keep() {
 }
 
 void Log::beginAnew() {
-    const FileDescriptor log(::open(
+    const hcrpt::FileDescriptor log(::open(
         m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, S_IRUSR | S_IWUSR));
     // Without one, what follows still goes to the former file.
     if (!log.isOpen()) return;

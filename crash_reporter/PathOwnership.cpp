@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/posix/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 namespace crash_reporter {
 namespace {
@@ -25,7 +25,7 @@ std::string withoutTrailingSlashes(std::string path) {
 Finding inspectPath(const std::string& path, PathKind kind) {
     Finding finding;
     // What is looked at is what is changed, whatever the name leads to by then.
-    const FileDescriptor place(
+    const hcrpt::FileDescriptor place(
         open(withoutTrailingSlashes(path).c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     struct stat status = {};
     if (!place.isOpen() || fstat(place.get(), &status) != 0) {

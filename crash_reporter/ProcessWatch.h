@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "base/FileDescriptor.h"
 #include "crash_reporter/BackOff.h"
 #include "crash_reporter/Registrations.h"
-#include "platform/posix/FileDescriptor.h"
 
 namespace crash_reporter {
 
@@ -43,7 +43,7 @@ class ProcessWatch {
     struct Process {
         Process(const std::string& itsRecord, int itsEnd) : record(itsRecord), end(itsEnd) {}
         std::string record;
-        FileDescriptor end;
+        hcrpt::FileDescriptor end;
     };
     std::map<std::string, Process> m_followed;  ///< by process id
     std::set<std::string> m_ended;              ///< but still in the process table

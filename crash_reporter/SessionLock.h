@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "platform/posix/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 namespace crash_reporter {
 
@@ -31,7 +31,7 @@ class SessionLock {
     static std::string path();
 
   private:
-    FileDescriptor m_file{-1};
+    hcrpt::FileDescriptor m_file{-1};
 };
 
 }  // namespace crash_reporter

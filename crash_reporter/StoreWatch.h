@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "platform/posix/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 namespace crash_reporter {
 
@@ -31,7 +31,7 @@ class StoreWatch {
     std::string m_directory;
     dev_t m_device = 0;
     ino_t m_inode = 0;
-    FileDescriptor m_events{-1};
+    hcrpt::FileDescriptor m_events{-1};
 };
 
 }  // namespace crash_reporter

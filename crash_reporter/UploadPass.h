@@ -4,7 +4,7 @@
 
 #include <sys/types.h>
 
-#include "platform/posix/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 namespace crash_reporter {
 
@@ -31,7 +31,7 @@ class UploadPass {
     pid_t m_child = -1;
     bool m_madeHere = false;
     bool m_killed = false;
-    FileDescriptor m_end{-1};
+    hcrpt::FileDescriptor m_end{-1};
 };
 
 }  // namespace crash_reporter

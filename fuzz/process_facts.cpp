@@ -1,8 +1,8 @@
 // What processes leave about themselves, and what else may lie in its place.
 #include <algorithm>
 
+#include "facts/ProcessFacts.h"
 #include "fuzz/support/Fuzz.h"
-#include "recovery/facts/ProcessFacts.h"
 
 namespace {
 

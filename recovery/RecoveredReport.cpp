@@ -6,11 +6,11 @@
 
 #include "HUTEnv.h"
 #include "HUTFile.h"
+#include "facts/ProcessFacts.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "recovery/ReportIndex.h"
-#include "recovery/facts/ProcessFacts.h"
 #include "settings/GuiStrDump.h"
 #include "utils/TimeText.h"
 #include "writers/JsonReport.h"

@@ -3,12 +3,12 @@
 #include <fstream>
 
 #include "HUTEnv.h"
+#include "facts/ProcessFacts.h"
+#include "facts/ProcessState.h"
 #include "hcrpt/HCrashReporter.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "hcrpt/HCrashRptUtils.h"
 #include "recovery/RawTraces.h"
-#include "recovery/facts/ProcessFacts.h"
-#include "recovery/facts/ProcessState.h"
 
 namespace hcrpt {
 

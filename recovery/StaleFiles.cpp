@@ -8,13 +8,13 @@
 
 #include "HUTEnv.h"
 #include "HUTFile.h"
+#include "facts/ProcessFacts.h"
 #include "hcrpt/HCrashRptRecovery.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "hcrpt/HCrashRptUtils.h"
 #include "recovery/RawTraces.h"
 #include "recovery/Registrations.h"
 #include "recovery/ReportIndex.h"
-#include "recovery/facts/ProcessFacts.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <array>
 #include <cerrno>
 
-#include "platform/posix/FileDescriptor.h"
+#include "base/FileDescriptor.h"
 #include "utils/ProcessEnd.h"
 
 namespace velcurl {
@@ -27,8 +27,8 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
 }
 
 struct Pipe {
-    FileDescriptor readEnd{-1};
-    FileDescriptor writeEnd{-1};
+    hcrpt::FileDescriptor readEnd{-1};
+    hcrpt::FileDescriptor writeEnd{-1};
 
     bool open() {
         int ends[2] = {-1, -1};
@@ -139,7 +139,7 @@ class Run {
 
     CurlRun m_result;
     sigset_t m_maskBefore = {};
-    FileDescriptor m_signals{-1};
+    hcrpt::FileDescriptor m_signals{-1};
     Pipe m_trace;
     Pipe m_answer;
     Pipe m_failure;

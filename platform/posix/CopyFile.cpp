@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 namespace {
 
@@ -98,7 +98,7 @@ class TemporaryFile {
   private:
     int m_directory;
     TemporaryName m_name;
-    FileDescriptor m_file;
+    hcrpt::FileDescriptor m_file;
     bool m_isThere = false;
 };
 
@@ -114,11 +114,11 @@ bool copyFileToDirectory(const std::string& path, const std::string& directory,
     const std::size_t slash = path.rfind('/');
     const char* const name = path.c_str() + (slash == std::string::npos ? 0 : slash + 1);
     // Without O_NONBLOCK a pipe in place of the file would hold up the crashing process for ever.
-    const FileDescriptor source(
+    const hcrpt::FileDescriptor source(
         openFile(AT_FDCWD, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat from = {};
     if (!source.isOpen() || fstat(source.get(), &from) != 0 || !S_ISREG(from.st_mode)) return false;
-    const FileDescriptor target(
+    const hcrpt::FileDescriptor target(
         openFile(AT_FDCWD, directory.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!target.isOpen()) return false;
 

@@ -9,8 +9,8 @@
 #include <cstring>
 #include <memory>
 
-#include "FileDescriptor.h"
 #include "PathText.h"
+#include "base/FileDescriptor.h"
 
 namespace {
 
@@ -33,7 +33,7 @@ Directory openDirectory(int parent, const char* name) {
     if (opened < 0 && errno == EACCES &&
         fchmodat(parent, name, kOwnerAll, AT_SYMLINK_NOFOLLOW) == 0)
         opened = openat(parent, name, flags);
-    FileDescriptor fd(opened);
+    hcrpt::FileDescriptor fd(opened);
     if (!fd.isOpen()) return Directory();
     struct stat status = {};
     if (fstat(fd.get(), &status) == 0 && (status.st_mode & kOwnerAll) != kOwnerAll)
@@ -76,7 +76,7 @@ bool removeTree(const std::string& path) {
     // A slash at the end would make the system follow a link of that name.
     const std::string name = path_text::lastComponent(path);
     if (name.empty() || isDotName(name.c_str())) return false;
-    const FileDescriptor parent(
+    const hcrpt::FileDescriptor parent(
         open(path_text::parentDirectory(path).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!parent.isOpen()) return errno == ENOENT;
     return removeEntry(parent.get(), name.c_str());

@@ -1,14 +1,15 @@
 #include "WholeText.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
 
-#include "FileDescriptor.h"
+#include "base/FileDescriptor.h"
 
 std::string wholeText(const char* path) {
     std::string text;
-    const FileDescriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY));
+    const hcrpt::FileDescriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY));
     if (!file.isOpen()) return text;
     for (;;) {
         char chunk[4096];

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "recovery/facts/ProcessState.h"
+#include "facts/ProcessState.h"
 #include "support/ChildProcess.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "recovery/facts/ProcessState.h"
+#include "facts/ProcessState.h"
 
 #include <unistd.h>
 

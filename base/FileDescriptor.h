@@ -2,9 +2,9 @@
 /// An open file descriptor that closes itself.
 #pragma once
 
-#include <errno.h>
-#include <unistd.h>
+namespace hcrpt {
 
+/// Owns a descriptor, or none. @ordinary
 class FileDescriptor {
   public:
     explicit FileDescriptor(int fd) : m_fd(fd) {}
@@ -24,13 +24,12 @@ class FileDescriptor {
         m_fd = -1;
         return fd;
     }
-    /// @return the result of close(); writes that were put off may fail only here. A close that a
-    ///         signal interrupts has closed the file all the same.
-    int close() {
-        if (m_fd < 0 || ::close(release()) == 0) return 0;
-        return errno == EINTR ? 0 : -1;
-    }
+    /// @return the result of close(), in which a delayed write error may appear. An interrupted
+    ///         close counts as success, since Linux has closed the descriptor by then.
+    int close();
 
   private:
     int m_fd;
 };
+
+}  // namespace hcrpt

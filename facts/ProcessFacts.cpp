@@ -1,4 +1,4 @@
-#include "recovery/facts/ProcessFacts.h"
+#include "facts/ProcessFacts.h"
 
 #include <fcntl.h>
 #include <rapidjson/document.h>
@@ -12,9 +12,9 @@
 
 #include "HUTEnv.h"
 #include "HUTFile.h"
+#include "facts/ProcessState.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "hcrpt/HCrashRptSettings.h"
-#include "recovery/facts/ProcessState.h"
 #include "utils/AtomicFile.h"
 
 namespace hcrpt {

@@ -3,9 +3,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "facts/ProcessFacts.h"
+#include "facts/ProcessState.h"
 #include "recovery/DeadSession.h"
-#include "recovery/facts/ProcessFacts.h"
-#include "recovery/facts/ProcessState.h"
 #include "support/ChildProcess.h"
 
 namespace {

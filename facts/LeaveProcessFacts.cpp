@@ -1,6 +1,6 @@
 #include "HUTEnv.h"
+#include "facts/ProcessFacts.h"
 #include "hcrpt/HCrashRptRecovery.h"
-#include "recovery/facts/ProcessFacts.h"
 
 namespace HCrashReporter {
 
