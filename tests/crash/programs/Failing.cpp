@@ -79,6 +79,12 @@ void smashReturnAddress() {
     frame[1] = reinterpret_cast<void*>(kNowhere);
 }
 
+void smashFramePointer() {
+    auto* const frame = static_cast<void* volatile*>(__builtin_frame_address(0));
+    frame[0] = reinterpret_cast<void*>(0x10);
+    nullWrite();
+}
+
 void smashFrames() {
     auto* const frame = static_cast<unsigned char*>(__builtin_frame_address(0));
     std::memset(frame, 0x41, 512);
@@ -118,11 +124,11 @@ void corruptTop() {
     }
 }
 
-void atDepth(int calls) {
+void atDepth(int calls, void (*failure)()) {
     if (calls <= 1)
-        nullWrite();
+        failure();
     else
-        atDepth(calls - 1);
+        atDepth(calls - 1, failure);
     asm volatile("");  // keeps the call from becoming a jump
 }
 

@@ -1,5 +1,5 @@
 /// @file
-/// A host's library that fails in every way that is tested. Its functions are to be named in
+/// Code of a host that fails in every way that is tested. Its functions are to be named in
 /// traces.
 #pragma once
 
@@ -15,6 +15,9 @@ void throwUncaught();
 void callNull();
 void jumpNowhere();
 void smashReturnAddress();
+/// Puts an address that cannot be read where the caller's frame pointer was saved, then fails. From
+/// there on no unwinder finds the way; its attempt faults.
+void smashFramePointer();
 void smashFrames();
 void doubleFree();
 /// A heap whose next larger request faults within malloc().
@@ -22,7 +25,7 @@ void faultInMalloc();
 /// A heap that the C library itself ends the process for, its lock held where there are threads.
 void corruptTop();
 /// Fails that many calls deep.
-void atDepth(int calls);
+void atDepth(int calls, void (*failure)() = nullWrite);
 /// Waits for a signal from outside.
 void waitForSignal();
 
