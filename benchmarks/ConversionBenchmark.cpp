@@ -18,7 +18,7 @@ void lineCounts(benchmark::internal::Benchmark* it) {
 
 void conversion(benchmark::State& state) {
     const bench::Session session;
-    const std::string raw = session.crashStore() + "/hs_mangled_err_pid4711.log";
+    const std::string raw = session.store + "/hs_mangled_err_pid4711.log";
     bench::writeFile(raw, bench::rawTrace(static_cast<std::size_t>(state.range(0))));
     HCrashReportMgr::MangledStackTraceHandler handler;
     std::string readable;
@@ -45,9 +45,10 @@ BENCHMARK(demanglerAlone)->Apply(lineCounts);
 
 void cxxfilt(benchmark::State& state) {
     const bench::Session session;
-    const std::string raw = session.directory() + "/raw.log";
+    const std::string raw = session.directory.path() + "/raw.log";
     bench::writeFile(raw, bench::rawTrace(static_cast<std::size_t>(state.range(0))));
-    const std::string command = "c++filt < " + raw + " > " + session.directory() + "/readable.log";
+    const std::string command =
+        "c++filt < " + raw + " > " + session.directory.path() + "/readable.log";
     for (auto _ : state) bench::require(std::system(command.c_str()) == 0, "c++filt");
 }
 BENCHMARK(cxxfilt)->Apply(lineCounts);

@@ -26,11 +26,11 @@ void traceCounts(benchmark::internal::Benchmark* it) {
 
 void fillStore(const bench::Session& session, long files) {
     for (long i = 0; i < files; ++i)
-        bench::writeFile(session.crashStore() + "/hs_err_pid" + std::to_string(i) + ".log", "");
+        bench::writeFile(session.store + "/hs_err_pid" + std::to_string(i) + ".log", "");
 }
 
 std::string tracePath(const bench::Session& session, long i) {
-    return session.crashStore() + "/hs_mangled_err_pid" + std::to_string(i) + ".log";
+    return session.store + "/hs_mangled_err_pid" + std::to_string(i) + ".log";
 }
 
 void fillWithTraces(const bench::Session& session, long traces) {
@@ -50,7 +50,7 @@ void oneListing(benchmark::State& state) {
     const bench::Session session;
     fillStore(session, state.range(0));
     for (auto _ : state) {
-        DIR* const directory = opendir(session.crashStore().c_str());
+        DIR* const directory = opendir(session.store.c_str());
         long entries = 0;
         while (readdir(directory) != nullptr) ++entries;
         closedir(directory);

@@ -55,7 +55,8 @@ void treeToJson(benchmark::State& state) {
     std::vector<TableNode*> part(leaves().begin(), leaves().begin() + state.range(0));
     manager.getTable().front()->setTreeTable(part);
     std::string path;
-    for (auto _ : state) path = HCrashRptJsonWriter::writeJsonRpt(session.directory(), manager);
+    for (auto _ : state)
+        path = HCrashRptJsonWriter::writeJsonRpt(session.directory.path(), manager);
     bench::require(bench::readFile(path).find("libzeb_mesh.so") != std::string::npos, "a report");
 }
 BENCHMARK(treeToJson)->Apply(leafCounts);
@@ -71,7 +72,7 @@ void rapidjsonAlone(benchmark::State& state) {
         for (const std::string& text : texts)
             list.PushBack(rapidjson::Value(text.c_str(), allocator), allocator);
         document.AddMember(rapidjson::Value("stacktrace", allocator), list, allocator);
-        std::ofstream file(session.directory() + "/alone.json");
+        std::ofstream file(session.directory.path() + "/alone.json");
         rapidjson::BasicOStreamWrapper<std::ofstream> wrapper(file);
         rapidjson::PrettyWriter<rapidjson::BasicOStreamWrapper<std::ofstream>> writer(wrapper);
         writer.SetIndent(' ', 2);

@@ -64,7 +64,7 @@ int main(int argc, char** argv) {
         timeInChild("pipelines", &pipelines);
     }
     std::size_t reports = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(session.crashStore()))
+    for (const auto& entry : std::filesystem::directory_iterator(session.store))
         reports += entry.path().filename().string().rfind("CrashReport_", 0) == 0 ? 1 : 0;
     bench::require(reports > 0, "reports");
     return EXIT_SUCCESS;

@@ -17,8 +17,7 @@ using hcrpt::findBadCallTarget;
 using hcrpt::goBackToTarget;
 using hcrpt::insertTarget;
 using hcrpt::returnToCaller;
-using test_support::ChildProcess;
-using test_support::exitedWith;
+using namespace test_support;
 
 namespace {
 

@@ -27,7 +27,8 @@ void copyWhole(const std::string& from, const std::string& to) {
 CrashHost::CrashHost() {
     std::filesystem::create_directory(work());
     options.workingDirectory = work();
-    options.set["ZEB_SESSION_INFO"] = m_directory.path() + ":session";
+    options.set = m_session.environment();
+    options.unset = test_support::Session::unwantedVariables();
 }
 
 std::string CrashHost::rawTrace(pid_t pid) const {
@@ -35,13 +36,12 @@ std::string CrashHost::rawTrace(pid_t pid) const {
 }
 
 std::string CrashHost::stackTraceLog(pid_t pid) const {
-    return store() + "/hs_err_pid" + std::to_string(pid) + ".log";
+    return m_session.stackTraceLog(std::to_string(pid));
 }
 
 std::string CrashHost::report() const {
-    for (const std::string& name : test_support::namesIn(store()))
-        if (name.rfind("CrashReport_", 0) == 0) return store() + "/" + name;
-    return "";
+    const auto names = m_session.reports();
+    return names.empty() ? "" : store() + "/" + names.front();
 }
 
 ChildProcess CrashHost::start(const std::vector<std::string>& arguments,
@@ -54,14 +54,14 @@ ChildProcess CrashHost::start(const std::vector<std::string>& arguments,
 }
 
 bool CrashHost::answer(pid_t pid) const {
-    const std::string raw = store() + "/hs_mangled_err_pid" + std::to_string(pid) + ".log";
+    const std::string raw = m_session.rawTrace(std::to_string(pid));
     if (!test_support::eventually([&] { return std::filesystem::exists(raw); })) return false;
     copyWhole(raw, stackTraceLog(pid));
     return true;
 }
 
 void CrashHost::answerUntilTheEnd(ChildProcess& child) const {
-    const std::string raw = store() + "/hs_mangled_err_pid" + std::to_string(child.pid()) + ".log";
+    const std::string raw = m_session.rawTrace(std::to_string(child.pid()));
     bool answered = false;
     test_support::eventually([&] {
         if (!answered && std::filesystem::exists(raw)) {

@@ -9,16 +9,15 @@
 #include <vector>
 
 #include "support/ChildProcess.h"
-#include "support/ScopedEnvVar.h"
-#include "support/TempDir.h"
+#include "support/Session.h"
 
 /// One run of crash_host in a session and a working directory of its own.
 class CrashHost {
   public:
     CrashHost();
 
-    std::string work() const { return m_directory / "work"; }
-    std::string store() const { return m_directory / ".crashReporter/session/crashStore"; }
+    std::string work() const { return m_session.directory / "work"; }
+    const std::string& store() const { return m_session.store; }
     std::string rawTrace(pid_t pid) const;
     std::string stackTraceLog(pid_t pid) const;
     /// Full path of the one report in the store; empty when there is none.
@@ -44,7 +43,7 @@ class CrashHost {
     std::size_t sizeOfCrashStack() const;
 
   private:
-    std::string stacks() const { return m_directory / "stacks"; }
+    std::string stacks() const { return m_session.directory / "stacks"; }
 
-    test_support::TempDir m_directory;
+    test_support::Session m_session;
 };

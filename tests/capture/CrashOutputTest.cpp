@@ -15,12 +15,7 @@
 
 using hcrpt::flushStdout;
 using hcrpt::putStdout;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::readFile;
-using test_support::StdoutCapture;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 namespace {
 

@@ -23,11 +23,7 @@
 #include "support/StdoutCapture.h"
 
 using namespace HCrashReporter;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::readFile;
-using test_support::StdoutCapture;
-using test_support::writeFile;
+using namespace test_support;
 
 namespace {
 

@@ -18,12 +18,7 @@
 #include "support/TempDir.h"
 
 using HCrashReporter::HCrptLinuxExceptionHandler;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::readFile;
-using test_support::StdoutCapture;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 namespace {
 

@@ -23,8 +23,7 @@
 #include "support/CrashArena.h"
 
 using namespace HCrashReporter;
-using test_support::ChildProcess;
-using test_support::exitedWith;
+using namespace test_support;
 
 namespace {
 

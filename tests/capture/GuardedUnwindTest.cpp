@@ -19,9 +19,7 @@
 
 using hcrpt::kGuardedStepSeconds;
 using hcrpt::runGuarded;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::takeAwaySystemCall;
+using namespace test_support;
 
 namespace {
 

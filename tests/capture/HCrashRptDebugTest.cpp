@@ -18,9 +18,7 @@
 #include "support/ChildProcess.h"
 #include "support/StdoutCapture.h"
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::readFile;
+using namespace test_support;
 
 namespace {
 

@@ -18,9 +18,7 @@
 using HCrashReporter::HCrptLinuxExceptionHandler;
 using HCrashReporter::kBacktraceDepth;
 using HCrashReporter::s_btArray;
-using test_support::readFile;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 namespace {
 

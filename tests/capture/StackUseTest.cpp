@@ -11,8 +11,7 @@
 #include "capture/CrashHost.h"
 #include "support/ChildProcess.h"
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
+using namespace test_support;
 
 namespace {
 

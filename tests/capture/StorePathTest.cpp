@@ -9,9 +9,7 @@
 #include "support/ScopedEnvVar.h"
 #include "support/TempDir.h"
 
-using test_support::ScopedEnvVar;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 namespace {
 

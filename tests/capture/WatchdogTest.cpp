@@ -9,8 +9,7 @@
 #include "support/ChildProcess.h"
 
 namespace Watchdog = hcrpt::Watchdog;
-using test_support::ChildProcess;
-using test_support::exitedWith;
+using namespace test_support;
 
 namespace {
 

@@ -2,34 +2,28 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <vector>
 
 #include "HUTEnv.h"
+#include "support/SessionProgram.h"
 
 namespace crash_test {
 namespace {
 
 namespace fs = std::filesystem;
-using test_support::ChildProcess;
+using namespace test_support;
 using Clock = std::chrono::steady_clock;
 
 constexpr char kProgramDirectory[] = "/bin/unwrapped/lnx64.o";
 
 /// Where it is set, each death adds a line to that file.
 constexpr char kMatrixVariable[] = "CRASH_MATRIX_FILE";
-
-std::string contentIfAny(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 /// Paths of the reports in both stores.
 std::vector<fs::path> reportsIn(const std::vector<std::string>& directories) {
@@ -43,27 +37,6 @@ std::vector<fs::path> reportsIn(const std::vector<std::string>& directories) {
     return reports;
 }
 
-void use(const std::map<std::string, std::string>& environment) {
-    for (const char* name : {"CRPT_OFF", "CRPT_ALREADY_RUNNING", "LD_LIBRARY_PATH", "LD_PRELOAD"})
-        unsetenv(name);
-    for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
-}
-
-ChildProcess start(const std::string& program, const std::string& argument,
-                   const std::string& directory,
-                   const std::map<std::string, std::string>& environment,
-                   const std::function<void()>& preparation) {
-    return ChildProcess::fork([&] {
-        prctl(PR_SET_PDEATHSIG, SIGKILL);  // not even a test that is killed leaves it behind
-        use(environment);
-        if (chdir(directory.c_str()) != 0) return 126;
-        if (preparation) preparation();
-        execl(program.c_str(), program.c_str(), argument.empty() ? nullptr : argument.c_str(),
-              nullptr);
-        return 127;
-    });
-}
-
 long millisecondsSince(Clock::time_point start) {
     const auto passed = Clock::now() - start;
     return std::chrono::duration_cast<std::chrono::milliseconds>(passed).count();
@@ -71,18 +44,12 @@ long millisecondsSince(Clock::time_point start) {
 
 }  // namespace
 
-CrashScene::CrashScene() {
-    for (const char* name : {"work", "appdata", "tmp", "root"})
-        fs::create_directory(directory / name);
+CrashScene::CrashScene() : Session("work"), environment(Session::environment()) {
     // An installation without the upload tool: reports are kept, and nobody is asked for anything.
     fs::create_directories(m_root + kProgramDirectory);
     fs::create_symlink(std::string(INSTALLATION_ROOT) + kProgramDirectory + "/crash_reporter",
                        m_root + kProgramDirectory + "/crash_reporter");
-    environment = {
-        {"ZEB_SESSION_INFO", work + ":1"},  {"HUT_INSIDE_NETWORK", "true"},
-        {"HUT_APP_ROOT", m_root},           {"HUT_APP_DATA_DIR", directory / "appdata"},
-        {"HUT_TMP_DIR", directory / "tmp"}, {"HUT_DATA_DIR", directory / "tmp"},
-    };
+    environment["HUT_APP_ROOT"] = m_root;
 }
 
 CrashScene::~CrashScene() {
@@ -95,11 +62,10 @@ CrashScene::~CrashScene() {
 
 void CrashScene::startReporter() {
     // This process is registered, too, so the crash reporter stays.
-    fs::create_directories(store);
-    std::ofstream(store + "/processRegFile.txt", std::ios::app)
-        << HUTEnv::getHostName() << ':' << getpid() << '\n';
-    m_reporter.emplace(
-        start(m_root + kProgramDirectory + "/crash_reporter", "", work, environment, nullptr));
+    makeStore();
+    std::ofstream(registrations, std::ios::app) << HUTEnv::getHostName() << ':' << getpid() << '\n';
+    m_reporter.emplace(test_support::startProgram(
+        *this, m_root + kProgramDirectory + "/crash_reporter", {}, environment, nullptr));
 }
 
 void CrashScene::signalReporter(int number) const {
@@ -126,13 +92,10 @@ std::vector<std::string> CrashScene::reportNames() const {
     return names;
 }
 
-std::string CrashScene::tracePath(pid_t pid) const {
-    return store + "/hs_mangled_err_pid" + std::to_string(pid) + ".log";
-}
-
 Outcome CrashScene::run(const std::string& scenario) {
     if (reporter == Reporter::serves) startReporter();
-    ChildProcess host = start(CRASH_SCENARIOS, scenario, work, environment, preparation);
+    ChildProcess host = test_support::startProgram(
+        *this, CRASH_SCENARIOS, {CRASH_SCENARIOS, scenario}, environment, preparation);
 
     const std::string id = std::to_string(host.pid());
     const std::string copy = tracePath(host.pid());
@@ -157,14 +120,14 @@ Outcome CrashScene::run(const std::string& scenario) {
     outcome.end = host.wait(std::chrono::milliseconds(0));
     outcome.rawTrace = contentIfAny(work + "/hs_mangled_err_pid" + id + ".log");
     outcome.copy = contentIfAny(copy);
-    outcome.log = contentIfAny(store + "/hs_err_pid" + id + ".log");
+    outcome.log = contentIfAny(stackTraceLog(id));
     findReport(outcome);
     if (awaitReport) {
         EXPECT_TRUE(test_support::eventually([&] {
             findReport(outcome);
             return !outcome.report.empty();
         })) << "the crash reporter writes no report";
-        outcome.log = contentIfAny(store + "/hs_err_pid" + id + ".log");
+        outcome.log = contentIfAny(stackTraceLog(id));
     }
     outcome.output = host.standardOutput();
     outcome.allocatorCalls = contentIfAny(work + "/allocator-calls");

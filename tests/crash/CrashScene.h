@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "support/ChildProcess.h"
-#include "support/TempDir.h"
+#include "support/Session.h"
 
 namespace crash_test {
 
@@ -31,14 +31,12 @@ struct Outcome {
 
 /// A session of its own: an empty working directory, a crash store, a crash reporter that stays as
 /// long as the scene does and cannot upload.
-class CrashScene {
+class CrashScene : public test_support::Session {
   public:
     enum class Reporter { serves, comesLater, none };
 
     CrashScene();
     ~CrashScene();
-    CrashScene(const CrashScene&) = delete;
-    CrashScene& operator=(const CrashScene&) = delete;
 
     std::map<std::string, std::string> environment;
     Reporter reporter = Reporter::serves;
@@ -61,13 +59,7 @@ class CrashScene {
     void awaitPass() const;
     /// Names of the reports in the crash store and the backup store.
     std::vector<std::string> reportNames() const;
-    std::string tracePath(pid_t pid) const;
-
-    const test_support::TempDir directory;
-    const std::string work = directory / "work";
-    const std::string session = work + "/.crashReporter/1";
-    const std::string store = session + "/crashStore";
-    const std::string backup = directory / "appdata/crashStoreBackup";
+    std::string tracePath(pid_t pid) const { return rawTrace(std::to_string(pid)); }
 
   private:
     void startReporter();

@@ -184,7 +184,7 @@ Death dieWith(Surroundings surroundings, const std::optional<Fault>& fault) {
         const std::string id = std::to_string(pid);
         copy = scene.store + "/hs_mangled_err_pid" + id + ".log";
         test_support::writeFile(scene.work + "/failing_pid" + id + ".str", "File\nEdit\n");
-        if (surroundings == Surroundings::noStore) fs::remove_all(scene.session);
+        if (surroundings == Surroundings::noStore) fs::remove_all(scene.sessionDirectory);
         if (surroundings == Surroundings::noSession) {
             fs::remove_all(scene.work + "/.crashReporter");
             test_support::writeFile(scene.work + "/.crashReporter", "in its place");

@@ -14,9 +14,7 @@ using crash_test::CrashScene;
 using crash_test::expectRecoveredReport;
 using crash_test::expectWholeRecord;
 using crash_test::Outcome;
-using test_support::ChildProcess;
-using test_support::eventually;
-using test_support::killedBy;
+using namespace test_support;
 
 namespace {
 

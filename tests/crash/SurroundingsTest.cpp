@@ -21,10 +21,63 @@ using crash_test::expectNamed;
 using crash_test::expectTraces;
 using crash_test::expectWholeRecord;
 using crash_test::Outcome;
-using test_support::ChildProcess;
-using test_support::exitedWith;
+using namespace test_support;
 
 namespace {
+
+// A view of the file system of the crashing process's own, in which the shell is no program.
+bool hideShell() {
+    return unshare(CLONE_NEWNS) == 0 &&
+           mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           mount("/dev/null", "/bin/sh", nullptr, MS_BIND, nullptr) == 0;
+}
+
+struct Harmless {
+    const char* name;
+    const char* scenario = "null-write";
+    bool (*preparation)() = nullptr;  // needs a right where it fails
+    CrashScene::Reporter reporter = CrashScene::Reporter::serves;
+    bool hasMemory = true;  // the report's last item is there
+};
+
+void PrintTo(const Harmless& surroundings, std::ostream* out) {
+    *out << surroundings.name;
+}
+
+class HarmlessSurroundingsTest : public testing::TestWithParam<Harmless> {};
+
+TEST_P(HarmlessSurroundingsTest, CostNothingOfTheRecord) {
+    CrashScene scene;
+    scene.reporter = GetParam().reporter;
+    if (const auto prepare = GetParam().preparation; prepare != nullptr) {
+        ChildProcess trial = ChildProcess::fork([prepare] { return prepare() ? 0 : 1; });
+        if (!(trial.wait() == exitedWith(0))) GTEST_SKIP() << "needs the right to mount";
+        scene.preparation = [prepare] {
+            if (!prepare()) _exit(126);
+        };
+    }
+    ASSERT_FALSE(fs::exists(scene.sessionDirectory));
+    const Outcome outcome = scene.run(GetParam().scenario);
+    expectWholeRecord(outcome, SIGSEGV);
+    expectNamed(outcome, "zeb::failing::nullWrite()");
+    if (GetParam().hasMemory) {
+        EXPECT_NE(std::string::npos, outcome.report.find("\"memInfo\"")) << "behind the last tool";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, HarmlessSurroundingsTest,
+    testing::Values(Harmless{"AMissingCrashStoreIsMade", "null-write", nullptr,
+                             CrashScene::Reporter::comesLater},
+                    Harmless{"WithoutToolsTheReportLacksTheirFactsOnly", "null-write",
+                             [] { return setenv("PATH", "/nonexistent", 1) == 0; }},
+                    Harmless{"WithoutAShellTheReportLacksItsFactsOnly", "null-write", hideShell,
+                             CrashScene::Reporter::serves, false},
+                    Harmless{"AReachedLimitOfDescriptorsIsLifted", "no-descriptors"},
+                    Harmless{"AReachedLimitOfAddressSpaceIsLifted", "no-address-space"},
+                    Harmless{"AReachedLimitOfDataIsLifted", "no-data"},
+                    Harmless{"AReachedLimitOfFileSizeIsLifted", "no-file-size"}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 class SurroundingsTest : public testing::Test {
   protected:
@@ -58,14 +111,6 @@ TEST_F(SurroundingsTest, ARemovedWorkingDirectoryCostsTheTrace) {
     EXPECT_NE("", outcome.report);
 }
 
-TEST_F(SurroundingsTest, AMissingCrashStoreIsMade) {
-    scene.reporter = CrashScene::Reporter::comesLater;
-    ASSERT_FALSE(fs::exists(scene.session));
-    const Outcome outcome = scene.run("null-write");
-    expectWholeRecord(outcome, SIGSEGV);
-    expectNamed(outcome, "zeb::failing::nullWrite()");
-}
-
 TEST_F(SurroundingsTest, AnImpossibleCrashStoreCostsAllButTheRawTrace) {
     scene.reporter = CrashScene::Reporter::none;
     test_support::writeFile(scene.work + "/.crashReporter", "in its place");
@@ -87,37 +132,6 @@ TEST_F(SurroundingsTest, AStoppedCrashReporterIsWaitedFor) {
     expectWholeRecord(scene.run("wait-for-signal"), SIGSEGV);
 }
 
-TEST_F(SurroundingsTest, WithoutToolsTheReportLacksTheirFactsOnly) {
-    scene.preparation = [] { setenv("PATH", "/nonexistent", 1); };
-    const Outcome outcome = scene.run("null-write");
-    expectWholeRecord(outcome, SIGSEGV);
-    expectNamed(outcome, "zeb::failing::nullWrite()");
-}
-
-// A view of the file system of the crashing process's own, in which the shell is no program.
-bool hideShell() {
-    return unshare(CLONE_NEWNS) == 0 &&
-           mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-           mount("/dev/null", "/bin/sh", nullptr, MS_BIND, nullptr) == 0;
-}
-
-TEST_F(SurroundingsTest, WithoutAShellTheReportLacksItsFactsOnly) {
-    ChildProcess trial = ChildProcess::fork([] { return hideShell() ? 0 : 1; });
-    if (!(trial.wait() == exitedWith(0))) GTEST_SKIP() << "needs the right to mount";
-    scene.preparation = [] {
-        if (!hideShell()) _exit(126);
-    };
-    const Outcome outcome = scene.run("null-write");
-    expectWholeRecord(outcome, SIGSEGV);
-    expectNamed(outcome, "zeb::failing::nullWrite()");
-}
-
-TEST_F(SurroundingsTest, AReachedLimitOfDescriptorsIsLifted) {
-    const Outcome outcome = scene.run("no-descriptors");
-    expectWholeRecord(outcome, SIGSEGV);
-    expectNamed(outcome, "zeb::failing::nullWrite()");
-}
-
 // The hard limit leaves nothing to be lifted, and no file can be opened.
 TEST_F(SurroundingsTest, WithoutAnyDescriptorOnlyTheMessageAndTheStatusAreLeft) {
     const Outcome outcome = scene.run("no-descriptors-hard");
@@ -127,30 +141,10 @@ TEST_F(SurroundingsTest, WithoutAnyDescriptorOnlyTheMessageAndTheStatusAreLeft) 
     EXPECT_EQ("", outcome.report);
 }
 
-TEST_F(SurroundingsTest, AReachedLimitOfAddressSpaceIsLifted) {
-    const Outcome outcome = scene.run("no-address-space");
-    expectWholeRecord(outcome, SIGSEGV);
-    expectNamed(outcome, "zeb::failing::nullWrite()");
-    EXPECT_NE(std::string::npos, outcome.report.find("\"memInfo\"")) << "behind the last tool";
-}
-
-TEST_F(SurroundingsTest, AReachedLimitOfDataIsLifted) {
-    const Outcome outcome = scene.run("no-data");
-    expectWholeRecord(outcome, SIGSEGV);
-    expectNamed(outcome, "zeb::failing::nullWrite()");
-    EXPECT_NE(std::string::npos, outcome.report.find("\"memInfo\"")) << "behind the last tool";
-}
-
 TEST_F(SurroundingsTest, WithoutAnyAddressSpaceTheTracesAreThere) {
     const Outcome outcome = scene.run("no-address-space-hard");
     expectTraces(outcome, SIGSEGV);
     EXPECT_NE(std::string::npos, outcome.log.find("zeb::failing::nullWrite()"));
-}
-
-TEST_F(SurroundingsTest, AReachedLimitOfFileSizeIsLifted) {
-    const Outcome outcome = scene.run("no-file-size");
-    expectWholeRecord(outcome, SIGSEGV);
-    expectNamed(outcome, "zeb::failing::nullWrite()");
 }
 
 TEST_F(SurroundingsTest, ALockedLoaderCostsTheNamesOfFunctions) {

@@ -12,8 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace crash_reporter_test;
-using test_support::readFile;
-using test_support::writeFile;
+using namespace test_support;
 
 class AtOnceTest : public testing::Test, protected ServedSession {};
 

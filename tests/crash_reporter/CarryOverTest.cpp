@@ -13,9 +13,7 @@ namespace fs = std::filesystem;
 using crash_reporter::CarryOver;
 using crash_reporter::Clock;
 using crash_reporter::Time;
-using test_support::ChildProcess;
-using test_support::readFile;
-using test_support::StdoutCapture;
+using namespace test_support;
 
 class CarryOverTest : public crash_reporter_test::StoreScene {
   protected:

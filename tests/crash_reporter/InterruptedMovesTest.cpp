@@ -6,9 +6,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using crash_reporter::finishInterruptedMoves;
-using test_support::namesIn;
-using test_support::StdoutCapture;
-using test_support::writeFile;
+using namespace test_support;
 
 class InterruptedMovesTest : public crash_reporter_test::StoreScene {
   protected:

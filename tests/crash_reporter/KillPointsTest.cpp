@@ -12,8 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace crash_reporter_test;
-using test_support::namesIn;
-using test_support::readFile;
+using namespace test_support;
 
 /// Each case walks through every n-th point; together they walk through all.
 constexpr int kShares = 4;

@@ -13,10 +13,7 @@ namespace fs = std::filesystem;
 using crash_reporter::Log;
 using crash_reporter::logError;
 using crash_reporter::logInfo;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::namesIn;
-using test_support::readFile;
+using namespace test_support;
 
 /// Each case in a process of its own, whose standard output it redirects.
 class LogTest : public crash_reporter_test::StoreScene {

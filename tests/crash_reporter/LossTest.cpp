@@ -13,8 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace crash_reporter_test;
-using test_support::readFile;
-using test_support::writeFile;
+using namespace test_support;
 
 class LossTest : public testing::Test, protected ServedSession {
   protected:

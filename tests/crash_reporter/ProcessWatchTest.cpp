@@ -9,8 +9,7 @@ namespace {
 using crash_reporter::Clock;
 using crash_reporter::ProcessWatch;
 using crash_reporter::Records;
-using test_support::ChildProcess;
-using test_support::isRunning;
+using namespace test_support;
 
 class ProcessWatchTest : public crash_reporter_test::StoreScene {
   protected:

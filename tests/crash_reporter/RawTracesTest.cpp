@@ -9,8 +9,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using crash_reporter::RawTraces;
-using test_support::readFile;
-using test_support::StdoutCapture;
+using namespace test_support;
 
 constexpr char kRaw[] = "/opt/libfoo.so(_ZN3foo3barEv+0x1a)[0x7f00]\n";
 /// One that has only just come is demangled twice.

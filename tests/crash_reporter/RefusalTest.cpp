@@ -8,8 +8,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace crash_reporter_test;
-using test_support::namesIn;
-using test_support::writeFile;
+using namespace test_support;
 
 class RefusalTest : public testing::Test, protected ServedSession {
   protected:

@@ -10,9 +10,7 @@
 
 using crash_reporter::Records;
 using crash_reporter::StoreReplacement;
-using test_support::namesIn;
-using test_support::readFile;
-using test_support::writeFile;
+using namespace test_support;
 
 namespace fs = std::filesystem;
 

@@ -31,9 +31,7 @@ namespace {
 namespace fs = std::filesystem;
 using crash_reporter::StopSignal;
 using crash_reporter::UploadPass;
-using test_support::namesIn;
-using test_support::StdoutCapture;
-using test_support::writeFile;
+using namespace test_support;
 using Names = std::vector<std::string>;
 
 class UploadPassTest : public crash_reporter_test::StoreScene {

@@ -13,9 +13,7 @@ namespace {
 using hcrpt::ProcessFacts;
 using hcrpt::readFacts;
 using hcrpt::writeFacts;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::writeFile;
+using namespace test_support;
 
 class ProcessFactsTest : public recovery_test::DeadSessionTest {
   protected:

@@ -9,8 +9,7 @@ namespace {
 using hcrpt::parseProcessState;
 using hcrpt::processState;
 using hcrpt::wallClockStart;
-using test_support::ChildProcess;
-using test_support::eventually;
+using namespace test_support;
 
 std::string stat(const std::string& name, const std::string& state, const std::string& threads) {
     return "17 (" + name + ") " + state + " 1 17 17 0 -1 4194560 1 2 3 4 5 6 7 8 20 0 " + threads +

@@ -21,11 +21,7 @@ using integration_test::CrashSession;
 using integration_test::kDeadPid;
 using integration_test::standInOrder;
 using integration_test::timesIn;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::isRunning;
-using test_support::readFile;
-using test_support::writeFile;
+using namespace test_support;
 
 /// As the kernel shows a set of signals: bit n - 1 stands for signal n.
 unsigned long long maskOf(std::initializer_list<int> signals) {

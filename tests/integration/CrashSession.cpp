@@ -9,44 +9,20 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 #include "HUTEnv.h"
+#include "support/SessionProgram.h"
 
 namespace integration_test {
 namespace {
 
 namespace fs = std::filesystem;
-using test_support::ChildProcess;
-using test_support::ExitState;
-using test_support::isRunning;
-using test_support::namesIn;
-using test_support::readFile;
-using test_support::writeFile;
+using namespace test_support;
 
 /// All waits of a case together. CTest's patience is longer, so a case that fails still cleans up.
 constexpr std::chrono::seconds kPatience{50};
 constexpr char kProgramDirectory[] = "/bin/unwrapped/lnx64.o";
 constexpr char kReporter[] = "crash_reporter";
-
-bool startsWith(const std::string& text, const std::string& start) {
-    return text.compare(0, start.size(), start) == 0;
-}
-
-std::vector<std::string> namesWithPrefix(const std::string& path, const std::string& prefix) {
-    std::vector<std::string> names;
-    if (!fs::is_directory(path)) return names;
-    for (const std::string& name : namesIn(path))
-        if (startsWith(name, prefix)) names.push_back(name);
-    return names;
-}
-
-/// Content of a file that may vanish at any time; then it is empty.
-std::string contentIfAny(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 bool isAsleep(pid_t pid) {
     const std::string status = contentIfAny("/proc/" + std::to_string(pid) + "/status");
@@ -64,14 +40,12 @@ void reap(pid_t pid) {
 }  // namespace
 
 CrashSession::CrashSession()
-    : m_deadline(std::chrono::steady_clock::now() + kPatience), m_root(INSTALLATION_ROOT) {
-    for (const char* name : {"work", "appdata", "tmp"}) fs::create_directory(directory / name);
-    fs::create_directories(directory / "data/telemon");
-    environment = {
-        {"ZEB_SESSION_INFO", work + ":1"},  {"HUT_INSIDE_NETWORK", "true"},
-        {"HUT_APP_ROOT", m_root},           {"HUT_APP_DATA_DIR", directory / "appdata"},
-        {"HUT_TMP_DIR", directory / "tmp"}, {"HUT_DATA_DIR", directory / "data"},
-    };
+    : Session("work"),
+      environment(Session::environment()),
+      m_deadline(std::chrono::steady_clock::now() + kPatience),
+      m_root(INSTALLATION_ROOT) {
+    fs::create_directories(data + "/telemon");
+    environment["HUT_APP_ROOT"] = m_root;
     prctl(PR_SET_CHILD_SUBREAPER, 1);
 }
 
@@ -116,41 +90,11 @@ std::string CrashSession::program(const std::string& name) const {
     return m_root + kProgramDirectory + "/" + name;
 }
 
-void CrashSession::writeRegistrations(const std::string& records) {
-    fs::create_directories(store);
-    writeFile(registrations, records);
-}
-
-std::string CrashSession::addReport(const std::string& name, const std::string& content) {
-    fs::create_directories(store);
-    // A report appears whole: an empty one would be removed.
-    const std::string path = store + "/" + name;
-    writeFile(directory / name, content);
-    fs::rename(directory / name, path);
-    return path;
-}
-
 // --- Processes ----------------------------------------------------------------------------------
 
 ChildProcess CrashSession::start(const std::string& path, const std::vector<std::string>& arguments,
                                  const std::function<void()>& preparation) const {
-    return ChildProcess::fork([&] {
-        // Not even a test process that is killed leaves it behind.
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        for (const char* name :
-             {"CRPT_OFF", "CRPT_ALREADY_RUNNING", "VELCURL_CURL", "VELCURL_MAX_TIME",
-              "VELCURL_CONNECT_TO", "LD_LIBRARY_PATH", "LD_PRELOAD"})
-            unsetenv(name);
-        for (const auto& [name, value] : environment) setenv(name.c_str(), value.c_str(), 1);
-        if (chdir(work.c_str()) != 0) return 126;
-        std::vector<char*> vector;
-        for (const std::string& argument : arguments)
-            vector.push_back(const_cast<char*>(argument.c_str()));
-        vector.push_back(nullptr);
-        if (preparation) preparation();
-        execv(path.c_str(), vector.data());
-        return 127;
-    });
+    return test_support::startProgram(*this, path, arguments, environment, preparation);
 }
 
 ChildProcess CrashSession::startHost(const std::vector<std::string>& arguments) {
@@ -209,20 +153,12 @@ std::string CrashSession::recordOf(pid_t pid) {
     return HUTEnv::getHostName() + ":" + std::to_string(pid);
 }
 
-std::string CrashSession::logPath(pid_t reporter) const {
-    return sessionDirectory + "/crashReporter" + std::to_string(reporter) + ".log";
-}
-
 std::string CrashSession::log(pid_t reporter) const {
     return readFile(logPath(reporter));
 }
 
 std::vector<std::string> CrashSession::logNames() const {
     return namesWithPrefix(sessionDirectory, "crashReporter");
-}
-
-std::vector<std::string> CrashSession::inStore(const std::string& prefix) const {
-    return namesWithPrefix(store, prefix);
 }
 
 std::vector<std::string> CrashSession::filed() const {
@@ -277,12 +213,6 @@ bool CrashSession::goesOn(pid_t reporter) {
         from = at + part.size();
     }
     return ::testing::AssertionSuccess();
-}
-
-std::size_t timesIn(const std::string& text, const std::string& part) {
-    std::size_t times = 0;
-    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++times;
-    return times;
 }
 
 }  // namespace integration_test

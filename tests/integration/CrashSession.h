@@ -12,7 +12,7 @@
 
 #include "support/ChildProcess.h"
 #include "support/ReportServer.h"
-#include "support/TempDir.h"
+#include "support/Session.h"
 
 namespace integration_test {
 
@@ -26,14 +26,12 @@ constexpr pid_t kDeadPid = 4194305;
 /// the crash reporter that a host has started. At the end of the scope whatever still runs with
 /// this session's environment is killed and reaped. Make the session before the servers and
 /// processes of a test, so that it outlives them.
-class CrashSession {
+class CrashSession : public test_support::Session {
   public:
     using Environment = std::map<std::string, std::string>;
 
     CrashSession();
     ~CrashSession();
-    CrashSession(const CrashSession&) = delete;
-    CrashSession& operator=(const CrashSession&) = delete;
 
     // --- Before the start ---
     Environment environment;  ///< of all processes that are started from here
@@ -46,10 +44,11 @@ class CrashSession {
     void replaceProgram(const std::string& name, const std::string& script);
     /// Path of a program of the installation, existing or not.
     std::string program(const std::string& name) const;
-    /// Writes the registration file as an earlier crash reporter and hosts would have left it.
-    void writeRegistrations(const std::string& records);
-    /// Puts a whole report into the crash store, like a crashing host. @return its path.
-    std::string addReport(const std::string& name, const std::string& content);
+    /// Puts a whole report into the crash store, like a crashing host. An empty one would be
+    /// removed before it is filled. @return its path.
+    std::string addReport(const std::string& name, const std::string& content) const {
+        return moveIn(name, content);
+    }
 
     // --- Processes ---
     test_support::ChildProcess startHost(const std::vector<std::string>& arguments);
@@ -67,11 +66,9 @@ class CrashSession {
     // --- What is there ---
     /// "<host>:<pid>", as a process of this machine registers.
     static std::string recordOf(pid_t pid);
-    std::string logPath(pid_t reporter) const;
+    std::string logPath(pid_t reporter) const { return reporterLog(std::to_string(reporter)); }
     std::string log(pid_t reporter) const;
     std::vector<std::string> logNames() const;
-    /// Names in the crash store that begin so.
-    std::vector<std::string> inStore(const std::string& prefix) const;
     /// Names in the backup store; none when there is no such store.
     std::vector<std::string> filed() const;
 
@@ -84,13 +81,7 @@ class CrashSession {
     /// is given empty reports to see that by, which it mentions in its log.
     bool goesOn(pid_t reporter);
 
-    const test_support::TempDir directory;
-    const std::string work = directory / "work";  ///< launch and working directory
-    const std::string sessionDirectory = work + "/.crashReporter/1";
-    const std::string store = sessionDirectory + "/crashStore";
-    const std::string registrations = store + "/processRegFile.txt";
-    const std::string backup = directory / "appdata/crashStoreBackup";
-    const std::string caFile = directory / "data/telemon/cacert.pem";
+    const std::string caFile = data + "/telemon/cacert.pem";
 
   private:
     test_support::ChildProcess start(const std::string& path,
@@ -106,6 +97,6 @@ class CrashSession {
 /// Whether the parts stand in the text, one after the other.
 ::testing::AssertionResult standInOrder(const std::string& text,
                                         const std::vector<std::string>& parts);
-std::size_t timesIn(const std::string& text, const std::string& part);
+using test_support::timesIn;
 
 }  // namespace integration_test

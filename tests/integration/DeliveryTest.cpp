@@ -15,10 +15,7 @@ using integration_test::CrashSession;
 using integration_test::ReportContent;
 using integration_test::standInOrder;
 using integration_test::timesIn;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::readFile;
-using test_support::ReportServer;
+using namespace test_support;
 
 constexpr char kLeaving[] =
     "[Crash Reporter] No registered process runs and no report waits, leaving.\n";

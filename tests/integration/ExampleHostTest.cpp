@@ -11,10 +11,7 @@ namespace {
 using integration_test::CrashSession;
 using integration_test::kDeadPid;
 using integration_test::timesIn;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::killedBy;
-using test_support::namesIn;
+using namespace test_support;
 
 class ExampleHostTest : public testing::Test {
   protected:

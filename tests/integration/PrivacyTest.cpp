@@ -13,10 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 using integration_test::CrashSession;
 using integration_test::timesIn;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::readFile;
-using test_support::writeFile;
+using namespace test_support;
 
 class PrivacyTest : public testing::Test {
   protected:

@@ -21,13 +21,7 @@ namespace {
 
 using integration_test::CrashSession;
 using integration_test::timesIn;
-using test_support::ChildProcess;
-using test_support::DeafPort;
-using test_support::exitedWith;
-using test_support::readFile;
-using test_support::ReportServer;
-using test_support::TlsServer;
-using test_support::writeFile;
+using namespace test_support;
 using Names = std::vector<std::string>;
 
 /// What the deployment's server says when it has taken a report; must not help another answer.

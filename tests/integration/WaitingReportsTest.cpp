@@ -16,11 +16,7 @@ namespace {
 using integration_test::CrashSession;
 using integration_test::standInOrder;
 using integration_test::timesIn;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::readFile;
-using test_support::ReportServer;
-using test_support::writeFile;
+using namespace test_support;
 using Names = std::vector<std::string>;
 
 constexpr char kSendSuccess[] = "[Crash Reporter] Velcurl send success\n";

@@ -12,8 +12,7 @@ using lifecycle_test::kDeadPid;
 using lifecycle_test::spies;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
-using test_support::StdoutCapture;
-using test_support::writeFile;
+using namespace test_support;
 
 std::string announced(const std::string& record) {
     return "[Crash Reporter] New process registration successfull for <hostname>:<pid> = " +
@@ -37,7 +36,7 @@ TEST_F(ExitWatcherTest, WithoutARegistrationFileAndReportsItIsOverAtOnce) {
 }
 
 TEST_F(ExitWatcherTest, WithoutARegistrationFileAWaitingReportKeepsItGoing) {
-    addReport("CrashReport_1.json");
+    add("CrashReport_1.json");
     EXPECT_FALSE(HCrashReporter::isExitCondition());
     EXPECT_TRUE(spies().sleeps.empty());
 }
@@ -65,14 +64,14 @@ TEST_F(ExitWatcherTest, ProcessesOfOtherMachinesAreNeverWaitedFor) {
 
 TEST_F(ExitWatcherTest, WaitingReportsKeepItGoingWhenNoProcessLives) {
     writeRegistrations(dead + "\n");
-    addReport("CrashReport_1.json");
+    add("CrashReport_1.json");
     EXPECT_FALSE(HCrashReporter::isExitCondition());
 }
 
 TEST_F(ExitWatcherTest, OnlyFilesThatAreReportsWait) {
     writeRegistrations(dead + "\n");
-    addReport("hs_err_pid1.log");
-    addReport("crashreport_1.json");
+    add("hs_err_pid1.log");
+    add("crashreport_1.json");
     std::filesystem::create_directory(store + "/CrashReport_directory");
     EXPECT_TRUE(HCrashReporter::isExitCondition());
 }
@@ -168,7 +167,7 @@ TEST_F(ExitWatcherTest, AnEmptyFileCostsFifteenLooksAndIsThenReadAsEmpty) {
 
 TEST_F(ExitWatcherTest, AnEmptyFileDoesNotHideAWaitingReport) {
     writeRegistrations("");
-    addReport("CrashReport_1.json");
+    add("CrashReport_1.json");
     EXPECT_FALSE(HCrashReporter::isExitCondition());
     EXPECT_EQ(spies().sleeps.size(), 15u);
 }

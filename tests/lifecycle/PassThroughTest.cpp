@@ -9,9 +9,7 @@
 namespace {
 
 using lifecycle_test::spies;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::StdoutCapture;
+using namespace test_support;
 
 using PassThroughTest = lifecycle_test::SessionTest;
 

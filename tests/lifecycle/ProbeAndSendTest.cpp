@@ -12,10 +12,7 @@
 namespace {
 
 using lifecycle_test::spies;
-using test_support::namesIn;
-using test_support::readFile;
-using test_support::StdoutCapture;
-using test_support::writeFile;
+using namespace test_support;
 using Names = std::vector<std::string>;
 
 constexpr char kSendSuccess[] = "[Crash Reporter] Velcurl send success\n";
@@ -35,8 +32,8 @@ class ProbeAndSendTest : public lifecycle_test::SessionTest {
   protected:
     ProbeAndSendTest() {
         spies().sortReports = true;
-        std::filesystem::create_directory(directory / "telemon");
-        writeFile(directory / "telemon/cacert.pem", "certificate");
+        std::filesystem::create_directory(data + "/telemon");
+        writeFile(data + "/telemon/cacert.pem", "certificate");
         makeStore();
     }
 
@@ -52,9 +49,9 @@ class ProbeAndSendTest : public lifecycle_test::SessionTest {
 TEST_F(ProbeAndSendTest, HasCrashReportsOnlyAsks) {
     StdoutCapture output;
     EXPECT_FALSE(HCrashReporter::hasCrashReports());
-    addReport("hs_err_pid1.log");
+    add("hs_err_pid1.log");
     EXPECT_FALSE(HCrashReporter::hasCrashReports());
-    const std::string report = addReport("CrashReport_1.json");
+    const std::string report = add("CrashReport_1.json");
     EXPECT_TRUE(HCrashReporter::hasCrashReports());
     EXPECT_TRUE(std::filesystem::exists(report));
     EXPECT_EQ(tool.calls(), 0);
@@ -69,7 +66,7 @@ TEST_F(ProbeAndSendTest, WithoutACrashStoreThereAreNoReports) {
 }
 
 TEST_F(ProbeAndSendTest, RawTracesBecomeReadableOnTheWay) {
-    addReport("hs_mangled_err_pid7.log", "/opt/libfoo.so(_ZN3foo3barEv+0x1a)[0x7f00]\n");
+    add("hs_mangled_err_pid7.log", "/opt/libfoo.so(_ZN3foo3barEv+0x1a)[0x7f00]\n");
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
     EXPECT_EQ(readFile(store + "/hs_err_pid7.log"), "libfoo.so(foo::bar()+0x1a)[0x7f00]\n");
 }
@@ -136,7 +133,7 @@ TEST_F(ProbeAndSendTest, AnEmptyStoreIsSuccessAndNobodyIsAsked) {
 }
 
 TEST_F(ProbeAndSendTest, AReportIsUploadedThenConfirmedThenMoved) {
-    const std::string report = addReport("CrashReport_1.json", "content");
+    const std::string report = add("CrashReport_1.json", "content");
     StdoutCapture output;
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
     EXPECT_EQ(namesIn(backup), Names{"CrashReport_1.json.send_success"});
@@ -153,16 +150,16 @@ TEST_F(ProbeAndSendTest, AReportIsUploadedThenConfirmedThenMoved) {
 
 TEST_F(ProbeAndSendTest, ConsentIsAskedOncePerProcess) {
     StdoutCapture output;
-    addReport("CrashReport_1.json");
+    add("CrashReport_1.json");
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
-    addReport("CrashReport_2.json");
+    add("CrashReport_2.json");
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
     EXPECT_EQ(spies().consentQuestions, 1);
     EXPECT_EQ(HCrashReporter::consentType, HCrashRptSettings::CONSENT_GIVEN);
 }
 
 TEST_F(ProbeAndSendTest, AFailedUploadIsFiledAndItsMessageContinuesTheLine) {
-    const std::string report = addReport("CrashReport_1.json", "content");
+    const std::string report = add("CrashReport_1.json", "content");
     tool.answer("refused\n", 22);
     StdoutCapture output;
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
@@ -179,8 +176,8 @@ TEST_F(ProbeAndSendTest, AFailedUploadIsFiledAndItsMessageContinuesTheLine) {
 }
 
 TEST_F(ProbeAndSendTest, WithoutACertificateReportsAreFiledAsFailures) {
-    std::filesystem::remove(directory / "telemon/cacert.pem");
-    addReport("CrashReport_1.json");
+    std::filesystem::remove(data + "/telemon/cacert.pem");
+    add("CrashReport_1.json");
     StdoutCapture output;
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
     EXPECT_EQ(output.flushedText(),
@@ -191,7 +188,7 @@ TEST_F(ProbeAndSendTest, WithoutACertificateReportsAreFiledAsFailures) {
 
 TEST_F(ProbeAndSendTest, AfterAFailureLaterSuccessesOfTheSamePassAreFiledAsFailures) {
     for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3", "CrashReport_4"})
-        addReport(name);
+        add(name);
     tool.answerCall(2, "refused\n");
     StdoutCapture output;
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
@@ -203,17 +200,17 @@ TEST_F(ProbeAndSendTest, AfterAFailureLaterSuccessesOfTheSamePassAreFiledAsFailu
 }
 
 TEST_F(ProbeAndSendTest, TheNextPassStartsWithSuccessAgain) {
-    addReport("CrashReport_1");
+    add("CrashReport_1");
     tool.answerCall(1, "refused\n");
     StdoutCapture output;
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
-    addReport("CrashReport_2");
+    add("CrashReport_2");
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
     EXPECT_EQ(namesIn(backup), (Names{"CrashReport_1.send_fail", "CrashReport_2.send_success"}));
 }
 
 TEST_F(ProbeAndSendTest, AReportThatSurvivesItsMoveIsRemovedAfterASuccess) {
-    const std::string report = addReport("CrashReport_1.json");
+    const std::string report = add("CrashReport_1.json");
     int removals = 0;
     platform.onRm = [&](const std::string& path) {
         if (path == report && ++removals == 1) return false;
@@ -226,7 +223,7 @@ TEST_F(ProbeAndSendTest, AReportThatSurvivesItsMoveIsRemovedAfterASuccess) {
 }
 
 TEST_F(ProbeAndSendTest, AfterAFailureOnlyTheMoveRemovesTheReport) {
-    const std::string report = addReport("CrashReport_1.json");
+    const std::string report = add("CrashReport_1.json");
     tool.answer("refused\n");
     int removals = 0;
     platform.onRm = [&](const std::string& path) {
@@ -239,10 +236,10 @@ TEST_F(ProbeAndSendTest, AfterAFailureOnlyTheMoveRemovesTheReport) {
 }
 
 TEST_F(ProbeAndSendTest, AnEmptyReportIsRemovedNotSentAndNotCounted) {
-    addReport("CrashReport_1", "");
-    addReport("CrashReport_2");
-    addReport("CrashReport_3");
-    addReport("CrashReport_4");
+    add("CrashReport_1", "");
+    add("CrashReport_2");
+    add("CrashReport_3");
+    add("CrashReport_4");
     spies().sendLimit = 2;
     StdoutCapture output;
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
@@ -255,7 +252,7 @@ TEST_F(ProbeAndSendTest, AnEmptyReportIsRemovedNotSentAndNotCounted) {
 // --- Stop --------------------------------------------------------------------------------------
 
 TEST_F(ProbeAndSendTest, AskedToStopItFilesTheReportThatItIsAtAndLeavesTheOthersForGood) {
-    for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3"}) addReport(name);
+    for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3"}) add(name);
     writeFile(tool.path(), "#!/bin/sh\nkill -USR1 $SENDER\necho 'HTTP/1.1 200 OK'\n");
     // In a process of its own: there is no way back.
     auto child = test_support::ChildProcess::fork([] {
@@ -274,7 +271,7 @@ TEST_F(ProbeAndSendTest, AskedToStopItFilesTheReportThatItIsAtAndLeavesTheOthers
 // --- Limit ------------------------------------------------------------------------------------
 
 TEST_F(ProbeAndSendTest, ALimitOfOneSendsOneOfThreeReports) {
-    for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3"}) addReport(name);
+    for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3"}) add(name);
     spies().sendLimit = 1;
     StdoutCapture output;
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
@@ -290,8 +287,8 @@ TEST_F(ProbeAndSendTest, ALimitOfOneSendsOneOfThreeReports) {
 TEST_F(ProbeAndSendTest, ALimitOfNoneOrLessStopsAfterTheFirstSuccess) {
     for (const int limit : {0, -7}) {
         SCOPED_TRACE(limit);
-        addReport("CrashReport_1");
-        addReport("CrashReport_2");
+        add("CrashReport_1");
+        add("CrashReport_2");
         spies().sendLimit = limit;
         StdoutCapture output;
         EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
@@ -304,7 +301,7 @@ TEST_F(ProbeAndSendTest, ALimitOfNoneOrLessStopsAfterTheFirstSuccess) {
 
 TEST_F(ProbeAndSendTest, FailedUploadsDoNotCountAgainstTheLimit) {
     for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3", "CrashReport_4"})
-        addReport(name);
+        add(name);
     tool.answerCall(1, "refused\n");
     spies().sendLimit = 2;
     StdoutCapture output;
@@ -316,7 +313,7 @@ TEST_F(ProbeAndSendTest, FailedUploadsDoNotCountAgainstTheLimit) {
 }
 
 TEST_F(ProbeAndSendTest, OnePassSendsThirtyReportsAndTheNextTheRest) {
-    for (int i = 10; i < 41; ++i) addReport("CrashReport_" + std::to_string(i));
+    for (int i = 10; i < 41; ++i) add("CrashReport_" + std::to_string(i));
     StdoutCapture output;
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
     EXPECT_EQ(namesIn(store), Names{"CrashReport_40"});
@@ -330,7 +327,7 @@ TEST_F(ProbeAndSendTest, OnePassSendsThirtyReportsAndTheNextTheRest) {
 }
 
 TEST_F(ProbeAndSendTest, ThirtyReportsReachTheLimitToo) {
-    for (int i = 10; i < 40; ++i) addReport("CrashReport_" + std::to_string(i));
+    for (int i = 10; i < 40; ++i) add("CrashReport_" + std::to_string(i));
     StdoutCapture output;
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
     EXPECT_EQ(
@@ -341,8 +338,8 @@ TEST_F(ProbeAndSendTest, ThirtyReportsReachTheLimitToo) {
 // --- Other consents ---------------------------------------------------------------------------
 
 TEST_F(ProbeAndSendTest, RefusedConsentTouchesNothing) {
-    addReport("CrashReport_1");
-    addReport("CrashReport_2", "");
+    add("CrashReport_1");
+    add("CrashReport_2", "");
     spies().consentAnswer = HCrashRptSettings::CONSENT_REFUSED;
     StdoutCapture output;
     EXPECT_FALSE(HCrashReporter::probeAndSendCrashReports());
@@ -361,9 +358,9 @@ TEST_F(ProbeAndSendTest, WithoutReportsEvenRefusedConsentIsSuccess) {
 }
 
 TEST_F(ProbeAndSendTest, ConsentForLaterFilesEveryReportWithoutSending) {
-    addReport("CrashReport_1");
-    addReport("CrashReport_2", "");
-    addReport("CrashReport_3");
+    add("CrashReport_1");
+    add("CrashReport_2", "");
+    add("CrashReport_3");
     HCrashReporter::consentType = HCrashRptSettings::CONSENT_LATER;
     spies().sendLimit = 1;
     StdoutCapture output;
@@ -376,11 +373,11 @@ TEST_F(ProbeAndSendTest, ConsentForLaterFilesEveryReportWithoutSending) {
 
 TEST_F(ProbeAndSendTest, ConsentThatStaysUnknownIsAskedForAgainAndFilesUnderTheCurrentStatus) {
     spies().consentAnswer = HCrashRptSettings::CONSENT_NOT_ASKED;
-    addReport("CrashReport_1");
+    add("CrashReport_1");
     StdoutCapture output;
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
     EXPECT_EQ(output.flushedText(), kNoConsent + moved("CrashReport_1.send_success"));
-    addReport("CrashReport_2");
+    add("CrashReport_2");
     EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
     EXPECT_EQ(spies().consentQuestions, 2);
 }

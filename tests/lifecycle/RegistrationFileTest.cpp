@@ -7,10 +7,7 @@
 namespace {
 
 using lifecycle_test::kDeadPid;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::readFile;
-using test_support::writeFile;
+using namespace test_support;
 
 class RegistrationFileTest : public lifecycle_test::SessionTest {
   protected:
@@ -91,8 +88,8 @@ TEST_F(RegistrationFileTest, TheFileIsClosedAgain) {
 }
 
 TEST_F(RegistrationFileTest, AStoreWithoutARegistrationFileKeepsWhatItHolds) {
-    const std::string report = addReport("CrashReport_1.json");
-    const std::string trace = addReport("hs_mangled_err_pid1.log", "raw");
+    const std::string report = add("CrashReport_1.json");
+    const std::string trace = add("hs_mangled_err_pid1.log", "raw");
     create();
     EXPECT_EQ(state, exitedWith(0));
     EXPECT_EQ(readFile(registrations), "");
@@ -138,7 +135,7 @@ TEST_F(RegistrationFileTest, WithALiveProcessNothingIsTouchedAndNothingRedirecte
 TEST_F(RegistrationFileTest, WithAWaitingReportNothingIsTouched) {
     const std::string before = std::string("testhost:") + kDeadPid + "\n";
     writeRegistrations(before);
-    const std::string report = addReport("CrashReport_1.json");
+    const std::string report = add("CrashReport_1.json");
     create();
     EXPECT_EQ(state, exitedWith(1));
     EXPECT_EQ(readFile(registrations), before);

@@ -19,11 +19,7 @@ namespace {
 using lifecycle_test::spies;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::readFile;
-using test_support::StdoutCapture;
-using test_support::writeFile;
+using namespace test_support;
 
 const std::string kLock = "LOCK_EX|LOCK_NB";
 const std::string kUnlock = "LOCK_UN";

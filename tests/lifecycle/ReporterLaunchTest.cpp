@@ -11,11 +11,7 @@
 namespace {
 
 using lifecycle_test::spies;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::readFile;
-using test_support::StdoutCapture;
-using test_support::writeFile;
+using namespace test_support;
 
 class ReporterLaunchTest : public lifecycle_test::SessionTest {
   protected:

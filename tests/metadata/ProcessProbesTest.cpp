@@ -9,10 +9,7 @@
 #include "support/TempDir.h"
 
 using HCrashRptMetaData::Manager;
-using test_support::ScopedFakePlatform;
-using test_support::StdoutCapture;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 namespace {
 

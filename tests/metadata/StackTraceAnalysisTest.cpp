@@ -12,10 +12,7 @@
 
 using HCrashRptMetaData::Manager;
 using HCrashRptMetaData::TableNode;
-using test_support::ScopedFakePlatform;
-using test_support::StdoutCapture;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 namespace {
 

@@ -22,9 +22,7 @@
 
 using HCrashRptMetaData::Manager;
 using HCrashRptMetaData::TableNode;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::ScopedFakePlatform;
+using namespace test_support;
 
 namespace {
 

@@ -7,8 +7,7 @@
 
 namespace {
 
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 std::string canonical(const std::string& path) {
     std::string out = "what was there before";

@@ -17,12 +17,7 @@
 
 namespace {
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::namesIn;
-using test_support::readFile;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 using Names = std::vector<std::string>;
 
 mode_t modeOf(const std::string& path) {

@@ -10,9 +10,7 @@
 
 namespace {
 
-using test_support::ScopedEnvVar;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 mode_t modeOf(const std::string& path) {
     struct stat status = {};

@@ -8,8 +8,7 @@
 
 namespace {
 
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 std::multiset<std::string> pathsIn(const std::string& directory) {
     std::multiset<std::string> paths;

@@ -8,8 +8,7 @@
 
 namespace {
 
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 TEST(HUTFileExistsTest, FilesAndDirectoriesExist) {
     const TempDir dir;

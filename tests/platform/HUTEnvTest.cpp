@@ -18,10 +18,7 @@
 
 namespace {
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::ScopedEnvVar;
-using test_support::TempDir;
+using namespace test_support;
 
 const unsigned int kUid = getuid();
 

@@ -15,11 +15,7 @@
 
 namespace {
 
-using test_support::readFile;
-using test_support::ScopedEnvVar;
-using test_support::StdoutCapture;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 int launchInShell(const std::string& line) {
     HUTFork fork;

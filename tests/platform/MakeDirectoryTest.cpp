@@ -12,10 +12,7 @@
 
 namespace {
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 mode_t modeOf(const std::string& path) {
     struct stat status = {};

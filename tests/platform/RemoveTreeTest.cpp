@@ -10,9 +10,7 @@
 
 namespace {
 
-using test_support::namesIn;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 bool isThere(const std::string& path) {
     struct stat status = {};

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <ctime>
@@ -12,10 +11,8 @@
 #include <vector>
 
 #include "hcrpt/HCrashRptRecovery.h"
-#include "support/ScopedEnvVar.h"
-#include "support/ScopedFakePlatform.h"
+#include "support/SessionScene.h"
 #include "support/StdoutCapture.h"
-#include "support/TempDir.h"
 
 namespace recovery_test {
 
@@ -40,28 +37,18 @@ inline void setTime(const std::string& path, std::timespec time) {
     ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0) << path;
 }
 
-/// Session 42 on the machine "testhost", in a time zone of its own.
-class DeadSessionTest : public testing::Test {
+/// A session on the machine "testhost", in a time zone of its own.
+class DeadSessionTest : public test_support::SessionScene {
   protected:
     DeadSessionTest() {
-        platform.fakeAppDataDir = directory.path();
-        std::filesystem::create_directories(store);
+        makeStore();
         std::filesystem::create_directories(backup);
     }
 
-    void registerProcesses(const std::string& records) {
-        test_support::writeFile(registrations, records);
-    }
-    std::string tracePath(const std::string& pid) const {
-        return store + "/hs_mangled_err_pid" + pid + ".log";
-    }
-    std::string logPath(const std::string& pid) const {
-        return store + "/hs_err_pid" + pid + ".log";
-    }
     /// Puts a raw trace into the store that is as old as every other file of the session.
     void addTrace(const std::string& pid, const std::string& content = kRawTrace) const {
-        test_support::writeFile(tracePath(pid), content);
-        setTime(tracePath(pid), kCrash);
+        test_support::writeFile(rawTrace(pid), content);
+        setTime(rawTrace(pid), kCrash);
     }
     static void addReport(const std::string& path, std::timespec time,
                           const std::string& content = "{}") {
@@ -77,24 +64,12 @@ class DeadSessionTest : public testing::Test {
     std::string factsPath(const std::string& pid) const {
         return store + "/.processfacts_testhost_" + pid;
     }
-    std::vector<std::string> reports() const {
-        std::vector<std::string> names;
-        for (const std::string& name : test_support::namesIn(store))
-            if (name.rfind("CrashReport_", 0) == 0) names.push_back(name);
-        return names;
-    }
 
     static constexpr std::timespec kCrash = {1794768163, 500000000};  // 2026-11-15 20:12:43 there
     static constexpr std::timespec kBefore = {1794768163, 400000000};
     static constexpr char kName[] = "CrashReport_4194305_testhost_tester_20261115T201243.json";
 
-    test_support::TempDir directory;
-    test_support::ScopedEnvVar session{"ZEB_SESSION_INFO", directory.path() + ":42"};
     test_support::ScopedEnvVar zone{"TZ", "XYZ-01:30"};
-    test_support::ScopedFakePlatform platform;
-    const std::string store = directory / ".crashReporter/42/crashStore";
-    const std::string registrations = store + "/processRegFile.txt";
-    const std::string backup = directory / "crashStoreBackup";
 };
 
 }  // namespace recovery_test

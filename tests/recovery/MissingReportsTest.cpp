@@ -12,15 +12,12 @@ using HCrashReporter::writeMissingReports;
 using recovery_test::kDeadPid;
 using recovery_test::kOtherDeadPid;
 using recovery_test::kStackTraceLog;
-using test_support::ChildProcess;
-using test_support::readFile;
-using test_support::StdoutCapture;
-using test_support::writeFile;
+using namespace test_support;
 using Names = std::vector<std::string>;
 
 class MissingReportsTest : public recovery_test::DeadSessionTest {
   protected:
-    MissingReportsTest() { registerProcesses(record(kDeadPid)); }
+    MissingReportsTest() { writeRegistrations(record(kDeadPid)); }
     static std::string record(const std::string& pid) { return "testhost:" + pid + "\n"; }
     void expectNone() {
         const StdoutCapture output;
@@ -42,7 +39,7 @@ TEST_F(MissingReportsTest, AnEndedProcessWithoutAReportGetsOneAndALineSaysSo) {
 }
 
 TEST_F(MissingReportsTest, EachProcessGetsItsOwn) {
-    registerProcesses(record(kDeadPid) + "otherhost:1\n" + record(kOtherDeadPid));
+    writeRegistrations(record(kDeadPid) + "otherhost:1\n" + record(kOtherDeadPid));
     addTrace(kDeadPid);
     addTrace(kOtherDeadPid);
     EXPECT_EQ(writeMissingReports(), 2);
@@ -69,25 +66,25 @@ TEST_F(MissingReportsTest, AProcessThatIsNotRegisteredGetsNone) {
 TEST_F(MissingReportsTest, AProcessThatIsRegisteredLaterGetsOneThen) {
     addTrace(kOtherDeadPid);
     expectNone();
-    registerProcesses(record(kDeadPid) + record(kOtherDeadPid));
+    writeRegistrations(record(kDeadPid) + record(kOtherDeadPid));
     EXPECT_EQ(writeMissingReports(), 1);
 }
 
 TEST_F(MissingReportsTest, AProcessOfAnotherMachineGetsNone) {
-    registerProcesses(std::string("otherhost:") + kDeadPid + "\n");
+    writeRegistrations(std::string("otherhost:") + kDeadPid + "\n");
     addTrace(kDeadPid);
     expectNone();
 }
 
 TEST_F(MissingReportsTest, ATraceThatMayBeAnotherMachinesGetsNone) {
-    registerProcesses(record(kDeadPid) + "otherhost:" + kDeadPid + "\n");
+    writeRegistrations(record(kDeadPid) + "otherhost:" + kDeadPid + "\n");
     addTrace(kDeadPid);
     expectNone();
 }
 
 TEST_F(MissingReportsTest, OnlyFilesWithTheNameOfARawTraceCount) {
-    registerProcesses("testhost:x\ntesthost:\ntesthost:../self\ntesthost:4194305.log\n" +
-                      record("41943050000"));
+    writeRegistrations("testhost:x\ntesthost:\ntesthost:../self\ntesthost:4194305.log\n" +
+                       record("41943050000"));
     for (const char* pid : {"x", "", "4194305.log", "41943050000"}) addTrace(pid);
     addTrace(std::string(kDeadPid) + "0");
     writeFile(store + "/hs_mangled_err_pid4194305.txt", "");
@@ -96,7 +93,7 @@ TEST_F(MissingReportsTest, OnlyFilesWithTheNameOfARawTraceCount) {
 
 TEST_F(MissingReportsTest, ALinkIsNoRawTrace) {
     writeFile(directory / "secret", "secret");
-    std::filesystem::create_symlink(directory / "secret", tracePath(kDeadPid));
+    std::filesystem::create_symlink(directory / "secret", rawTrace(kDeadPid));
     expectNone();
 }
 
@@ -105,7 +102,7 @@ TEST_F(MissingReportsTest, ALinkIsNoRawTrace) {
 class RunningProcessTest : public MissingReportsTest {
   protected:
     RunningProcessTest() {
-        registerProcesses(record(pid()));
+        writeRegistrations(record(pid()));
         addTrace(pid());
     }
     std::string pid() const { return std::to_string(process.pid()); }
@@ -141,7 +138,7 @@ TEST_F(RunningProcessTest, OfAnotherStartTimeMayHaveLeftANewerTraceItself) {
     std::timespec later = {};
     clock_gettime(CLOCK_REALTIME, &later);
     later.tv_sec += 60;
-    recovery_test::setTime(tracePath(pid()), later);
+    recovery_test::setTime(rawTrace(pid()), later);
     expectNone();
 }
 
@@ -166,7 +163,7 @@ TEST_F(MissingReportsTest, AReportThatWasFiledIsEnoughWhateverItsOutcome) {
         addReport(path, kCrash);
         expectNone();
         std::filesystem::remove(path);
-        std::filesystem::rename(tracePath(kDeadPid), directory / outcome);  // keeps its inode
+        std::filesystem::rename(rawTrace(kDeadPid), directory / outcome);  // keeps its inode
     }
 }
 
@@ -270,7 +267,7 @@ TEST_F(MissingReportsTest, ATraceThatHasBeenDealtWithIsNotLookedAtAgain) {
 TEST_F(MissingReportsTest, ANewTraceOfTheSameIdIsANewCrash) {
     addTrace(kDeadPid);
     EXPECT_EQ(writeMissingReports(), 1);
-    recovery_test::setTime(tracePath(kDeadPid), {kCrash.tv_sec + 1, 0});
+    recovery_test::setTime(rawTrace(kDeadPid), {kCrash.tv_sec + 1, 0});
     recovery_test::setTime(store + "/" + kName, kCrash);
     EXPECT_EQ(writeMissingReports(), 1);
     EXPECT_EQ(reports(),
@@ -309,7 +306,7 @@ TEST_F(MissingReportsTest, AHundredReportsDoNotExhaustTheArena) {
         records += record(pid);
         addTrace(pid);
     }
-    registerProcesses(records);
+    writeRegistrations(records);
     EXPECT_EQ(writeMissingReports(), 100);
     for (const std::string& name : reports())
         EXPECT_NE(readFile(store + "/" + name).find("\"stacktrace\": ["), std::string::npos)
@@ -322,20 +319,20 @@ TEST_F(MissingReportsTest, AHundredReportsDoNotExhaustTheArena) {
 TEST_F(MissingReportsTest, AMissingLogIsMade) {
     addTrace(kDeadPid);
     writeMissingReports();
-    EXPECT_EQ(readFile(logPath(kDeadPid)), kStackTraceLog);
+    EXPECT_EQ(readFile(stackTraceLog(kDeadPid)), kStackTraceLog);
 }
 
 TEST_F(MissingReportsTest, ALogThatIsThereIsTaken) {
     addTrace(kDeadPid);
-    writeFile(logPath(kDeadPid), "# An unexpected error has occurred (99)\n");
+    writeFile(stackTraceLog(kDeadPid), "# An unexpected error has occurred (99)\n");
     writeMissingReports();
     EXPECT_NE(readFile(store + "/" + kName).find("\"signalNumber\": \"99\""), std::string::npos);
 }
 
 TEST_F(MissingReportsTest, ALogOfAnEarlierProcessIsMadeAnew) {
     addTrace(kDeadPid);
-    writeFile(logPath(kDeadPid), "# An unexpected error has occurred (99)\n");
-    recovery_test::setTime(logPath(kDeadPid), kBefore);
+    writeFile(stackTraceLog(kDeadPid), "# An unexpected error has occurred (99)\n");
+    recovery_test::setTime(stackTraceLog(kDeadPid), kBefore);
     writeMissingReports();
     EXPECT_NE(readFile(store + "/" + kName).find("\"signalNumber\": \"6\""), std::string::npos);
 }

@@ -16,7 +16,7 @@ using Texts = std::vector<std::string>;
 class RecoveredReportTest : public recovery_test::DeadSessionTest {
   protected:
     RecoveredReportTest() {
-        registerProcesses(std::string("testhost:") + kDeadPid + "\n");
+        writeRegistrations(std::string("testhost:") + kDeadPid + "\n");
         addTrace(kDeadPid);
     }
     ReportContent report() {
@@ -95,7 +95,7 @@ TEST_F(RecoveredReportTest, AUserWhoseNameIsAPathDoesNotLeadOutOfTheStore) {
         writeFile(factsPath(kDeadPid), "{\"userName\": \"" + name + "\"}");
         report();
         EXPECT_EQ(reports(), Texts{kName});
-        std::filesystem::rename(tracePath(kDeadPid), directory / ("old" + name.substr(0, 1)));
+        std::filesystem::rename(rawTrace(kDeadPid), directory / ("old" + name.substr(0, 1)));
     }
 }
 

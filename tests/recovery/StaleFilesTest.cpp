@@ -11,14 +11,12 @@ namespace {
 
 using HCrashReporter::clearLeftovers;
 using recovery_test::kDeadPid;
-using test_support::ChildProcess;
-using test_support::namesIn;
-using test_support::writeFile;
+using namespace test_support;
 using Names = std::vector<std::string>;
 
 class StaleFilesTest : public recovery_test::DeadSessionTest {
   protected:
-    StaleFilesTest() { registerProcesses("testhost:1\n"); }
+    StaleFilesTest() { writeRegistrations("testhost:1\n"); }
 
     static void put(const std::string& path, long secondsAgo = 0) {
         writeFile(path, "half");
@@ -69,7 +67,7 @@ TEST_F(StaleFilesTest, WhatARunningWriterWritesStaysHoweverOld) {
 }
 
 TEST_F(StaleFilesTest, WhatMayBeAnotherMachinesStaysForAnHour) {
-    registerProcesses("testhost:1\notherhost:2\n");
+    writeRegistrations("testhost:1\notherhost:2\n");
     put(store + "/.hcrpt-4194305-newone", kHour - 100);
     put(store + "/.hcrpt-4194305-oldone", kHour + 100);
     clearLeftovers();

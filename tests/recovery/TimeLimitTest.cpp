@@ -16,10 +16,10 @@ class TimeLimitTest : public recovery_test::DeadSessionTest {};
 
 // Whoever opens a pipe waits until somebody writes to it.
 TEST_F(TimeLimitTest, AReportThatTakesForEverEndsThePassAndIsNotTriedAgain) {
-    registerProcesses(std::string("testhost:") + kDeadPid + "\ntesthost:" + kOtherDeadPid + "\n");
+    writeRegistrations(std::string("testhost:") + kDeadPid + "\ntesthost:" + kOtherDeadPid + "\n");
     for (const char* pid : {kDeadPid, kOtherDeadPid}) {
         addTrace(pid);
-        ASSERT_EQ(mkfifo(logPath(pid).c_str(), 0600), 0);
+        ASSERT_EQ(mkfifo(stackTraceLog(pid).c_str(), 0600), 0);
     }
     for (int pass = 0; pass < 2; ++pass) {
         const test_support::StdoutCapture output;

@@ -6,8 +6,7 @@
 namespace report_server {
 namespace {
 
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 TEST(AnswerTest, IsStatusTypeHeadersAndText) {
     EXPECT_EQ(cgiAnswer({"200 OK", "fine"}),

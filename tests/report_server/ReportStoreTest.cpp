@@ -10,12 +10,7 @@
 namespace report_server {
 namespace {
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::namesIn;
-using test_support::readFile;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 TEST(ReportStoreTest, TheFileHoldsTheContentUnderAStampedName) {
     TempDir dir;

@@ -6,25 +6,16 @@
 #include <vector>
 
 #include "hcrpt/HCrashReportMgr.h"
-#include "support/ScopedEnvVar.h"
-#include "support/ScopedFakePlatform.h"
-#include "support/TempDir.h"
-
-using test_support::ScopedEnvVar;
-using test_support::ScopedFakePlatform;
-using test_support::TempDir;
+#include "support/SessionScene.h"
 
 namespace fs = std::filesystem;
+using CompleteCrashReportHandlerTest = test_support::SessionScene;
 
-TEST(CompleteCrashReportHandlerTest, ListsTheStoresReportsOnlyAndTouchesNothing) {
-    const TempDir dir;
-    const ScopedFakePlatform platform;
-    const ScopedEnvVar info("ZEB_SESSION_INFO", dir.path() + ":1");
-    const std::string store = dir / ".crashReporter/1/crashStore";
+TEST_F(CompleteCrashReportHandlerTest, ListsTheStoresReportsOnlyAndTouchesNothing) {
     fs::create_directories(store + "/CrashReport_dir");
     for (const char* name : {"CrashReport_a.json", "CrashReport_b.xml", "crashreport_c.json",
                              "hs_mangled_err_pid4711.log", "hs_err_pid4712.log"})
-        test_support::writeFile(store + "/" + name, "x\n");
+        add(name, "x\n");
     const std::vector<std::string> before = test_support::namesIn(store);
 
     HCrashReportMgr::CompleteCrashReportHandler handler;
@@ -36,9 +27,7 @@ TEST(CompleteCrashReportHandlerTest, ListsTheStoresReportsOnlyAndTouchesNothing)
     EXPECT_EQ(test_support::namesIn(store), before);
 }
 
-TEST(CompleteCrashReportHandlerTest, MissingStoreHasNoReports) {
-    const TempDir dir;
-    const ScopedEnvVar info("ZEB_SESSION_INFO", dir.path() + ":1");
+TEST_F(CompleteCrashReportHandlerTest, MissingStoreHasNoReports) {
     HCrashReportMgr::CompleteCrashReportHandler handler;
     EXPECT_TRUE(handler.getReportsInCrashStore().empty());
 }

@@ -9,26 +9,17 @@
 #include <string>
 
 #include "hcrpt/HCrashReportMgr.h"
-#include "support/ScopedEnvVar.h"
-#include "support/ScopedFakePlatform.h"
-#include "support/TempDir.h"
+#include "support/SessionScene.h"
 
-using test_support::readFile;
-using test_support::ScopedEnvVar;
-using test_support::ScopedFakePlatform;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 namespace fs = std::filesystem;
 
 namespace {
 
-class ConvertedTracesTest : public testing::Test {
+class ConvertedTracesTest : public test_support::SessionScene {
   protected:
-    ConvertedTracesTest() : m_info("ZEB_SESSION_INFO", dir.path() + ":1") {
-        fs::create_directories(store);
-        writeFile(raw, "libfoo.so(_Z3foov+0x1)[0x1]\n");
-    }
+    ConvertedTracesTest() { add("hs_mangled_err_pid7.log", "libfoo.so(_Z3foov+0x1)[0x1]\n"); }
 
     static void pass() { HCrashReportMgr::probeAndGetCrashReports(); }
     /// Until a later change of the raw trace would show in its times.
@@ -39,14 +30,8 @@ class ConvertedTracesTest : public testing::Test {
         return status.st_ino;
     }
 
-    const TempDir dir;
-    const ScopedFakePlatform platform;
-    const std::string store = dir / ".crashReporter/1/crashStore";
-    const std::string raw = store + "/hs_mangled_err_pid7.log";
-    const std::string log = store + "/hs_err_pid7.log";
-
-  private:
-    const ScopedEnvVar m_info;
+    const std::string raw = rawTrace("7");
+    const std::string log = stackTraceLog("7");
 };
 
 }  // namespace
@@ -56,7 +41,7 @@ TEST_F(ConvertedTracesTest, ALogIsLeftAloneWhileNeitherItNorItsTraceChanges) {
     pass();
     const ino_t first = logInode();
     // Takes the number that the log's would get if it were made anew.
-    writeFile(dir / "another", "");
+    writeFile(directory / "another", "");
     pass();
     EXPECT_EQ(logInode(), first);
 }

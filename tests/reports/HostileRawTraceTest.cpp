@@ -10,11 +10,7 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/TempDir.h"
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::readFile;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 namespace {
 

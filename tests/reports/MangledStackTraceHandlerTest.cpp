@@ -12,18 +12,11 @@
 
 #include "hcrpt/HCrashReportMgr.h"
 #include "support/ChildProcess.h"
-#include "support/ScopedEnvVar.h"
-#include "support/ScopedFakePlatform.h"
+#include "support/SessionScene.h"
 #include "support/StdoutCapture.h"
-#include "support/TempDir.h"
 
 using HCrashReportMgr::MangledStackTraceHandler;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::ScopedEnvVar;
-using test_support::ScopedFakePlatform;
-using test_support::StdoutCapture;
-using test_support::TempDir;
+using namespace test_support;
 
 namespace fs = std::filesystem;
 
@@ -32,7 +25,7 @@ namespace {
 /// Runs before each rename(); see the linker's --wrap.
 std::function<void(const std::string& from, const std::string& to)> beforeRename;
 
-class MangledStackTraceHandlerTest : public testing::Test {
+class MangledStackTraceHandlerTest : public test_support::SessionScene {
   protected:
     ~MangledStackTraceHandlerTest() override { beforeRename = nullptr; }
 
@@ -43,10 +36,9 @@ class MangledStackTraceHandlerTest : public testing::Test {
         return test_support::readFile(log);
     }
 
-    const TempDir dir;
     MangledStackTraceHandler handler;
-    const std::string raw = dir / "hs_mangled_err_pid4711.log";
-    const std::string log = dir / "hs_err_pid4711.log";
+    const std::string raw = data + "/hs_mangled_err_pid4711.log";
+    const std::string log = data + "/hs_err_pid4711.log";
 };
 
 }  // namespace
@@ -166,26 +158,25 @@ TEST_F(MangledStackTraceHandlerTest, PathOf18CharactersIsLongEnough) {
 }
 
 TEST_F(MangledStackTraceHandlerTest, PathWithoutTheMarkIsLeftAlone) {
-    const std::string path = dir / "hs_Mangled_err_pid4711.log";
+    const std::string path = data + "/hs_Mangled_err_pid4711.log";
     test_support::writeFile(path, "line\n");
     EXPECT_EQ(handler.demangleBTFile(path), "");
-    EXPECT_EQ(test_support::namesIn(dir.path()),
-              std::vector<std::string>{"hs_Mangled_err_pid4711.log"});
+    EXPECT_EQ(test_support::namesIn(data), std::vector<std::string>{"hs_Mangled_err_pid4711.log"});
 }
 
 TEST_F(MangledStackTraceHandlerTest, FirstMarkOfTheWholePathIsRemovedDirectoriesIncluded) {
-    fs::create_directories(dir / "mangled_dir");
-    fs::create_directories(dir / "dir");
-    const std::string inside = dir / "mangled_dir/hs_mangled_err_pid1.log";
+    fs::create_directories(data + "/mangled_dir");
+    fs::create_directories(data + "/dir");
+    const std::string inside = data + "/mangled_dir/hs_mangled_err_pid1.log";
     test_support::writeFile(inside, "line\n");
-    EXPECT_EQ(handler.demangleBTFile(inside), dir / "dir/hs_mangled_err_pid1.log");
-    EXPECT_EQ(test_support::readFile(dir / "dir/hs_mangled_err_pid1.log"), "line\n");
+    EXPECT_EQ(handler.demangleBTFile(inside), data + "/dir/hs_mangled_err_pid1.log");
+    EXPECT_EQ(test_support::readFile(data + "/dir/hs_mangled_err_pid1.log"), "line\n");
 }
 
 TEST_F(MangledStackTraceHandlerTest, OnlyOneMarkIsRemoved) {
-    const std::string path = dir / "hs_mangled_mangled_1.log";
+    const std::string path = data + "/hs_mangled_mangled_1.log";
     test_support::writeFile(path, "line\n");
-    EXPECT_EQ(handler.demangleBTFile(path), dir / "hs_mangled_1.log");
+    EXPECT_EQ(handler.demangleBTFile(path), data + "/hs_mangled_1.log");
 }
 
 TEST_F(MangledStackTraceHandlerTest, UnreadableTraceGivesAPathWithoutAFile) {
@@ -232,7 +223,7 @@ TEST_F(MangledStackTraceHandlerTest, RawTraceStaysAsItIs) {
     const std::string content = "/opt/lib/libfoo.so(_Z1fv+0x1)\n\n";
     readable(content);
     EXPECT_EQ(test_support::readFile(raw), content);
-    EXPECT_EQ(test_support::namesIn(dir.path()),
+    EXPECT_EQ(test_support::namesIn(data),
               (std::vector<std::string>{"hs_err_pid4711.log", "hs_mangled_err_pid4711.log"}));
 }
 
@@ -274,25 +265,22 @@ TEST_F(MangledStackTraceHandlerTest, FullDiskStillReleasesTheWaitingProcess) {
 // --- Lists ---------------------------------------------------------------------------------------
 
 TEST_F(MangledStackTraceHandlerTest, ResultsKeepTheirOrderEmptyOnesIncluded) {
-    const std::string second = dir / "hs_mangled_err_pid2.log";
+    const std::string second = data + "/hs_mangled_err_pid2.log";
     test_support::writeFile(second, "two\n");
-    const std::string markless = dir / "no_mark_in_this_name.log";
+    const std::string markless = data + "/no_mark_in_this_name.log";
     test_support::writeFile(markless, "x\n");
     EXPECT_EQ(
         handler.generateDemangledBTFiles({second, markless, raw, second}),
-        (std::vector<std::string>{dir / "hs_err_pid2.log", "", log, dir / "hs_err_pid2.log"}));
+        (std::vector<std::string>{data + "/hs_err_pid2.log", "", log, data + "/hs_err_pid2.log"}));
     EXPECT_TRUE(handler.generateDemangledBTFiles({}).empty());
 }
 
 TEST_F(MangledStackTraceHandlerTest, EveryRawTraceOfTheStoreIsMadeReadable) {
-    const ScopedFakePlatform platform;
-    const ScopedEnvVar info("ZEB_SESSION_INFO", dir.path() + ":1");
-    const std::string store = dir / ".crashReporter/1/crashStore";
     fs::create_directories(store + "/hs_mangled_err_pid9.log");  // no trace: a directory
-    test_support::writeFile(store + "/hs_mangled_err_pid1.log", "one\n");
-    test_support::writeFile(store + "/hs_mangled_err_pid2.log", "two\n");
-    test_support::writeFile(store + "/other_mangled_err_pid3.log", "three\n");
-    test_support::writeFile(store + "/CrashReport_a.json", "{}");
+    add("hs_mangled_err_pid1.log", "one\n");
+    add("hs_mangled_err_pid2.log", "two\n");
+    add("other_mangled_err_pid3.log", "three\n");
+    add("CrashReport_a.json", "{}");
 
     HCrashReportMgr::HCrashReportHandler& base = handler;
     EXPECT_EQ(base.getReportsInCrashStore(),
@@ -304,14 +292,8 @@ TEST_F(MangledStackTraceHandlerTest, EveryRawTraceOfTheStoreIsMadeReadable) {
 }
 
 TEST_F(MangledStackTraceHandlerTest, AReportThatComesWhileTracesAreMadeReadableIsListed) {
-    const ScopedFakePlatform platform;
-    const ScopedEnvVar info("ZEB_SESSION_INFO", dir.path() + ":1");
-    const std::string store = dir / ".crashReporter/1/crashStore";
-    fs::create_directories(store);
-    test_support::writeFile(store + "/hs_mangled_err_pid1.log", "one\n");
-    beforeRename = [&](const std::string&, const std::string&) {
-        test_support::writeFile(store + "/CrashReport_a.json", "{}");
-    };
+    add("hs_mangled_err_pid1.log", "one\n");
+    beforeRename = [&](const std::string&, const std::string&) { add("CrashReport_a.json", "{}"); };
     EXPECT_EQ(handler.getReportsInCrashStore(),
               std::vector<std::string>{store + "/CrashReport_a.json"});
 }

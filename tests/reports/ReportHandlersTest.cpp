@@ -8,34 +8,19 @@
 #include <vector>
 
 #include "hcrpt/HCrashReportMgr.h"
-#include "support/ScopedEnvVar.h"
-#include "support/ScopedFakePlatform.h"
+#include "support/SessionScene.h"
 #include "support/StdoutCapture.h"
-#include "support/TempDir.h"
 
 using HCrashReportMgr::CompleteCrashReportHandler;
 using HCrashReportMgr::HCrashReportHandler;
 using HCrashReportMgr::MangledStackTraceHandler;
-using test_support::ScopedEnvVar;
-using test_support::ScopedFakePlatform;
-using test_support::StdoutCapture;
-using test_support::TempDir;
+using namespace test_support;
 
 namespace fs = std::filesystem;
 
 namespace {
 
-class ReportHandlersTest : public testing::Test {
-  protected:
-    ReportHandlersTest() : m_info("ZEB_SESSION_INFO", dir.path() + ":1") {}
-
-    const TempDir dir;
-    const ScopedFakePlatform platform;
-    const std::string store = dir / ".crashReporter/1/crashStore";
-
-  private:
-    const ScopedEnvVar m_info;
-};
+using ReportHandlersTest = test_support::SessionScene;
 
 }  // namespace
 
@@ -67,11 +52,9 @@ TEST_F(ReportHandlersTest, OtherValuesHaveNoHandler) {
 }
 
 TEST_F(ReportHandlersTest, ProbingListsReportsAndLeavesReadableLogsBesideRawTraces) {
-    fs::create_directories(store);
-    test_support::writeFile(store + "/hs_mangled_err_pid4711.log",
-                            "/opt/lib/libfoo.so(_ZN3foo3barEv+0x1a)[0x7f00]\n");
-    test_support::writeFile(store + "/CrashReport_a.json", "{}");
-    test_support::writeFile(store + "/processRegFile.txt", "");
+    add("hs_mangled_err_pid4711.log", "/opt/lib/libfoo.so(_ZN3foo3barEv+0x1a)[0x7f00]\n");
+    add("CrashReport_a.json", "{}");
+    add("processRegFile.txt", "");
     const StdoutCapture capture;
     EXPECT_EQ(HCrashReportMgr::probeAndGetCrashReports(),
               std::vector<std::string>{store + "/CrashReport_a.json"});
@@ -79,28 +62,25 @@ TEST_F(ReportHandlersTest, ProbingListsReportsAndLeavesReadableLogsBesideRawTrac
     EXPECT_EQ(test_support::namesIn(store),
               (std::vector<std::string>{"CrashReport_a.json", "hs_err_pid4711.log",
                                         "hs_mangled_err_pid4711.log", "processRegFile.txt"}));
-    EXPECT_EQ(test_support::readFile(store + "/hs_err_pid4711.log"),
-              "libfoo.so(foo::bar()+0x1a)[0x7f00]\n");
+    EXPECT_EQ(readFile(stackTraceLog("4711")), "libfoo.so(foo::bar()+0x1a)[0x7f00]\n");
 }
 
 TEST_F(ReportHandlersTest, ProbingTwiceWritesTheSameReadableLog) {
-    fs::create_directories(store);
     const std::string raw = "/opt/lib/libfoo.so(_ZN3foo3barEv+0x1a)[0x7f00]\n";
-    test_support::writeFile(store + "/hs_mangled_err_pid4711.log", raw);
+    add("hs_mangled_err_pid4711.log", raw);
     HCrashReportMgr::probeAndGetCrashReports();
-    const std::string first = test_support::readFile(store + "/hs_err_pid4711.log");
+    const std::string first = readFile(stackTraceLog("4711"));
     HCrashReportMgr::probeAndGetCrashReports();
-    EXPECT_EQ(test_support::readFile(store + "/hs_err_pid4711.log"), first);
-    EXPECT_EQ(test_support::readFile(store + "/hs_mangled_err_pid4711.log"), raw);
+    EXPECT_EQ(readFile(stackTraceLog("4711")), first);
+    EXPECT_EQ(readFile(rawTrace("4711")), raw);
 }
 
 TEST_F(ReportHandlersTest, EachPassFollowsARawTraceThatChanged) {
-    fs::create_directories(store);
-    test_support::writeFile(store + "/hs_mangled_err_pid1.log", "a long first version\n");
+    add("hs_mangled_err_pid1.log", "a long first version\n");
     HCrashReportMgr::probeAndGetCrashReports();
-    test_support::writeFile(store + "/hs_mangled_err_pid1.log", "second\n");
+    add("hs_mangled_err_pid1.log", "second\n");
     HCrashReportMgr::probeAndGetCrashReports();
-    EXPECT_EQ(test_support::readFile(store + "/hs_err_pid1.log"), "second\n");
+    EXPECT_EQ(readFile(stackTraceLog("1")), "second\n");
 }
 
 TEST_F(ReportHandlersTest, EmptyOrMissingStoreHasNoReports) {

@@ -15,8 +15,7 @@
 #include "hcrpt/HCrashCapture.h"
 #include "support/ChildProcess.h"
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
+using namespace test_support;
 
 namespace {
 

@@ -10,9 +10,7 @@
 #include "support/ScopedFakePlatform.h"
 #include "support/TempDir.h"
 
-using test_support::ScopedEnvVar;
-using test_support::ScopedFakePlatform;
-using test_support::TempDir;
+using namespace test_support;
 
 namespace fs = std::filesystem;
 

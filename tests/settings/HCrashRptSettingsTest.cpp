@@ -9,10 +9,7 @@
 #include "support/ScopedEnvVar.h"
 #include "support/ScopedFakePlatform.h"
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::ScopedEnvVar;
-using test_support::ScopedFakePlatform;
+using namespace test_support;
 
 namespace {
 

@@ -9,9 +9,7 @@
 
 namespace {
 
-using test_support::ScopedFakePlatform;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 TEST(ScopedFakePlatformTest, FactsAreTheSameOnEveryMachine) {
     const ScopedFakePlatform fake;

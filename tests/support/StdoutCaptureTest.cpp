@@ -8,8 +8,7 @@
 
 namespace {
 
-using test_support::ChildProcess;
-using test_support::StdoutCapture;
+using namespace test_support;
 
 TEST(StdoutCaptureTest, TellsFlushedTextFromWhatIsStillBuffered) {
     const StdoutCapture capture;

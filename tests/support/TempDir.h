@@ -4,7 +4,8 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
+
+#include "support/Files.h"
 
 namespace test_support {
 
@@ -36,12 +37,5 @@ class ScopedWorkingDirectory {
   private:
     std::filesystem::path m_before;
 };
-
-/// Whole content of a file; fails the test when it cannot be read.
-std::string readFile(const std::string& path);
-/// Writes a file anew; fails the test when it cannot.
-void writeFile(const std::string& path, const std::string& content);
-/// Names of a directory's entries, sorted.
-std::vector<std::string> namesIn(const std::string& directory);
 
 }  // namespace test_support

@@ -9,9 +9,7 @@
 
 namespace {
 
-using test_support::ScopedFakePlatform;
-using test_support::StdoutCapture;
-using test_support::TempDir;
+using namespace test_support;
 
 // A plain value: five texts and nothing else, no virtual operations.
 static_assert(!std::is_polymorphic_v<ClientInfoCL> && std::is_copy_assignable_v<ClientInfoCL>);

@@ -10,12 +10,7 @@
 
 namespace {
 
-using test_support::FakeUploadTool;
-using test_support::ScopedFakePlatform;
-using test_support::ScopedWorkingDirectory;
-using test_support::StdoutCapture;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 constexpr char kSuccess[] = "HTTP/1.1 200 OK";
 

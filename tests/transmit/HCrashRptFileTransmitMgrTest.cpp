@@ -12,11 +12,7 @@
 
 namespace {
 
-using test_support::FakeUploadTool;
-using test_support::ScopedFakePlatform;
-using test_support::StdoutCapture;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 constexpr char kNoCertificate[] = "[Crash Reporter] Error: CA certificate file  does not exist.\n";
 

@@ -6,8 +6,7 @@
 namespace hcrpt {
 namespace {
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
+using namespace test_support;
 
 TEST(ShellTextTest, EachCharacterThatAShellActsOnWithinDoubleQuotesIsFound) {
     for (const char c : {'$', '`', '"', '\\', '\n'})

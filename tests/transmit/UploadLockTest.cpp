@@ -12,11 +12,7 @@ namespace hcrpt {
 namespace {
 
 using namespace std::chrono_literals;
-using test_support::ChildProcess;
-using test_support::eventually;
-using test_support::exitedWith;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 class UploadLockTest : public testing::Test {
   protected:

@@ -15,10 +15,7 @@
 #include "utils/AtomicFile.h"
 
 using hcrpt::AtomicFile;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::ScopedWorkingDirectory;
-using test_support::TempDir;
+using namespace test_support;
 
 namespace fs = std::filesystem;
 

@@ -17,11 +17,7 @@
 #include "utils/LinkSeams.h"
 
 using seams::ScopedSeam;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::ScopedFakePlatform;
-using test_support::StdoutCapture;
-using test_support::TempDir;
+using namespace test_support;
 
 namespace fs = std::filesystem;
 

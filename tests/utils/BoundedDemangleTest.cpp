@@ -17,8 +17,7 @@
 #include "tests/utils/LinkSeams.h"
 #include "utils/BoundedDemangle.h"
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
+using namespace test_support;
 
 namespace {
 

@@ -9,40 +9,28 @@
 
 #include "hcrpt/HCrashRptUtils.h"
 #include "support/ChildProcess.h"
-#include "support/ScopedEnvVar.h"
-#include "support/ScopedFakePlatform.h"
+#include "support/SessionScene.h"
 #include "support/StdoutCapture.h"
-#include "support/TempDir.h"
 #include "utils/Message.h"
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::ScopedEnvVar;
-using test_support::ScopedFakePlatform;
-using test_support::StdoutCapture;
-using test_support::TempDir;
+using namespace test_support;
 
 namespace fs = std::filesystem;
 
 namespace {
 
 /// Standard output can be given away only once: each test does so in a child.
-class CrashLogTest : public testing::Test {
+class CrashLogTest : public test_support::SessionScene {
   protected:
-    CrashLogTest() : m_info("ZEB_SESSION_INFO", dir.path() + ":1") {
+    CrashLogTest() {
         platform.fakePid = 4711;
         platform.fakeWorkingDirectory = "/some/where";
     }
-    void makeSessionDirectory() { fs::create_directories(dir / ".crashReporter/1"); }
+    void makeSessionDirectory() { fs::create_directories(sessionDirectory); }
 
-    const TempDir dir;
-    ScopedFakePlatform platform;
-    const std::string log = dir / ".crashReporter/1/crashReporter4711.log";
+    const std::string log = reporterLog("4711");
     const std::string startLine =
         "[Crash Reporter] Started with processId = 4711, at dir = '/some/where', at time = ";
-
-  private:
-    const ScopedEnvVar m_info;
 };
 
 mode_t permissionsOf(const std::string& path) {
@@ -135,7 +123,7 @@ TEST_F(CrashLogTest, SecondRedirectionDoesNothing) {
         return test_support::readFile(log) == first ? 0 : 2;
     });
     EXPECT_EQ(child.wait(), exitedWith(0));
-    EXPECT_FALSE(fs::exists(dir / ".crashReporter/1/crashReporter4712.log"));
+    EXPECT_FALSE(fs::exists(reporterLog("4712")));
 }
 
 TEST_F(CrashLogTest, RedirectionAfterClosingDoesNothing) {
@@ -150,7 +138,7 @@ TEST_F(CrashLogTest, RedirectionAfterClosingDoesNothing) {
         return test_support::readFile(log) == first ? 0 : 3;
     });
     EXPECT_EQ(child.wait(), exitedWith(0));
-    EXPECT_FALSE(fs::exists(dir / ".crashReporter/1/crashReporter4712.log"));
+    EXPECT_FALSE(fs::exists(reporterLog("4712")));
 }
 
 TEST_F(CrashLogTest, MissingDirectoryCountsAsRedirectedAndLeavesTheConsole) {
@@ -185,7 +173,7 @@ TEST_F(CrashLogTest, MissingDirectoryStaysMissing) {
         return 0;
     });
     EXPECT_EQ(child.wait(), exitedWith(0));
-    EXPECT_FALSE(fs::exists(dir / ".crashReporter"));
+    EXPECT_FALSE(fs::exists(directory / ".crashReporter"));
 }
 
 TEST_F(CrashLogTest, ClosingWithoutRedirectionLeavesStandardOutputOpen) {

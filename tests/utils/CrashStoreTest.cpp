@@ -10,33 +10,21 @@
 
 #include "hcrpt/HCrashRptUtils.h"
 #include "support/ChildProcess.h"
-#include "support/ScopedEnvVar.h"
-#include "support/ScopedFakePlatform.h"
+#include "support/SessionScene.h"
 #include "support/StdoutCapture.h"
-#include "support/TempDir.h"
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::ScopedEnvVar;
-using test_support::ScopedFakePlatform;
-using test_support::StdoutCapture;
-using test_support::TempDir;
+using namespace test_support;
 
 namespace fs = std::filesystem;
 
 namespace {
 
-class CrashStoreTest : public testing::Test {
+class CrashStoreTest : public test_support::SessionScene {
   protected:
-    CrashStoreTest() : m_info("ZEB_SESSION_INFO", dir.path() + ":1") {}
+    const std::string scratchDir = directory / ".crashReporter";
+    const std::string dir = directory / "listed";
 
-    const TempDir dir;
-    ScopedFakePlatform platform;
-    const std::string scratchDir = dir / ".crashReporter";
-    const std::string store = scratchDir + "/1/crashStore";
-
-  private:
-    const ScopedEnvVar m_info;
+    CrashStoreTest() { fs::create_directory(dir); }
 };
 
 /// Entries in a fixed order; counts the iterators that are still there.
@@ -219,11 +207,11 @@ TEST_F(CrashStoreTest, DeletingTheReporterDirectoryTakesAllSessionsInSilence) {
     fs::create_directories(store);
     fs::create_directories(scratchDir + "/2/crashStore");
     test_support::writeFile(scratchDir + "/2/crashStore/file", "x");
-    test_support::writeFile(dir / "kept", "x");
+    const std::vector<std::string> others = {"appdata", "data", "listed", "tmp"};
     const StdoutCapture capture;
     HCrashRptUtils::deleteCrashReporterDir();
     EXPECT_EQ(capture.text(), "");
-    EXPECT_EQ(test_support::namesIn(dir.path()), std::vector<std::string>{"kept"});
+    EXPECT_EQ(test_support::namesIn(directory.path()), others);
 }
 
 TEST_F(CrashStoreTest, DeletingAMissingReporterDirectoryIsSilent) {
@@ -252,58 +240,59 @@ TEST_F(CrashStoreTest, ReporterDirectoryThatStaysIsAnError) {
 TEST_F(CrashStoreTest, ListsFilesThatBeginWithThePrefix) {
     for (const char* name : {"CrashReport_a.json", "crashreport_b.json", "CrashReport_",
                              "CrashRepor", "xCrashReport_c", ".CrashReport_d"})
-        test_support::writeFile(dir / name, "");
-    fs::create_directories(dir / "CrashReport_dir");
-    test_support::writeFile(dir / "CrashReport_dir/CrashReport_below", "");
-    EXPECT_EQ(sorted(HCrashRptUtils::getFilesWithPrefix("CrashReport_", dir.path())),
-              (std::vector<std::string>{dir / "CrashReport_", dir / "CrashReport_a.json"}));
+        test_support::writeFile(dir + "/" + name, "");
+    fs::create_directories(dir + "/CrashReport_dir");
+    test_support::writeFile(dir + "/CrashReport_dir/CrashReport_below", "");
+    EXPECT_EQ(sorted(HCrashRptUtils::getFilesWithPrefix("CrashReport_", dir)),
+              (std::vector<std::string>{dir + "/CrashReport_", dir + "/CrashReport_a.json"}));
 }
 
 TEST_F(CrashStoreTest, ListsWhateverIsNoDirectory) {
-    test_support::writeFile(dir / "file", "");
-    fs::create_directories(dir / "directory");
-    fs::create_symlink(dir / "file", dir / "p_to_file");
-    fs::create_symlink(dir / "nothing", dir / "p_to_nothing");
-    fs::create_symlink(dir / "directory", dir / "p_to_directory");
-    ASSERT_EQ(mkfifo((dir / "p_fifo").c_str(), 0600), 0);
-    EXPECT_EQ(sorted(HCrashRptUtils::getFilesWithPrefix("p_", dir.path())),
-              (std::vector<std::string>{dir / "p_fifo", dir / "p_to_file", dir / "p_to_nothing"}));
+    test_support::writeFile(dir + "/file", "");
+    fs::create_directories(dir + "/directory");
+    fs::create_symlink(dir + "/file", dir + "/p_to_file");
+    fs::create_symlink(dir + "/nothing", dir + "/p_to_nothing");
+    fs::create_symlink(dir + "/directory", dir + "/p_to_directory");
+    ASSERT_EQ(mkfifo((dir + "/p_fifo").c_str(), 0600), 0);
+    EXPECT_EQ(
+        sorted(HCrashRptUtils::getFilesWithPrefix("p_", dir)),
+        (std::vector<std::string>{dir + "/p_fifo", dir + "/p_to_file", dir + "/p_to_nothing"}));
 }
 
 TEST_F(CrashStoreTest, EmptyPrefixOrDirectoryListsNothing) {
-    test_support::writeFile(dir / "file", "");
-    EXPECT_TRUE(HCrashRptUtils::getFilesWithPrefix("", dir.path()).empty());
+    test_support::writeFile(dir + "/file", "");
+    EXPECT_TRUE(HCrashRptUtils::getFilesWithPrefix("", dir).empty());
     EXPECT_TRUE(HCrashRptUtils::getFilesWithPrefix("file", "").empty());
     EXPECT_TRUE(HCrashRptUtils::getFilesWithPrefix("", "").empty());
 }
 
 TEST_F(CrashStoreTest, WhatIsNoDirectoryListsNothing) {
-    test_support::writeFile(dir / "file", "");
-    EXPECT_TRUE(HCrashRptUtils::getFilesWithPrefix("file", dir / "file").empty());
-    EXPECT_TRUE(HCrashRptUtils::getFilesWithPrefix("file", dir / "missing").empty());
+    test_support::writeFile(dir + "/file", "");
+    EXPECT_TRUE(HCrashRptUtils::getFilesWithPrefix("file", dir + "/file").empty());
+    EXPECT_TRUE(HCrashRptUtils::getFilesWithPrefix("file", dir + "/missing").empty());
 }
 
 TEST_F(CrashStoreTest, OnlyWhatThePlatformCallsADirectoryIsWalked) {
     ListingPlatform listing;
-    listing.entries = {dir / "p_a"};
+    listing.entries = {dir + "/p_a"};
     listing.onIsDir = [](const std::string&) { return false; };
-    EXPECT_TRUE(HCrashRptUtils::getFilesWithPrefix("p_", dir.path()).empty());
+    EXPECT_TRUE(HCrashRptUtils::getFilesWithPrefix("p_", dir).empty());
     listing.onIsDir = [](const std::string& path) { return path.empty(); };
     EXPECT_TRUE(HCrashRptUtils::getFilesWithPrefix("p_", "").empty());
     EXPECT_EQ(listing.made, 0);
 }
 
 TEST_F(CrashStoreTest, DirectoryIsJoinedAsItIsPassed) {
-    test_support::writeFile(dir / "file", "");
-    EXPECT_EQ(HCrashRptUtils::getFilesWithPrefix("file", dir.path() + "/"),
-              std::vector<std::string>{dir.path() + "//file"});
+    test_support::writeFile(dir + "/file", "");
+    EXPECT_EQ(HCrashRptUtils::getFilesWithPrefix("file", dir + "/"),
+              std::vector<std::string>{dir + "//file"});
 }
 
 TEST_F(CrashStoreTest, OrderIsThePlatformsAndTheIteratorIsReleased) {
     ListingPlatform listing;
-    listing.entries = {dir / "p_b", dir / "p_a", dir / "other", dir / "p_c"};
-    EXPECT_EQ(HCrashRptUtils::getFilesWithPrefix("p_", dir.path()),
-              (std::vector<std::string>{dir / "p_b", dir / "p_a", dir / "p_c"}));
+    listing.entries = {dir + "/p_b", dir + "/p_a", dir + "/other", dir + "/p_c"};
+    EXPECT_EQ(HCrashRptUtils::getFilesWithPrefix("p_", dir),
+              (std::vector<std::string>{dir + "/p_b", dir + "/p_a", dir + "/p_c"}));
     EXPECT_EQ(listing.made, 1);
     EXPECT_EQ(listing.alive, 0);
 }

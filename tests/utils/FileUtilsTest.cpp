@@ -16,11 +16,7 @@
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::ScopedFakePlatform;
-using test_support::StdoutCapture;
-using test_support::TempDir;
+using namespace test_support;
 
 namespace fs = std::filesystem;
 

@@ -14,10 +14,7 @@
 #include "utils/LinkSeams.h"
 #include "utils/Message.h"
 
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::StdoutCapture;
-using test_support::TempDir;
+using namespace test_support;
 
 TEST(MessageTest, MessageHasPrefixAndLineFeedAndIsFlushed) {
     const StdoutCapture capture;

@@ -23,11 +23,7 @@
 #include "utils/LinkSeams.h"
 
 using seams::ScopedSeam;
-using test_support::ChildProcess;
-using test_support::exitedWith;
-using test_support::ScopedEnvVar;
-using test_support::ScopedFakePlatform;
-using test_support::TempDir;
+using namespace test_support;
 
 namespace fs = std::filesystem;
 

@@ -19,8 +19,7 @@
 using hcrpt::flushText;
 using hcrpt::putText;
 using hcrpt::writeAll;
-using test_support::readFile;
-using test_support::TempDir;
+using namespace test_support;
 
 namespace {
 

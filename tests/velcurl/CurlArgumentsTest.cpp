@@ -6,9 +6,7 @@
 namespace velcurl {
 namespace {
 
-using test_support::ScopedWorkingDirectory;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 using Words = std::vector<std::string>;
 
 /// With the usual bound.

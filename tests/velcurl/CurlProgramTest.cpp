@@ -9,8 +9,7 @@
 namespace velcurl {
 namespace {
 
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 
 TEST(CurlProgramTest, TheSystemsPlacesAreAbsoluteAndUsrBinIsFirst) {
     EXPECT_EQ(systemPlaces().front(), "/usr/bin/curl");

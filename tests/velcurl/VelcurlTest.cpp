@@ -15,15 +15,7 @@
 
 namespace {
 
-using test_support::ChildProcess;
-using test_support::eventually;
-using test_support::exitedWith;
-using test_support::ExitState;
-using test_support::isRunning;
-using test_support::killedBy;
-using test_support::readFile;
-using test_support::TempDir;
-using test_support::writeFile;
+using namespace test_support;
 using Words = std::vector<std::string>;
 
 constexpr char kTraceOf200[] = "> POST / HTTP/1.1\r\n> \r\n< HTTP/1.1 200 OK\r\n< \r\n";

@@ -6,8 +6,7 @@
 #include "writers/WriterTest.h"
 
 using HCrashRptMetaData::TableNode;
-using test_support::namesIn;
-using test_support::StdoutCapture;
+using namespace test_support;
 using Nodes = std::vector<TableNode*>;
 
 namespace {

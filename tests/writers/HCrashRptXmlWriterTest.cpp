@@ -10,10 +10,7 @@
 #include "writers/WriterTest.h"
 
 using HCrashRptMetaData::TableNode;
-using test_support::namesIn;
-using test_support::readFile;
-using test_support::StdoutCapture;
-using test_support::writeFile;
+using namespace test_support;
 using Nodes = std::vector<TableNode*>;
 using Names = std::vector<std::string>;
 

@@ -10,10 +10,7 @@
 #include "support/StdoutCapture.h"
 #include "writers/WriterTest.h"
 
-using test_support::namesIn;
-using test_support::readFile;
-using test_support::StdoutCapture;
-using test_support::writeFile;
+using namespace test_support;
 using Names = std::vector<std::string>;
 
 namespace {
