@@ -16,6 +16,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "capture/SiblingLock.h"
 #include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptUtils.h"
@@ -74,6 +75,7 @@ void HCrptLinuxExceptionHandler::crptDefaultLinuxHandler(int sig) {
     }
     letFaultsThroughOnly();
     liftLimits();
+    hcrpt::SiblingLock::acquire();
     hcrpt::Watchdog::enable(kExitStatusOfSignal + sig);
     writeStackTraceTxtLog(sig);
     writeCrashReport();

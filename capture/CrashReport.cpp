@@ -3,6 +3,7 @@
 #include "HUTFile.h"
 #include "capture/CrashStack.h"
 #include "capture/HeapProbe.h"
+#include "capture/SiblingLock.h"
 #include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptMetaData.h"
@@ -38,7 +39,8 @@ void writeReport() {
         hcrpt::printMessage("Could not create crash log in the absence of a crashStore");
         return;
     }
-    HCrashRptJsonWriter::writeJsonRpt(crashStore, manager);
+    if (!HCrashRptJsonWriter::writeJsonRpt(crashStore, manager).empty())
+        hcrpt::SiblingLock::note(hcrpt::SiblingLock::Stage::reported);
 }
 
 void writeReportNoThrow(void*) {

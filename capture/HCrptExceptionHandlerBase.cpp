@@ -2,6 +2,8 @@
 
 #include "capture/CrashStack.h"
 #include "capture/RawTrace.h"
+#include "capture/SiblingLock.h"
+#include "capture/SiblingTraces.h"
 #include "capture/TraceHandOver.h"
 #include "hcrpt/HCrashCapture.h"
 
@@ -15,6 +17,8 @@ HCrptExceptionHandlerBase::HCrptExceptionHandlerBase() {
     // heap beneath the alternate one.
     if (!hcrpt::CrashStack::reserve()) throw std::bad_alloc();
     hcrpt::TraceHandOver::prepare();
+    hcrpt::SiblingTraces::prepare();
+    hcrpt::SiblingLock::prepare();
     hcrpt::primeRawTrace();
 }
 

@@ -6,6 +6,8 @@
 #include "capture/CrashOutput.h"
 #include "capture/HeapProbe.h"
 #include "capture/SafeFormat.h"
+#include "capture/SiblingLock.h"
+#include "capture/SiblingTraces.h"
 #include "capture/StorePath.h"
 #include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
@@ -72,12 +74,17 @@ bool haveCrashStore(const std::string& crashStore) {
     return HUTFile::exists(crashStore) || HCrashRptUtils::createCrashStore();
 }
 
-bool waitForFile(const HUTFile& file) {
+bool isLogThere(const std::string& crashStore) {
+    const char* const log = HCrptResourceMgr::getStacktraceLogPath().c_str();
+    return s_prepared->log.exists() && SiblingTraces::isOwnLog(crashStore.c_str(), log);
+}
+
+bool waitForLog(const std::string& crashStore) {
     for (int test = 0; test < kLogWaitTests; ++test) {
-        if (file.exists()) return true;
+        if (isLogThere(crashStore)) return true;
         HCrashRptUtils::sleep(1);
     }
-    return file.exists();
+    return isLogThere(crashStore);
 }
 
 void tellWhere(const char* directory, const char* separator, const char* name) {
@@ -102,10 +109,12 @@ void handOver(bool copyRawTrace) {
             "of a crashStore");
         return;
     }
-    if (copyRawTrace) s_prepared->rawTrace.copyToDir(crashStore, HUTFile::COPY_REPLACE);
+    SiblingTraces::clear(crashStore.c_str());
+    if (copyRawTrace && s_prepared->rawTrace.copyToDir(crashStore, HUTFile::COPY_REPLACE))
+        SiblingLock::note(SiblingLock::Stage::traceCopied);
 
     Watchdog::set(kLogWaitTests + Watchdog::kCopies);
-    if (!waitForFile(s_prepared->log)) {
+    if (!waitForLog(crashStore)) {
         tellWhere(rawTrace, "", "");
         return;
     }

@@ -136,6 +136,18 @@ void waitForSignal() {
     for (;;) pause();
 }
 
+template <int number>
+void worker() {
+    int volatile* volatile null = nullptr;
+    *null = number;
+}
+
+void failAsWorker(int number) {
+    static constexpr void (*kFunctions[kWorkers])() = {worker<0>, worker<1>, worker<2>, worker<3>,
+                                                       worker<4>, worker<5>, worker<6>, worker<7>};
+    kFunctions[number]();
+}
+
 }  // namespace zeb::failing
 
 void LONG_NAME() {

@@ -28,6 +28,9 @@ void corruptTop();
 void atDepth(int calls, void (*failure)() = nullWrite);
 /// Waits for a signal from outside.
 void waitForSignal();
+/// Null write in the function worker<NUMBER>(), 0 to kWorkers - 1.
+constexpr int kWorkers = 8;
+void failAsWorker(int number);
 
 }  // namespace zeb::failing
 

@@ -126,6 +126,45 @@ int inForkedChild() {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 1;
 }
 
+/// Each in a function of its own, all at once.
+int inEveryWorker() {
+    int starts[2];
+    if (pipe2(starts, O_CLOEXEC) != 0) _exit(2);
+    for (int number = 0; number < failing::kWorkers; ++number) {
+        if (fork() != 0) continue;
+        char never = 0;
+        close(starts[1]);
+        static_cast<void>(read(starts[0], &never, 1));  // ends when the parent closes the pipe
+        failing::failAsWorker(number);
+        _exit(kStillAlive);
+    }
+    close(starts[1]);
+    int ended = 0;
+    for (int status = 0; wait(&status) > 0;)
+        if (WIFEXITED(status) && WEXITSTATUS(status) == 128 + SIGSEGV) ++ended;
+    return ended;
+}
+
+/// The first child is killed while it waits for its log; then the second one fails.
+int afterAKilledSibling() {
+    for (int number = 0; number < 2; ++number) {
+        const pid_t child = fork();
+        if (child == 0) {
+            failing::failAsWorker(number);
+            _exit(kStillAlive);
+        }
+        if (number == 0) {
+            waitForFile("kill-the-first");
+            kill(child, SIGKILL);
+        }
+        int status = 0;
+        while (waitpid(child, &status, 0) < 0) {
+        }
+        if (number == 0) waitForFile("fail-the-second");
+    }
+    return 0;
+}
+
 void withoutDescriptors(rlim_t hard) {
     rlimit limit = {64, hard};
     setrlimit(RLIMIT_NOFILE, &limit);
@@ -219,6 +258,8 @@ const std::map<std::string, Action> kScenarios = {
     {"deep-1500", [] { failing::atDepth(1500); }},
     {"long-name", callLongName},
     {"forked-child", [] { _exit(inForkedChild()); }},
+    {"forked-crowd", [] { _exit(inEveryWorker()); }},
+    {"killed-sibling", [] { _exit(afterAKilledSibling()); }},
     {"no-descriptors", [] { withoutDescriptors(4096); }},
     {"no-descriptors-hard", [] { withoutDescriptors(64); }},
     {"ignored-sigchld",

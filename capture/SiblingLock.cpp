@@ -1,0 +1,82 @@
+#include "capture/SiblingLock.h"
+
+#include <pthread.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <ctime>
+#include <new>
+
+#include "capture/Watchdog.h"
+
+namespace hcrpt::SiblingLock {
+namespace {
+
+/// Lies in memory that parent and children share. It starts as zeros.
+struct Shared {
+    pthread_mutex_t mutex;
+    Predecessor holder;
+    std::time_t deadline;  ///< of the holder, seconds of the monotonic clock
+};
+Shared* s_shared = nullptr;
+
+bool s_holds = false;
+Predecessor s_predecessor;
+
+std::timespec now() {
+    std::timespec time = {};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return time;
+}
+
+/// @return whether this thread has the mutex now.
+bool lockWithin(std::time_t seconds) {
+    std::timespec end = now();
+    end.tv_sec += seconds;
+    const int result = pthread_mutex_clocklock(&s_shared->mutex, CLOCK_MONOTONIC, &end);
+    // Every holder dies with the lock: that is how it is released.
+    if (result == EOWNERDEAD) pthread_mutex_consistent(&s_shared->mutex);
+    return result == 0 || result == EOWNERDEAD;
+}
+
+}  // namespace
+
+long maxHoldSeconds = 3 * Watchdog::kCopies + 100 + Watchdog::kReport;
+
+bool prepare() {
+    if (s_shared != nullptr) return true;
+    void* const memory =
+        mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (memory == MAP_FAILED) return false;
+    auto* const shared = new (memory) Shared{};
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_setpshared(&attributes, PTHREAD_PROCESS_SHARED);
+    pthread_mutexattr_setrobust(&attributes, PTHREAD_MUTEX_ROBUST);
+    pthread_mutex_init(&shared->mutex, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+    s_shared = shared;
+    return true;
+}
+
+void acquire() {
+    if (s_shared == nullptr || s_holds) return;
+    constexpr std::time_t kSlice = 1;  // seconds; the holder changes meanwhile, and its deadline
+    while (!lockWithin(kSlice))
+        if (now().tv_sec > s_shared->deadline) return;
+    s_holds = true;
+    s_predecessor = s_shared->holder;
+    s_shared->holder = {getpid(), Stage::started};
+    s_shared->deadline = now().tv_sec + maxHoldSeconds;
+}
+
+void note(Stage stage) {
+    if (s_holds) s_shared->holder.stage = stage;
+}
+
+Predecessor predecessor() {
+    return s_predecessor;
+}
+
+}  // namespace hcrpt::SiblingLock
