@@ -16,8 +16,8 @@ class BackOff {
     BackOff(Clock::duration first, Clock::duration longest)
         : m_first(first), m_longest(longest), m_next(first) {}
 
-    /// The pause that is due now; the following one is twice as long.
-    Clock::duration next() {
+    /// Returns the present pause; the following one is twice as long.
+    [[nodiscard]] Clock::duration next() {
         const Clock::duration pause = m_next;
         m_next = std::min(2 * m_next, m_longest);
         return pause;

@@ -3,8 +3,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include "crash_reporter/LivingRecords.h"
 #include "crash_reporter/Log.h"
-#include "hcrpt/HCrashRptUtils.h"
 
 namespace crash_reporter {
 namespace {
@@ -21,7 +21,7 @@ bool leadsTo(const std::string& path, int fd) {
 
 }  // namespace
 
-void CarryOver::keep(const std::string& registrations) {
+void CarryOver::holdOpen(const std::string& registrations) {
     m_path = registrations;
     m_old.reset(open(registrations.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     m_nextPoll.reset();
@@ -41,11 +41,8 @@ void CarryOver::poll(Time now) {
     if (!m_nextPoll || now < *m_nextPoll) return;
     Records missing;
     const Records present = recordsIn(m_path);
-    for (const std::string& record : recordsIn(m_old.get())) {
-        const std::string pid = localProcess(record);
-        if (!pid.empty() && HCrashRptUtils::isProcessRunning(pid) && present.count(record) == 0)
-            missing.insert(record);
-    }
+    for (const std::string& record : livingOf(recordsIn(m_old.get())))
+        if (present.count(record) == 0) missing.insert(record);
     const bool done = missing.empty() || appendRecords(missing);
     if (done)
         for (const std::string& record : missing)

@@ -17,14 +17,15 @@ namespace crash_reporter {
 /// the new file.
 class CarryOver {
   public:
-    /// Holds on to the registration file that is about to be replaced.
-    void keep(const std::string& registrations);
-    /// It has been replaced or not, and what is looked for turns up from now on.
+    /// Holds the registration file open that is about to be replaced.
+    void holdOpen(const std::string& registrations);
+    /// Call this once the file may have been replaced. From then on, new records may appear in the
+    /// old one.
     void begin(Time now);
-    /// Carries over what has turned up, when it is time to look.
+    /// Carries new records over, if the poll is due.
     void poll(Time now);
-    /// When to look again; nothing when it is over.
-    std::optional<Time> nextPoll() const { return m_nextPoll; }
+    /// When to poll the old file again; nothing when there is no need.
+    [[nodiscard]] std::optional<Time> nextPoll() const { return m_nextPoll; }
 
   private:
     std::string m_path;

@@ -13,7 +13,7 @@
 namespace crash_reporter {
 namespace {
 
-/// So that what the sum of the reports leaves out (names, blocks that are partly used) fits too.
+/// Room for what the sum of the report sizes leaves out: names, and blocks that are partly used.
 constexpr unsigned long kReserve = 64 << 10;
 
 bool canChange(const std::string& directory) {
@@ -35,7 +35,7 @@ bool hasRoomFor(const std::string& directory, const Reports& reports) {
 
 }  // namespace
 
-std::string obstacleToFiling(const Reports& waiting) {
+std::optional<std::string> obstacleToFiling(const Reports& waiting) {
     const std::string store = HCrashRptSettings::getCrashStorePath();
     if (!canChange(store))
         return "nothing can be removed from crash store " + store + " (" + std::strerror(errno) +
@@ -48,7 +48,7 @@ std::string obstacleToFiling(const Reports& waiting) {
         return "nothing can be written to backup store " + backup + " (" + std::strerror(errno) +
                ")";
     if (!hasRoomFor(backup, waiting)) return "no room is left in backup store " + backup;
-    return "";
+    return std::nullopt;
 }
 
 }  // namespace crash_reporter

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 
 #include "HUTFile.h"
@@ -12,7 +13,7 @@
 namespace crash_reporter {
 namespace {
 
-/// Whether both can be read and hold the same bytes, at least one.
+/// Returns true when both files can be read and hold the same bytes, at least one.
 bool holdTheSame(const std::string& one, const std::string& other) {
     std::ifstream first(one, std::ios::binary);
     std::ifstream second(other, std::ios::binary);
@@ -22,14 +23,14 @@ bool holdTheSame(const std::string& one, const std::string& other) {
     return std::equal(Bytes(first), Bytes(), Bytes(second), Bytes());
 }
 
-std::string filedCopyOf(const std::string& report) {
+std::optional<std::string> filedCopyOf(const std::string& report) {
     const std::string place = HCrashRptSettings::getCrashBackupStorePath() +
                               HUTFile::getDirSeparator() + HUTFile(report).getName() + ".";
     for (const auto status : {HCrashRptSettings::SEND_SUCCESS, HCrashRptSettings::SEND_FAIL}) {
         const std::string copy = place + HCrashRptUtils::backupStatusToString(status);
         if (holdTheSame(report, copy)) return copy;
     }
-    return "";
+    return std::nullopt;
 }
 
 }  // namespace
@@ -37,9 +38,9 @@ std::string filedCopyOf(const std::string& report) {
 void finishInterruptedMoves() {
     for (const std::string& report : HCrashRptUtils::getFilesWithPrefix(
              HCrashRptSettings::getCrashRptPrefix(), HCrashRptSettings::getCrashStorePath())) {
-        const std::string copy = filedCopyOf(report);
-        if (!copy.empty() && HUTFile(report).rm())
-            logInfo("Removed crash report " + report + ", which is filed already as " + copy);
+        const std::optional<std::string> copy = filedCopyOf(report);
+        if (copy && HUTFile(report).rm())
+            logInfo("Removed crash report " + report + ", which is filed already as " + *copy);
     }
 }
 

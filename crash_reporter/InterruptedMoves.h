@@ -4,10 +4,10 @@
 
 namespace crash_reporter {
 
-/// A crash reporter that is killed between the copy of a report into the backup store and its
-/// removal from the crash store leaves both. Removes such reports from the crash store, so that
-/// they are not sent again: those of which an identical copy is filed as sent or as failed. A line
-/// of the log for each. At the start only: later the store is this process's own business.
+/// Removes reports from the crash store that have an identical copy in the backup store, filed as
+/// sent or as failed, and logs each. A crash reporter or pass that is killed after it has copied a
+/// report into the backup store and before it has removed it leaves both; without this the report
+/// would be sent again. Call it while no pass runs.
 void finishInterruptedMoves();
 
 }  // namespace crash_reporter

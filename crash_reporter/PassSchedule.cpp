@@ -14,17 +14,17 @@ bool PassSchedule::isDue(const Reports& waiting, Time now) const {
 
 bool PassSchedule::ended(const Reports& waiting, bool killed, Time now) {
     m_killed = killed;
-    const bool gotSomewhere =
+    const bool movedAny =
         std::any_of(m_tried.begin(), m_tried.end(),
                     [&waiting](const std::string& report) { return waiting.count(report) == 0; });
-    if (!killed && (gotSomewhere || m_tried.empty())) {
+    if (!killed && (movedAny || m_tried.empty())) {
         m_nextTry.reset();
         m_pauses.reset();
         return false;
     }
     const bool first = !m_nextTry;
     m_nextTry = now + m_pauses.next();
-    return first && !gotSomewhere;
+    return first && !movedAny;
 }
 
 }  // namespace crash_reporter

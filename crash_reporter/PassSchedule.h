@@ -1,5 +1,5 @@
 /// @file
-/// When to make a pass over the waiting reports.
+/// Decides when to make a pass over the waiting reports.
 #pragma once
 
 #include <optional>
@@ -13,20 +13,21 @@ namespace crash_reporter {
 /// Paths of waiting reports.
 using Reports = std::set<std::string>;
 
-/// A new report is due at once, and so is what a pass that got anywhere has left. Reports that a
-/// pass could not move are due again after pauses that grow up to a minute. After a pass that was
-/// killed or crashed all wait for such a pause, new ones as well: the one that it crashed at is
-/// still there, and its own crash is a new one.
+/// A new report is due at once. What a pass leaves is due at once if the pass moved any report;
+/// otherwise after pauses that grow up to a minute. After a pass that was killed or crashed all
+/// reports wait for such a pause, new ones as well: the report that it crashed at is still there,
+/// and its own crash has added one.
 class PassSchedule {
   public:
-    bool isDue(const Reports& waiting, Time now) const;
-    /// A pass over these begins.
+    [[nodiscard]] bool isDue(const Reports& waiting, Time now) const;
+    /// Call this when a pass over these reports begins.
     void begun(const Reports& waiting) { m_tried = waiting; }
-    /// It has ended, and these wait now.
-    /// @return whether it got nowhere, for the first time since one did.
-    bool ended(const Reports& waiting, bool killed, Time now);
-    /// The end of the pause.
-    std::optional<Time> nextTry() const { return m_nextTry; }
+    /// Call this when the pass has ended.
+    /// @param waiting the reports that wait now.
+    /// @return true when the pass moved no report, for the first time since a pass did.
+    [[nodiscard]] bool ended(const Reports& waiting, bool killed, Time now);
+    /// The end of the pause; nothing when there is none.
+    [[nodiscard]] std::optional<Time> nextTry() const { return m_nextTry; }
 
   private:
     Reports m_tried;

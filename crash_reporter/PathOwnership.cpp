@@ -24,7 +24,8 @@ std::string withoutTrailingSlashes(std::string path) {
 
 Finding inspectPath(const std::string& path, PathKind kind) {
     Finding finding;
-    // What is looked at is what is changed, whatever the name leads to by then.
+    // The descriptor makes sure that the inspected file is the changed one: the name may lead
+    // elsewhere by then.
     const hcrpt::FileDescriptor place(
         open(withoutTrailingSlashes(path).c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     struct stat status = {};

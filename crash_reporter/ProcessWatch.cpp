@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <utility>
 
 #include "crash_reporter/Readable.h"
 #include "hcrpt/HCrashRptUtils.h"
@@ -29,11 +30,11 @@ int openProcess(const std::string&) {
 
 void ProcessWatch::follow(const Records& records) {
     for (const std::string& record : records) {
-        const std::string pid = localProcess(record);
-        if (pid.empty() || m_followed.count(pid) != 0 || m_ended.count(pid) != 0) continue;
-        const int end = openProcess(pid);
-        if (end < 0 && (errno == ESRCH || !HCrashRptUtils::isProcessRunning(pid))) continue;
-        m_followed.emplace(std::piecewise_construct, std::forward_as_tuple(pid),
+        const std::optional<std::string> pid = localProcess(record);
+        if (!pid || m_followed.count(*pid) != 0 || m_ended.count(*pid) != 0) continue;
+        const int end = openProcess(*pid);
+        if (end < 0 && (errno == ESRCH || !HCrashRptUtils::isProcessRunning(*pid))) continue;
+        m_followed.emplace(std::piecewise_construct, std::forward_as_tuple(*pid),
                            std::forward_as_tuple(record, end));
     }
 }
@@ -43,8 +44,7 @@ void ProcessWatch::addTo(std::vector<pollfd>& waits) const {
         if (process.end.isOpen()) waits.push_back({process.end.get(), POLLIN, 0});
 }
 
-bool ProcessWatch::noticeEnds() {
-    bool any = false;
+void ProcessWatch::noticeEnds() {
     for (auto it = m_followed.begin(); it != m_followed.end();) {
         const bool inTable = HCrashRptUtils::isProcessRunning(it->first);
         const bool ended = it->second.end.isOpen() ? isReadable(it->second.end.get()) : !inTable;
@@ -52,7 +52,7 @@ bool ProcessWatch::noticeEnds() {
             ++it;
             continue;
         }
-        any = true;
+        m_anyEnded = true;
         if (inTable) {
             m_ended.insert(it->first);
             m_pauses.reset();
@@ -60,7 +60,10 @@ bool ProcessWatch::noticeEnds() {
         }
         it = m_followed.erase(it);
     }
-    return any;
+}
+
+bool ProcessWatch::takeEnds() {
+    return std::exchange(m_anyEnded, false);
 }
 
 Records ProcessWatch::living() const {

@@ -1,13 +1,13 @@
 /// @file
-/// A look at a descriptor.
+/// Tells whether a descriptor is readable.
 #pragma once
 
 #include <poll.h>
 
 namespace crash_reporter {
 
-/// Whether there is something to read from it now, be it its end.
-inline bool isReadable(int fd) {
+/// Returns true when read() would return at once, with data or end of file.
+[[nodiscard]] inline bool isReadable(int fd) {
     pollfd wait = {fd, POLLIN, 0};
     return poll(&wait, 1, 0) > 0;
 }

@@ -37,13 +37,14 @@ Records recordsIn(int fd) {
     return recordsOf(in);
 }
 
-std::string localProcess(const std::string& record) {
+std::optional<std::string> localProcess(const std::string& record) {
     const HCrashReporter::HClientProcessInfo process(record);
     const std::string pid = process.getProcessId();
     constexpr std::size_t kMaxDigits = 9;
     const bool isNumber = !pid.empty() && pid.size() <= kMaxDigits &&
                           pid.find_first_not_of("0123456789") == std::string::npos;
-    return isNumber && process.getHostName() == HUTEnv::getHostName() ? pid : std::string();
+    if (!isNumber || process.getHostName() != HUTEnv::getHostName()) return std::nullopt;
+    return pid;
 }
 
 bool appendRecords(const Records& records) {

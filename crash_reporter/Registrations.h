@@ -2,6 +2,7 @@
 /// Records of the registration file, as the crash reporter reads and repairs them.
 #pragma once
 
+#include <optional>
 #include <set>
 #include <string>
 
@@ -11,16 +12,16 @@ namespace crash_reporter {
 using Records = std::set<std::string>;
 
 /// All records of a file; none when it cannot be read.
-Records recordsIn(const std::string& path);
+[[nodiscard]] Records recordsIn(const std::string& path);
 /// All records of an open file, from its start.
-Records recordsIn(int fd);
+[[nodiscard]] Records recordsIn(int fd);
 
-/// Process id of a record of this machine; empty for a record of another and for one whose process
-/// id is no number.
-std::string localProcess(const std::string& record);
+/// @return the process id of a record of this machine; nothing for a record of another machine, or
+/// whose process id is no number.
+[[nodiscard]] std::optional<std::string> localProcess(const std::string& record);
 
 /// Appends records to the registration file under its lock, as hosts do.
 /// @return false when the file cannot be opened or a host holds the lock: try again later.
-bool appendRecords(const Records& records);
+[[nodiscard]] bool appendRecords(const Records& records);
 
 }  // namespace crash_reporter

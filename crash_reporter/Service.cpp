@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -10,6 +11,7 @@
 #include "HUTFile.h"
 #include "crash_reporter/FilingPlace.h"
 #include "crash_reporter/InterruptedMoves.h"
+#include "crash_reporter/LivingRecords.h"
 #include "crash_reporter/StoreReplacement.h"
 #include "hcrpt/HCrashReporter.h"
 #include "hcrpt/HCrashRptRecovery.h"
@@ -30,9 +32,16 @@ std::string registrations() {
     return HCrashRptSettings::getProcRegFileFullPath();
 }
 
-/// Only then may isExitCondition() be asked: it waits for the first record.
 bool hasRecords() {
     return !HCrashRptUtils::isFileEmpty(registrations());
+}
+
+/// Announces new records and tells whether no registered process runs. isExitCondition() waits
+/// for a first record, so it is called only when there is one.
+/// @return nothing when there is no record.
+std::optional<bool> exitCondition() {
+    if (!hasRecords()) return std::nullopt;
+    return HCrashReporter::isExitCondition();
 }
 
 Reports waitingReports() {
@@ -41,20 +50,10 @@ Reports waitingReports() {
     return Reports(paths.begin(), paths.end());
 }
 
-/// Those of processes of this machine that run.
-Records livingOf(const Records& records) {
-    Records living;
-    for (const std::string& record : records) {
-        const std::string pid = localProcess(record);
-        if (!pid.empty() && HCrashRptUtils::isProcessRunning(pid)) living.insert(record);
-    }
-    return living;
-}
-
-/// Adds those records to the registration file that are not in it. @return false: try again.
-bool registerAgain(Records records) {
-    for (const std::string& record : recordsIn(registrations())) records.erase(record);
-    return records.empty() || appendRecords(records);
+/// Cleans up after a pass that was killed, in this process or an earlier one.
+void cleanUp() {
+    HCrashReporter::clearLeftovers();
+    finishInterruptedMoves();
 }
 
 int millisecondsUntil(Time time) {
@@ -66,74 +65,94 @@ int millisecondsUntil(Time time) {
 
 }  // namespace
 
-// --- Beginning and end --------------------------------------------------------------------------
+// --- States -------------------------------------------------------------------------------------
 
 void Service::run() {
-    begin();
+    m_state = begin();
     for (;;) {
         work();
-        if (m_superseded) {
-            handOver();
-            return logInfo("Another crash reporter serves this session now, leaving.");
-        }
-        if (m_stopping && !m_pass.isRunning())
-            return logInfo("Asked to leave by a signal, leaving. Waiting reports: " +
-                           std::to_string(waitingReports().size()));
-        if (!m_stopping && isOver() && leave()) return;
+        if (tryToEnd()) return;
         wait();
     }
 }
 
-void Service::begin() {
-    m_emptySince = Clock::now();
-    registerAgain(livingOf(StoreReplacement::undoInterrupted()));
-    clearUp();
+Service::State Service::begin() {
+    allowTimeToRegister(Clock::now());
+    // A host that holds the lock registers itself; the processes are followed in any case.
+    (void)registerAgain(livingOf(StoreReplacement::undoInterrupted()));
+    cleanUp();
+    State state = State::serving;
     if (!HUTFile::exists(registrations()))
         HCrashReporter::createProcessRegistrationFile();
     else if (hasRecords())
-        m_oldStore = true;
+        state = State::earlierSession;
     else
         logInfo("Using the empty registration file " + registrations());
     m_store.follow(HCrashRptSettings::getCrashStorePath());
+    return state;
 }
 
-/// After one that was killed, before this process or by whom ever.
-void Service::clearUp() {
-    HCrashReporter::clearLeftovers();
-    finishInterruptedMoves();
-}
-
-/// Makes a fresh store where nobody needs the old one any more.
-void Service::replaceOldStore() {
-    m_oldStore = false;
-    if (HUTFile::exists(registrations()) && !hasRecords()) return;
+/// Puts a fresh store in the place of the earlier session's, unless a process needs that one.
+Service::State Service::replaceEarlierStore() {
+    if (HUTFile::exists(registrations()) && !hasRecords()) return State::serving;
     const StoreReplacement replacement;
-    if (HUTFile::exists(registrations()) && !HCrashReporter::isExitCondition()) return;
-    m_carryOver.keep(registrations());
+    if (HUTFile::exists(registrations()) && !HCrashReporter::isExitCondition())
+        return State::serving;
+    m_carryOver.holdOpen(registrations());
     const bool aside = replacement.putAside();
     HCrashReporter::createProcessRegistrationFile();
     if (aside) replacement.finish();
-    m_emptySince = Clock::now();
-    m_carryOver.begin(m_emptySince);
+    const Time now = Clock::now();
+    allowTimeToRegister(now);
+    m_carryOver.begin(now);
     if (!m_store.isInPlace()) m_store.follow(HCrashRptSettings::getCrashStorePath());
+    return State::serving;
 }
 
-bool Service::isOver() {
-    const bool known = hasRecords();
-    // Asked whatever else there is: it announces new records.
-    const bool exitCondition = known && HCrashReporter::isExitCondition();
-    if (m_oldStore || m_pass.isRunning() || m_carryOver.nextPoll()) return false;
+/// The pass that runs ends after its current report.
+Service::State Service::stop() {
+    m_lock.announceRelease();
+    m_pass.stop();
+    return State::stopping;
+}
+
+/// Leaves if the state allows it, and says why in the log. @return true when run() has to return.
+bool Service::tryToEnd() {
+    switch (m_state) {
+        case State::earlierSession:
+            exitCondition();
+            return false;
+        case State::serving:
+            return isOver() && leave();
+        case State::stopping:
+            if (m_pass.isRunning()) return false;
+            logInfo("Asked to leave by a signal, leaving. Waiting reports: " +
+                    std::to_string(waitingReports().size()));
+            return true;
+        case State::superseded:
+            handOver();
+            logInfo("Another crash reporter serves this session now, leaving.");
+            return true;
+    }
+    return true;
+}
+
+/// @return true when nothing is left to serve.
+bool Service::isOver() const {
+    // First, since it announces new records.
+    const std::optional<bool> nobodyRuns = exitCondition();
+    if (m_pass.isRunning() || m_carryOver.nextPoll()) return false;
     if (!m_processes.living().empty() || !waitingReports().empty()) return false;
-    if (known) return exitCondition;
-    return !HUTFile::exists(registrations()) || Clock::now() >= m_emptySince + kTimeToRegister;
+    if (nobodyRuns) return *nobodyRuns;
+    return !HUTFile::exists(registrations()) || m_schedule.isDue(Deadline::firstRecord);
 }
 
-/// @return false when there is work again, which came while it was leaving.
+/// @return false when work has arrived meanwhile.
 bool Service::leave() {
     // The last process may have ended without a report since the work was done.
     if (HCrashReporter::writeMissingReports() > 0) return false;
-    // A crash reporter that is started from now on finds the lock free. Who registered before that
-    // is seen now, and who registers later started one of its own.
+    // A crash reporter that starts from now on finds the lock free. Hosts that registered earlier
+    // are seen now; a host that registers later has started a crash reporter of its own.
     m_lock.release();
     followProcesses();
     if (isOver()) {
@@ -145,8 +164,8 @@ bool Service::leave() {
     return true;
 }
 
-/// The other one may have begun with a place that was made anew, and know of nobody.
-void Service::handOver() {
+/// The other crash reporter may have begun with a fresh store, in which nobody is registered.
+void Service::handOver() const {
     const Time end = Clock::now() + kTimeToMakeFile;
     do {
         if (HUTFile::exists(registrations()) && registerAgain(m_processes.living())) return;
@@ -154,132 +173,104 @@ void Service::handOver() {
     } while (Clock::now() < end);
 }
 
-// --- Between them -------------------------------------------------------------------------------
+// --- A round ------------------------------------------------------------------------------------
 
 void Service::work() {
-    m_now = Clock::now();
+    m_schedule.beginRound(Clock::now());
     // First, since a crashing process waits for it.
     m_rawTraces.demangleNew();
-    if (m_stop.isAsked() && !m_stopping) {
-        m_stopping = true;
-        m_lock.announceRelease();
-        m_pass.stop();
-    }
+    if (isStopRequested()) m_state = stop();
     followProcesses();
-    keepPlace();
-    m_carryOver.poll(m_now);
-    if (!m_stopping && !m_superseded) clearUpAfterEnded();
-    if (!m_superseded) passOver();
+    if (!m_restoration.restore(m_processes.living(), m_schedule.now())) m_state = State::superseded;
+    m_carryOver.poll(m_schedule.now());
+    if (m_state == State::earlierSession || m_state == State::serving) finishForEndedProcesses();
+    if (m_state != State::superseded) uploadReports();
     if (!m_pass.isRunning()) m_log.keep();
 }
 
 void Service::followProcesses() {
-    if (m_processes.noticeEnds()) m_anyEnded = true;
+    m_processes.noticeEnds();
     m_processes.follow(recordsIn(registrations()));
-    m_processes.poll(m_now);
+    m_processes.poll(m_schedule.now());
 }
 
-/// Reports first, which need what ended processes have left. The rest would pile up in a long
-/// session.
-void Service::clearUpAfterEnded() {
+/// Writes the reports that ended processes could not write, and removes what they have left, which
+/// would pile up in a long session. In this order: the reports need what is left.
+void Service::finishForEndedProcesses() {
     HCrashReporter::writeMissingReports();
-    if (!m_anyEnded) return;
-    m_anyEnded = false;
-    HCrashReporter::clearLeftovers();
+    if (m_processes.takeEnds()) HCrashReporter::clearLeftovers();
 }
 
-/// Living processes must stay registered, and the session locked, whatever becomes of its places.
-void Service::keepPlace() {
-    if (!m_lock.isInPlace()) takeLockAgain();
-    const Records living = m_processes.living();
-    if (living.empty()) m_placeLost = false;
-    if (living.empty() || m_superseded || (m_placeLost && m_now < m_nextRestoration)) return;
-    if (HUTFile::exists(registrations()) && m_store.isInPlace()) {
-        m_placeLost = false;
-        m_restorationPauses.reset();
-        return;
-    }
-    restorePlace(living);
-}
-
-void Service::takeLockAgain() {
-    m_superseded = m_lock.take() == SessionLock::Outcome::heldByAnother;
-}
-
-void Service::restorePlace(const Records& living) {
-    HUTFile(HCrashRptSettings::getCrashReporterSessionDir()).mkDirRecursive();
-    m_log.keep();  // goes with the session directory
-    if (!m_placeLost)
-        logError("The crash store has vanished from under " + std::to_string(living.size()) +
-                 " registered processes: " + HCrashRptSettings::getCrashStorePath() +
-                 ". Making it anew.");
-    m_placeLost = true;
-    m_nextRestoration = m_now + m_restorationPauses.next();
-    if (!m_lock.isInPlace()) takeLockAgain();
-    if (m_superseded) return;
-    if (!HUTFile::exists(registrations())) HCrashReporter::createProcessRegistrationFile();
-    m_store.follow(HCrashRptSettings::getCrashStorePath());
-    if (!registerAgain(living)) return;
-    m_placeLost = !HUTFile::exists(registrations());
-}
-
-void Service::passOver() {
+void Service::uploadReports() {
     const bool ended = m_pass.hasEnded();
-    if (ended && m_pass.wasKilled()) clearUp();
+    if (ended && m_pass.wasKilled()) cleanUp();
     const Reports waiting = waitingReports();
-    if (ended && m_schedule.ended(waiting, m_pass.wasKilled(), m_now))
+    if (ended && m_passes.ended(waiting, m_pass.wasKilled(), m_schedule.now()))
         logError(
             "A pass could not move any of the waiting reports, trying again from time to time.");
-    if (m_pass.isRunning() || m_stopping) return;
-    if (waiting.empty()) m_schedule = PassSchedule();
-    if (m_schedule.isDue(waiting, m_now)) {
-        m_schedule.begun(waiting);
-        const std::string obstacle = obstacleToFiling(waiting);
-        if (obstacle.empty()) {
-            m_pass.begin();
-        } else if (m_schedule.ended(waiting, false, m_now)) {
-            logError("Sending no reports: " + obstacle + ". Trying again from time to time.");
-        }
-    } else if (m_oldStore) {
-        replaceOldStore();
-    }
+    if (m_pass.isRunning() || m_state == State::stopping) return;
+    if (waiting.empty()) m_passes = PassSchedule();
+    if (m_passes.isDue(waiting, m_schedule.now()))
+        beginPass(waiting);
+    else if (m_state == State::earlierSession)
+        m_state = replaceEarlierStore();
 }
 
+void Service::beginPass(const Reports& waiting) {
+    m_passes.begun(waiting);
+    if (const std::optional<std::string> obstacle = obstacleToFiling(waiting)) {
+        if (m_passes.ended(waiting, false, m_schedule.now()))
+            logError("Sending no reports: " + *obstacle + ". Trying again from time to time.");
+        return;
+    }
+    m_pass.begin();
+}
+
+void Service::allowTimeToRegister(Time since) {
+    m_schedule.set(Deadline::firstRecord, since + kTimeToRegister);
+}
+
+// --- Between rounds -----------------------------------------------------------------------------
+
 void Service::wait() {
-    for (bool news = m_pass.isOverAlready(); !news;) {
+    const Time wakeUp = nextWakeUp();
+    for (bool work = m_pass.hasEndedHere(); !work;) {
         std::vector<pollfd> waits;
-        if (!m_stopping) waits.push_back({m_stop.descriptor(), POLLIN, 0});
+        if (m_state != State::stopping) waits.push_back({m_stop.descriptor(), POLLIN, 0});
         waits.push_back({m_store.descriptor(), POLLIN, 0});
         waits.push_back({m_pass.descriptor(), POLLIN, 0});
         m_processes.addTo(waits);
-        const Time next = nextPoll();
-        poll(waits.data(), waits.size(), millisecondsUntil(next));
-        if (Clock::now() >= next || m_stop.isAsked() != m_stopping) return;
-        news = isAnyNews(waits);
+        poll(waits.data(), waits.size(), millisecondsUntil(wakeUp));
+        if (Clock::now() >= wakeUp || isStopRequested()) return;
+        work = isWorkWaiting(waits);
     }
 }
 
-/// Whether what has become readable asks for work. Most events of the store do not.
-bool Service::isAnyNews(const std::vector<pollfd>& waits) {
-    bool news = false;
-    for (const pollfd& wait : waits)
-        if (wait.revents != 0) news |= wait.fd != m_store.descriptor() || m_store.takeNews();
-    return news;
+Time Service::nextWakeUp() {
+    const bool hasAllEvents = m_store.descriptor() >= 0 && m_processes.isComplete();
+    const Time poll =
+        m_schedule.now() + (hasAllEvents ? kPollInterval : kPollIntervalWithoutEvents);
+    const bool mayBeginPass = !m_pass.isRunning() && m_state != State::stopping;
+    m_schedule.set(Deadline::poll, poll);
+    m_schedule.set(Deadline::endedProcess, m_processes.nextPoll());
+    m_schedule.set(Deadline::carryOver, m_carryOver.nextPoll());
+    m_schedule.set(Deadline::nextPass, mayBeginPass ? m_passes.nextTry() : std::nullopt);
+    m_schedule.set(Deadline::restoration, m_restoration.nextTry());
+    return m_schedule.next().value_or(poll);
 }
 
-Time Service::nextPoll() const {
-    const bool told = m_store.descriptor() >= 0 && m_processes.isComplete();
-    Time next = m_now + (told ? Clock::duration(kPollInterval)
-                              : Clock::duration(kPollIntervalWithoutEvents));
-    const auto include = [&next](const std::optional<Time>& time) {
-        if (time) next = std::min(next, *time);
-    };
-    include(m_processes.nextPoll());
-    include(m_carryOver.nextPoll());
-    if (!m_pass.isRunning() && !m_stopping) include(m_schedule.nextTry());
-    if (m_placeLost) include(m_nextRestoration);
-    if (m_now < m_emptySince + kTimeToRegister) include(m_emptySince + kTimeToRegister);
-    return next;
+/// @return true when SIGTERM has come and nothing has been done about it yet.
+bool Service::isStopRequested() const {
+    return m_stop.isRequested() && m_state != State::stopping;
+}
+
+/// @return true when a descriptor that has become readable brings work. Most of the store's events
+/// bring none.
+bool Service::isWorkWaiting(const std::vector<pollfd>& waits) {
+    bool work = false;
+    for (const pollfd& wait : waits)
+        if (wait.revents != 0) work |= wait.fd != m_store.descriptor() || m_store.takeEvents();
+    return work;
 }
 
 }  // namespace crash_reporter

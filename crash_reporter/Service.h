@@ -6,72 +6,86 @@
 
 #include <vector>
 
-#include "crash_reporter/BackOff.h"
 #include "crash_reporter/CarryOver.h"
 #include "crash_reporter/Log.h"
 #include "crash_reporter/PassSchedule.h"
 #include "crash_reporter/ProcessWatch.h"
 #include "crash_reporter/RawTraces.h"
+#include "crash_reporter/Schedule.h"
 #include "crash_reporter/SessionLock.h"
 #include "crash_reporter/StopSignal.h"
+#include "crash_reporter/StoreRestoration.h"
 #include "crash_reporter/StoreWatch.h"
 #include "crash_reporter/UploadPass.h"
 
 namespace crash_reporter {
 
-/// Serves a session: waits for raw traces, reports, records and ends of registered processes, and
-/// does what each asks for. Between events it sleeps; it looks at everything every ten seconds, for
-/// what no event tells of, and every second where the kernel tells too little.
+/// Serves a session in rounds of work. Between them it sleeps until a raw trace, a report or a
+/// record arrives, a registered process or a pass ends, SIGTERM comes, or a deadline of the
+/// schedule is due.
+///
+/// | state          | waits for                             | leads on |
+/// |----------------|---------------------------------------|----------------------------------------|
+/// | earlierSession | the passes over the reports that an   | no pass is due: replaces the store |
+/// |                | earlier session has left              | unless it is needed, then serving |
+/// | serving        | traces, reports, records, ends of     | no process runs, no report waits:
+/// ends | |                | processes                             | | | stopping       | the end
+/// of the pass that runs         | no pass runs: ends                     | | superseded     |
+/// nothing                               | registers the living processes with    | | | | the other
+/// crash reporter, ends         |
+///
+/// It begins with earlierSession when the registration file holds records, else with serving.
+/// SIGTERM leads from both to stopping. From every state it becomes superseded when it finds that
+/// its lock was removed and another crash reporter holds the new one.
 class Service {
   public:
-    /// All of them must outlive it. The lock is taken, or there can be none.
+    /// All of them must outlive it. The lock is taken, or this file system has none.
     Service(SessionLock& lock, const StopSignal& stop, Log& log)
         : m_lock(lock), m_stop(stop), m_log(log) {}
 
-    /// Until there is nothing left to serve, another one serves the session, or SIGTERM.
+    /// Returns when nothing is left to serve, when another crash reporter serves the session, or
+    /// after SIGTERM.
     void run();
 
   private:
-    // --- Beginning and end ---
-    void begin();
-    static void clearUp();
-    void replaceOldStore();
-    bool isOver();
-    bool leave();
-    void handOver();
+    enum class State { earlierSession, serving, stopping, superseded };
 
-    // --- Between them ---
+    // --- States ---
+    [[nodiscard]] State begin();
+    [[nodiscard]] State replaceEarlierStore();
+    [[nodiscard]] State stop();
+    [[nodiscard]] bool tryToEnd();
+    [[nodiscard]] bool isOver() const;
+    [[nodiscard]] bool leave();
+    void handOver() const;
+
+    // --- A round ---
     void work();
-    void keepPlace();
-    void takeLockAgain();
-    void restorePlace(const Records& living);
     void followProcesses();
-    void clearUpAfterEnded();
-    void passOver();
+    void finishForEndedProcesses();
+    void uploadReports();
+    void beginPass(const Reports& waiting);
+    void allowTimeToRegister(Time since);
+
+    // --- Between rounds ---
     void wait();
-    Time nextPoll() const;
-    bool isAnyNews(const std::vector<pollfd>& waits);
+    [[nodiscard]] Time nextWakeUp();
+    [[nodiscard]] bool isStopRequested() const;
+    [[nodiscard]] bool isWorkWaiting(const std::vector<pollfd>& waits);
 
     SessionLock& m_lock;
     const StopSignal& m_stop;
     Log& m_log;
 
+    State m_state = State::serving;
+    Schedule m_schedule;
     StoreWatch m_store;
     ProcessWatch m_processes;
     RawTraces m_rawTraces;
     UploadPass m_pass;
-    PassSchedule m_schedule;
+    PassSchedule m_passes;
     CarryOver m_carryOver;
-
-    Time m_now;                 ///< when the present round of work began
-    Time m_emptySince;          ///< when the registration file was first seen empty
-    bool m_oldStore = false;    ///< an earlier session's store has still to be gone through
-    bool m_anyEnded = false;    ///< a registered process, since files were last cleared away
-    bool m_stopping = false;    ///< SIGTERM has come
-    bool m_superseded = false;  ///< another crash reporter has taken the session over
-    bool m_placeLost = false;   ///< and said so
-    Time m_nextRestoration;
-    BackOff m_restorationPauses{std::chrono::seconds(1), std::chrono::seconds(60)};
+    StoreRestoration m_restoration{m_lock, m_store, m_log};
 };
 
 }  // namespace crash_reporter

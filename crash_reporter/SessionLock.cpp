@@ -12,7 +12,7 @@
 namespace crash_reporter {
 namespace {
 
-// An announcement is a byte in the file. Without room for it nobody hears of it, and that is all.
+// An announcement is a byte in the file. On a full disk nobody hears of it, which does no harm.
 void setLength(int fd, off_t length) {
     int result = -1;
     do result = ftruncate(fd, length);
@@ -27,7 +27,7 @@ std::string SessionLock::path() {
 }
 
 SessionLock::Outcome SessionLock::take() {
-    // Never removed: who waits for a lock on a removed file would share it with nobody.
+    // The file is never removed: a lock on a removed file would exclude nobody.
     m_file.reset(
         open(path().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
     if (!m_file.isOpen()) return Outcome::impossible;

@@ -8,25 +8,26 @@
 
 namespace crash_reporter {
 
-/// A lock in the session directory. The kernel gives it up with the process that holds it, however
-/// that ends, and with the last child that was forked from it and runs no other program: what such
-/// a child does to the store is over when the next crash reporter begins. On a directory shared
-/// between machines it holds between them where the file system's locks do.
+/// A lock in the session directory. The kernel releases it when the process that holds it has
+/// ended, in whatever way, and all children that were forked from it and run no other program: so
+/// what such a child does to the store is over when the next crash reporter begins. On a directory
+/// that machines share it works between them if the file system's locks do.
 class SessionLock {
   public:
     enum class Outcome { taken, heldByAnother, impossible };
 
-    /// Tries once. @return impossible where there can be no lock: go on without one.
-    Outcome take();
-    /// Lets another take it.
+    /// Tries once. @return impossible when the file system has no locks: go on without one.
+    [[nodiscard]] Outcome take();
+    /// Lets another crash reporter take it.
     void release() { m_file.reset(-1); }
-    /// Tells those who wait that it will be free soon, until another has taken it.
+    /// Tells crash reporters that wait for the lock that it will be free soon. The announcement is
+    /// in force until the lock is taken again.
     void announceRelease() const;
-    /// Whether the one who holds it has announced that. False where nobody has it.
-    static bool isReleaseAnnounced();
-    /// Whether the lock that is held is the one that others would find. A session directory that
-    /// was removed and made again has another.
-    bool isInPlace() const;
+    /// Returns true when the crash reporter that holds the lock has called announceRelease().
+    [[nodiscard]] static bool isReleaseAnnounced();
+    /// Returns true when this object holds the lock that others find in the session directory. A
+    /// session directory that was removed and made again has another lock.
+    [[nodiscard]] bool isInPlace() const;
 
     static std::string path();
 

@@ -8,42 +8,39 @@
 
 namespace crash_reporter {
 
-bool SessionPlaces::prepareSessionDirectory() {
+Refusal SessionPlaces::prepareSessionDirectory() {
     const std::string directory = HCrashRptSettings::getCrashReporterSessionDir();
-    if (!mayUseDirectory("directory", HCrashRptSettings::getCrashReporterScratchDir()) ||
-        !mayUseDirectory("session directory", directory))
-        return false;
-    if (!HUTFile(directory).mkDirRecursive() || access(directory.c_str(), W_OK | X_OK) != 0) {
-        m_refusal = "cannot write to session directory " + directory;
-        return false;
-    }
-    return true;
+    Refusal refusal =
+        inspectDirectory("directory", HCrashRptSettings::getCrashReporterScratchDir());
+    if (!refusal) refusal = inspectDirectory("session directory", directory);
+    if (refusal) return refusal;
+    if (!HUTFile(directory).mkDirRecursive() || access(directory.c_str(), W_OK | X_OK) != 0)
+        return "cannot write to session directory " + directory;
+    return std::nullopt;
 }
 
-bool SessionPlaces::inspectStores() {
+Refusal SessionPlaces::inspectStores() {
     const std::string backup = HCrashRptSettings::getCrashBackupStorePath();
-    const Finding finding = inspectPath(backup, PathKind::directory);
-    if (finding.restricted) noteRestricted(backup);
-    return mayUseDirectory("crash store", HCrashRptSettings::getCrashStorePath()) &&
-           mayUseRegistrations(HCrashRptSettings::getProcRegFileFullPath());
+    if (inspectPath(backup, PathKind::directory).restricted) noteRestricted(backup);
+    if (Refusal refusal = inspectDirectory("crash store", HCrashRptSettings::getCrashStorePath()))
+        return refusal;
+    return inspectRegistrations(HCrashRptSettings::getProcRegFileFullPath());
 }
 
-bool SessionPlaces::mayUseDirectory(const std::string& what, const std::string& path) {
+Refusal SessionPlaces::inspectDirectory(const std::string& what, const std::string& path) {
     const Finding finding = inspectPath(path, PathKind::directory);
     if (finding.restricted) noteRestricted(path);
-    // A file in its place is in the way of whoever makes the directory, and is reported there.
-    if (finding.objection.empty()) return true;
-    m_refusal = "refusing " + what + " " + path + ", which " + finding.objection;
-    return false;
+    // A file in the place of the directory is reported when the directory cannot be made.
+    if (!finding.objection) return std::nullopt;
+    return "refusing " + what + " " + path + ", which " + *finding.objection;
 }
 
-bool SessionPlaces::mayUseRegistrations(const std::string& path) {
+Refusal SessionPlaces::inspectRegistrations(const std::string& path) {
     const Finding finding = inspectPath(path, PathKind::file);
     if (finding.restricted) noteRestricted(path);
-    if (finding.objection.empty() && !finding.otherKind) return true;
-    m_refusal = "refusing registration file " + path + ", which " +
-                (finding.otherKind ? "is not a regular file" : finding.objection);
-    return false;
+    if (!finding.objection && !finding.otherKind) return std::nullopt;
+    return "refusing registration file " + path + ", which " +
+           finding.objection.value_or("is not a regular file");
 }
 
 void SessionPlaces::noteRestricted(const std::string& path) {

@@ -12,13 +12,13 @@
 namespace crash_reporter {
 namespace {
 
-volatile sig_atomic_t s_asked = 0;
+volatile sig_atomic_t s_requested = 0;
 int s_event = -1;
 pid_t s_owner = 0;
 
 void onSignal(int) {
     const int before = errno;
-    s_asked = 1;
+    s_requested = 1;
     HCrashReporter::stopAfterThisReport();
     // A forked child shares the descriptor, and must not wake its parent.
     const std::uint64_t one = 1;
@@ -43,15 +43,15 @@ StopSignal::~StopSignal() {
     signal(SIGTERM, SIG_DFL);
     if (s_event >= 0) close(s_event);
     s_event = -1;
-    s_asked = 0;
+    s_requested = 0;
 }
 
 int StopSignal::descriptor() const {
     return s_event;
 }
 
-bool StopSignal::isAsked() const {
-    return s_asked != 0;
+bool StopSignal::isRequested() const {
+    return s_requested != 0;
 }
 
 }  // namespace crash_reporter

@@ -1,12 +1,12 @@
 /// @file
-/// SIGTERM as a wish to leave.
+/// Turns SIGTERM into a request to shut down.
 #pragma once
 
 namespace crash_reporter {
 
-/// From its making on SIGTERM no longer ends this process: a pass over the reports ends after the
-/// report that it is at, and isAsked() turns true. The signal is never blocked, so that programs
-/// that are started from here can be ended by it. One per process.
+/// While it exists, SIGTERM does not end this process: a pass over the reports stops after its
+/// current report, and isRequested() becomes true. The signal is never blocked, so that it can end
+/// programs that this process starts. One per process.
 class StopSignal {
   public:
     StopSignal();
@@ -15,8 +15,8 @@ class StopSignal {
     StopSignal& operator=(const StopSignal&) = delete;
 
     /// Becomes readable, and stays so, once the signal has come.
-    int descriptor() const;
-    bool isAsked() const;
+    [[nodiscard]] int descriptor() const;
+    [[nodiscard]] bool isRequested() const;
 };
 
 }  // namespace crash_reporter

@@ -16,7 +16,7 @@ std::string store() {
     return HCrashRptSettings::getCrashStorePath();
 }
 
-/// One for each session; whoever holds the session's lock has it.
+/// There is one for each session. The crash reporter that holds the session's lock owns it.
 std::string asidePath() {
     return HCrashRptSettings::getCrashReporterSessionDir() + HCrashRptSettings::getDirSeparator() +
            ".crashStore.old";
@@ -34,7 +34,7 @@ std::set<std::string> namesIn(const std::string& directory) {
     return names;
 }
 
-/// Moves all but some names into the store, where what is there already stays.
+/// Moves all but some names into the store. A file of that name in the store stays.
 void moveIntoStore(const std::set<std::string>& names, const std::set<std::string>& without) {
     const std::string separator = HCrashRptSettings::getDirSeparator();
     for (const std::string& name : names) {
@@ -53,7 +53,8 @@ bool StoreReplacement::putAside() const {
 }
 
 void StoreReplacement::finish() const {
-    if (!HUTFile(store()).isDir()) return;  // could not be made: the old one is put back later
+    // Without a new store the old one is kept: undoInterrupted() puts it back later.
+    if (!HUTFile(store()).isDir()) return;
     moveIntoStore(namesIn(asidePath()), m_known);
     if (HUTFile(asidePath()).rmRecursive())
         logInfo("Deleted the crash store of an earlier session.");
@@ -66,7 +67,8 @@ Records StoreReplacement::undoInterrupted() {
     if (!HUTFile(asidePath()).isDir()) return records;
     if (std::rename(asidePath().c_str(), store().c_str()) == 0) return records;
     records = recordsIn(registrationsAside());
-    // What was known then is not known any more. Traces and reports that are not needed do no harm.
+    // The names that the killed crash reporter had noted are lost, so everything is moved. Traces
+    // and reports that nobody needs do no harm.
     moveIntoStore(namesIn(asidePath()), {HUTFile(registrationsAside()).getName()});
     HUTFile(asidePath()).rmRecursive();
     return records;

@@ -11,21 +11,21 @@
 namespace crash_reporter {
 
 /// Tells when a raw trace, a report or a record has arrived in a directory, and when the directory
-/// goes, or anything beside it: the log, the lock. Stack-trace logs and hidden temporary files,
-/// which come and go with every crash, are no news. Where the kernel or the file system sends no
-/// events it tells nothing: look yourself now and then.
+/// goes, or anything beside it: the log, the lock. Stack-trace logs and hidden temporary files come
+/// and go with every crash and are ignored. Where the kernel or the file system sends no events it
+/// tells nothing: poll the directory from time to time.
 class StoreWatch {
   public:
     /// Follows the directory at the path from now on, and no other.
-    /// @return whether the kernel tells of its changes.
+    /// @return false when the kernel sends no events of it.
     bool follow(const std::string& directory);
-    /// Whether the path still leads to the directory that is followed.
-    bool isInPlace() const;
+    /// Returns true when the path still leads to the directory that is followed.
+    [[nodiscard]] bool isInPlace() const;
 
-    /// Readable when there may be news; -1 when the kernel tells nothing.
-    int descriptor() const { return m_events.get(); }
-    /// Takes all events. @return whether there is news among them.
-    bool takeNews();
+    /// Readable when there are events; -1 when the kernel sends none.
+    [[nodiscard]] int descriptor() const { return m_events.get(); }
+    /// Takes all events. @return false when all of them can be ignored.
+    [[nodiscard]] bool takeEvents();
 
   private:
     std::string m_directory;

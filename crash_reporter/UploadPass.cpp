@@ -22,14 +22,15 @@
 namespace crash_reporter {
 namespace {
 
-/// The signal that a process died of, by itself or, as its crash handlers end it, by exit; or 0.
+/// The signal that ended a process, directly or by the exit status of its crash handler; 0 when it
+/// ended by itself.
 int fatalSignal(int waitStatus) {
     constexpr int kExitStatusOfSignal = 128;
     if (WIFSIGNALED(waitStatus)) return WTERMSIG(waitStatus);
     return std::max(WEXITSTATUS(waitStatus) - kExitStatusOfSignal, 0);
 }
 
-/// Not dieQuietly(): SIGTERM must go on letting it finish the report that it is at.
+/// Not dieQuietly(): after SIGTERM the pass must still finish its current report.
 void leaveFaultsUnreported() {
     for (const int number : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT}) signal(number, SIG_DFL);
 }
@@ -38,7 +39,7 @@ void leaveFaultsUnreported() {
     int status = EXIT_SUCCESS;
     if (afterCrash) leaveFaultsUnreported();
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != parent) hcrpt::endProcess(EXIT_FAILURE);  // it ended before that
+    if (getppid() != parent) hcrpt::endProcess(EXIT_FAILURE);  // the parent ended before prctl()
     try {
         HCrashReporter::probeAndSendCrashReports();
     } catch (const std::exception& error) {
@@ -52,7 +53,7 @@ void leaveFaultsUnreported() {
 }  // namespace
 
 void UploadPass::begin() {
-    // Asked here once: what a child learns is gone with it.
+    // Determined in this process: what a child finds out is lost with it.
     auto status = HCrashRptSettings::SEND_SUCCESS;
     HCrashReporter::getConsentAndBackupStatus(HCrashReporter::consentType, status);
 
@@ -61,25 +62,25 @@ void UploadPass::begin() {
     const pid_t self = getpid();
     m_child = pipe2(ends, O_CLOEXEC) == 0 ? fork() : -1;
     if (m_child == 0) passInChild(self, m_killed);
-    // The child's copy closes with it, and demangles this end.
+    // The child's copy closes when the child ends, which makes this end readable.
     if (ends[1] >= 0) close(ends[1]);
     m_end.reset(ends[0]);
     if (m_child > 0) return;
     m_end.reset(-1);
     logError("Could not start a process for the upload, uploading in this one.");
     HCrashReporter::probeAndSendCrashReports();
-    m_madeHere = true;
+    m_endedHere = true;
 }
 
 bool UploadPass::hasEnded() {
-    if (m_madeHere) {
-        m_madeHere = false;
+    if (m_endedHere) {
+        m_endedHere = false;
         m_killed = false;
         return true;
     }
     if (m_child <= 0) return false;
     int status = 0;
-    // Its descriptors are closed a moment before it can be waited for.
+    // The kernel closes its descriptors a moment before waitpid() succeeds.
     const int flags = isReadable(m_end.get()) ? 0 : WNOHANG;
     pid_t got = -1;
     do got = waitpid(m_child, &status, flags);

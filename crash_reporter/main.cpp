@@ -21,7 +21,8 @@ namespace {
 
 using namespace crash_reporter;
 
-/// One that is about to leave gets time to do so; more if it says that it only finishes an upload.
+/// A crash reporter that holds the lock may be about to leave. It gets time for that, and more if
+/// it has announced that it only finishes an upload.
 constexpr std::chrono::seconds kPatience(5);
 constexpr std::chrono::seconds kPatienceWithAnUpload(300);
 constexpr std::chrono::milliseconds kPause(20);
@@ -30,15 +31,15 @@ SessionLock::Outcome takeLock(SessionLock& lock, const StopSignal& stop) {
     const Time begin = Clock::now();
     for (;;) {
         const SessionLock::Outcome outcome = lock.take();
-        if (outcome != SessionLock::Outcome::heldByAnother || stop.isAsked()) return outcome;
+        if (outcome != SessionLock::Outcome::heldByAnother || stop.isRequested()) return outcome;
         const auto patience = SessionLock::isReleaseAnnounced() ? kPatienceWithAnUpload : kPatience;
         if (Clock::now() >= begin + patience) return outcome;
         std::this_thread::sleep_for(kPause);
     }
 }
 
-void refuse(const SessionPlaces& places) {
-    std::fprintf(stderr, "crash_reporter: %s\n", places.refusal().c_str());
+void complain(const std::string& refusal) {
+    std::fprintf(stderr, "crash_reporter: %s\n", refusal.c_str());
 }
 
 void serve(Log& log) {
@@ -63,21 +64,21 @@ int main() {
     daemonize();
     HCrashReporter::installSelfSignalHandler();
 
-    // The log's directory comes first: the redirection is tried once, and without it nobody would
-    // hear of anything that goes wrong.
+    // The log's directory comes first: standard output is redirected only once, and without the log
+    // nobody would hear of anything that goes wrong.
     SessionPlaces places;
-    if (!places.prepareSessionDirectory()) {
-        refuse(places);
+    if (const Refusal refusal = places.prepareSessionDirectory()) {
+        complain(*refusal);
         return EXIT_FAILURE;
     }
-    const bool storesAreOurs = places.inspectStores();
-    if (!storesAreOurs) refuse(places);
+    const Refusal refusal = places.inspectStores();
+    if (refusal) complain(*refusal);
 
     Log log;
     log.open();
     for (const std::string& remark : places.remarks()) logInfo(remark);
-    if (!storesAreOurs) {
-        logError(places.refusal() + ", leaving.");
+    if (refusal) {
+        logError(*refusal + ", leaving.");
         return EXIT_FAILURE;
     }
     try {

@@ -48,7 +48,7 @@ class CarryOverTest : public crash_reporter_test::StoreScene {
 
 TEST_F(CarryOverTest, ARecordThatReachedTheReplacedFileIsCarriedOver) {
     host = HCrashRptUtils::fileOpen(registrations);
-    carryOver.keep(registrations);
+    carryOver.holdOpen(registrations);
     replace();
     carryOver.begin(Clock::now());
     carryOver.poll(Clock::now());
@@ -63,7 +63,7 @@ TEST_F(CarryOverTest, ARecordThatReachedTheReplacedFileIsCarriedOver) {
 }
 
 TEST_F(CarryOverTest, ARecordThatTheHostItselfHasRepeatedIsNotWrittenTwice) {
-    carryOver.keep(registrations);
+    carryOver.holdOpen(registrations);
     host = HCrashRptUtils::fileOpen(registrations);
     hostRegisters(recordOf(process.pid()));
     replace();
@@ -75,14 +75,14 @@ TEST_F(CarryOverTest, ARecordThatTheHostItselfHasRepeatedIsNotWrittenTwice) {
 }
 
 TEST_F(CarryOverTest, AFileThatWasNotReplacedIsLetGo) {
-    carryOver.keep(registrations);
+    carryOver.holdOpen(registrations);
     carryOver.begin(Clock::now());
     EXPECT_FALSE(carryOver.nextPoll());
 }
 
 TEST_F(CarryOverTest, AMissingFileHasNothingToCarryOver) {
     fs::remove(registrations);
-    carryOver.keep(registrations);
+    carryOver.holdOpen(registrations);
     add("processRegFile.txt", "");
     carryOver.begin(Clock::now());
     EXPECT_FALSE(carryOver.nextPoll());

@@ -24,7 +24,7 @@ class FilingPlaceTest : public crash_reporter_test::StoreScene {
 
 TEST_F(FilingPlaceTest, TheBackupStoreIsMadeForItsOwnerOnly) {
     const mode_t before = umask(077);
-    EXPECT_EQ(obstacleToFiling({report}), "");
+    EXPECT_EQ(obstacleToFiling({report}), std::nullopt);
     umask(before);
     EXPECT_EQ(fs::status(backup).permissions(), fs::perms::owner_all);
 }
@@ -38,9 +38,9 @@ TEST_F(FilingPlaceTest, ABackupStoreThatCannotBeMadeIsAnObstacle) {
 
 TEST_F(FilingPlaceTest, AFileInItsPlaceIsAnObstacle) {
     writeFile(backup, "");
-    EXPECT_EQ(
-        obstacleToFiling({report}).rfind("nothing can be written to backup store " + backup, 0),
-        0U);
+    EXPECT_EQ(obstacleToFiling({report}).value_or("").rfind(
+                  "nothing can be written to backup store " + backup, 0),
+              0U);
 }
 
 TEST_F(FilingPlaceTest, ACrashStoreThatIsReadOnlyIsAnObstacle) {
@@ -54,7 +54,7 @@ TEST_F(FilingPlaceTest, ACrashStoreThatIsReadOnlyIsAnObstacle) {
 TEST_F(FilingPlaceTest, ABackupStoreWithoutRoomForTheReportsIsAnObstacle) {
     fs::create_directory(backup);
     if (!mountSmall(backup)) GTEST_SKIP() << "needs the right to mount";
-    EXPECT_EQ(obstacleToFiling({report}), "");
+    EXPECT_EQ(obstacleToFiling({report}), std::nullopt);
     const std::string large = add("CrashReport_2.json", std::string(200 << 10, 'x'));
     EXPECT_EQ(obstacleToFiling({report, large}), "no room is left in backup store " + backup);
     writeFile(backup + "/filler", std::string(210 << 10, 'x'));

@@ -31,7 +31,7 @@ TEST_F(PathOwnershipTest, OthersRightsAreTakenAway) {
         chmod(store.c_str(), mode);
         const Finding finding = inspectPath(store, PathKind::directory);
         EXPECT_TRUE(finding.restricted);
-        EXPECT_EQ(finding.objection, "");
+        EXPECT_EQ(finding.objection, std::nullopt);
         EXPECT_EQ(modeOf(store), 0700U);
     }
     EXPECT_FALSE(inspectPath(store, PathKind::directory).restricted);

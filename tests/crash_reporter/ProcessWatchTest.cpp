@@ -27,7 +27,8 @@ TEST_F(ProcessWatchTest, FollowsProcessesOfThisMachineThatRun) {
                   "otherhost:" + std::to_string(getpid()), "testhost:x", "testhost:", "testhost",
                   "testhost:99999999999999"});
     EXPECT_EQ(watch.living(), (Records{recordOf(process.pid()), recordOf(getpid())}));
-    EXPECT_FALSE(watch.noticeEnds());
+    watch.noticeEnds();
+    EXPECT_FALSE(watch.takeEnds());
     EXPECT_FALSE(watch.nextPoll());
 }
 
@@ -40,7 +41,8 @@ TEST_F(ProcessWatchTest, AnEndMakesADescriptorReadable) {
     EXPECT_EQ(poll(waits.data(), 1, 0), 0);
     end(process);
     EXPECT_EQ(poll(waits.data(), 1, 20000), 1);
-    EXPECT_TRUE(watch.noticeEnds());
+    watch.noticeEnds();
+    EXPECT_TRUE(watch.takeEnds());
     EXPECT_TRUE(watch.living().empty());
     waits.clear();
     watch.addTo(waits);
@@ -50,8 +52,10 @@ TEST_F(ProcessWatchTest, AnEndMakesADescriptorReadable) {
 TEST_F(ProcessWatchTest, AnEndedProcessIsLookedAtAfterGrowingPausesUntilItsParentAsks) {
     watch.follow({recordOf(process.pid())});
     end(process);
-    ASSERT_TRUE(watch.noticeEnds());
-    EXPECT_FALSE(watch.noticeEnds());
+    watch.noticeEnds();
+    watch.noticeEnds();
+    ASSERT_TRUE(watch.takeEnds()) << "forgotten before it was taken";
+    EXPECT_FALSE(watch.takeEnds());
     auto pause = Clock::duration::zero();
     for (int look = 0; look < 12; ++look) {
         ASSERT_TRUE(watch.nextPoll());
@@ -74,7 +78,8 @@ TEST_F(ProcessWatchTest, AnEndedProcessThatIsAskedForIsForgotten) {
     watch.follow({recordOf(process.pid())});
     end(process);
     process.wait();
-    EXPECT_TRUE(watch.noticeEnds());
+    watch.noticeEnds();
+    EXPECT_TRUE(watch.takeEnds());
     EXPECT_FALSE(watch.nextPoll());
 }
 

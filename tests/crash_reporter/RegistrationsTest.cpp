@@ -38,7 +38,7 @@ TEST_F(RegistrationsTest, OnlyNumbersOfThisMachineAreLocalProcesses) {
     EXPECT_EQ(localProcess("testhost:12"), "12");
     for (const char* record : {"other:12", "testhost:1x", "testhost:", "testhost", "testhost:../1",
                                "testhost:-1", "testhost:1:2", "testhost:1234567890", "12"})
-        EXPECT_EQ(localProcess(record), "") << record;
+        EXPECT_EQ(localProcess(record), std::nullopt) << record;
 }
 
 TEST_F(RegistrationsTest, RecordsAreAppendedAsHostsDo) {

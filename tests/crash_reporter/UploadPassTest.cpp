@@ -90,7 +90,7 @@ TEST_F(UploadPassTest, StoppedItFilesTheReportThatItIsAt) {
     writeFile(directory / "release", "");
     EXPECT_TRUE(hasEnded());
     EXPECT_EQ(namesIn(backup).size(), 1U);
-    EXPECT_FALSE(signals.isAsked()) << "the pass was asked, not this process";
+    EXPECT_FALSE(signals.isRequested()) << "the pass was asked, not this process";
 }
 
 TEST_F(UploadPassTest, OneThatIsKilledIsTold) {
@@ -109,7 +109,7 @@ TEST_F(UploadPassTest, WithoutAProcessToHaveItIsMadeHere) {
     s_forkFails = true;
     pass.begin();
     EXPECT_FALSE(pass.isRunning());
-    EXPECT_TRUE(pass.isOverAlready());
+    EXPECT_TRUE(pass.hasEndedHere());
     EXPECT_TRUE(pass.hasEnded());
     EXPECT_FALSE(pass.hasEnded());
     EXPECT_EQ(namesIn(backup).size(), 2U);
@@ -120,11 +120,11 @@ TEST_F(UploadPassTest, WithoutAProcessToHaveItIsMadeHere) {
 TEST(StopSignalTest, ASignalMakesItsDescriptorReadableAndEndsNothing) {
     const StopSignal stop;
     pollfd wait = {stop.descriptor(), POLLIN, 0};
-    EXPECT_FALSE(stop.isAsked());
+    EXPECT_FALSE(stop.isRequested());
     EXPECT_EQ(poll(&wait, 1, 0), 0);
     raise(SIGTERM);
     raise(SIGTERM);
-    EXPECT_TRUE(stop.isAsked());
+    EXPECT_TRUE(stop.isRequested());
     EXPECT_EQ(poll(&wait, 1, 0), 1);
 }
 
@@ -137,7 +137,7 @@ TEST(StopSignalTest, AProgramThatIsStartedCanBeEndedByTheSignal) {
     }));
     program.signal(SIGTERM);
     EXPECT_EQ(program.wait(), test_support::killedBy(SIGTERM));
-    EXPECT_FALSE(stop.isAsked());
+    EXPECT_FALSE(stop.isRequested());
 }
 
 }  // namespace
