@@ -1,6 +1,8 @@
-# Which Debian packages the project needs, and their installation. Sourced by the other scripts.
+# shellcheck shell=bash disable=SC2034  # the groups are used by name
+# The Debian packages that the project needs, in groups, and their installation. Other scripts source
+# this file.
 
-# package, and a command that tells whether it is there ("" asks dpkg)
+# Each entry: a package, a colon, a command that succeeds if the package is there (none: dpkg is asked).
 build_packages=(
     "g++:command -v g++"
     "cmake:command -v cmake"
@@ -10,19 +12,25 @@ build_packages=(
     "libssl-dev:"
     "libcgicc-dev:"
 )
+# A crashing process runs these tools.
 run_packages=(
     "procps:command -v ps && command -v pmap"
+)
+# Uploads and the report server. No unit test needs them.
+server_packages=(
     "curl:command -v curl"
     "openssl:command -v openssl"
     "lighttpd:command -v lighttpd || test -x /usr/sbin/lighttpd"
     "lighttpd-mod-openssl:"
 )
-# Wanted by checks alone, not by building or running.
+# Tests of the release build that are skipped without them.
 check_packages=(
-    "clang:command -v clang++"
-    "libclang-rt-14-dev:"
     "valgrind:command -v valgrind"
     "python3:command -v python3"
+)
+fuzz_packages=(
+    "clang:command -v clang++"
+    "libclang-rt-14-dev:"
 )
 soak_packages=(
     "python3:command -v python3"
@@ -31,6 +39,8 @@ lint_packages=(
     "clang:command -v clang++"
     "clang-format:command -v clang-format"
     "clang-tidy:command -v clang-tidy"
+    "shellcheck:command -v shellcheck"
+    "pyflakes3:command -v pyflakes3"
 )
 bench_packages=(
     "libbenchmark-dev:"
@@ -51,12 +61,15 @@ package_is_there() {  # package:test
     fi
 }
 
-# Installs what is missing, with sudo when not root. Does not touch the network when all is there.
-# Further entries, such as those of check_packages, come as arguments.
-install_missing_packages() {  # [package:test...]
-    local entry missing=()
-    for entry in "${build_packages[@]}" "${run_packages[@]}" "$@"; do
-        package_is_there "$entry" || missing+=("${entry%%:*}")
+# Installs the missing packages of the group build and of the named groups, with sudo if the caller is
+# not root. Does not touch the network if nothing is missing.
+install_missing_packages() {  # [GROUP...]
+    local group entry missing=()
+    for group in build "$@"; do
+        local -n entries=${group}_packages
+        for entry in "${entries[@]}"; do
+            package_is_there "$entry" || missing+=("${entry%%:*}")
+        done
     done
     [ ${#missing[@]} -gt 0 ] || return 0
 
@@ -74,8 +87,8 @@ install_missing_packages() {  # [package:test...]
     "${as_root[@]}" bash -s -- "${missing[@]}" <<'ROOT'
 set -eu
 export DEBIAN_FRONTEND=noninteractive
-# Installing a web server would start it as a service. Only its program is wanted, so services are
-# kept from starting meanwhile, where nobody has set a policy of their own.
+# The installation of a web server would start it as a service, but only the program is needed. This
+# policy keeps services from starting meanwhile; a policy that exists already stays in force.
 policy=/usr/sbin/policy-rc.d
 if [ ! -e "$policy" ]; then
     printf '#!/bin/sh\nexit 101\n' > "$policy"

@@ -15,7 +15,6 @@ import re
 import secrets
 import shutil
 import signal
-import subprocess
 import sys
 import tempfile
 import time
