@@ -162,12 +162,22 @@ TEST_P(UploadOutcomesTest, IsToldInOneLineFiledAndSurvived) {
     if (server) {
         EXPECT_EQ(server->storedReports().size(), success ? 1U : 0U);
     }
-    EXPECT_TRUE(std::filesystem::is_empty(session.directory / "tmp/CrashReporter"));
+    EXPECT_TRUE(std::filesystem::is_empty(session.tmp + "/CrashReporter"));
 
     const std::string log = session.log(reporter.pid());
     EXPECT_EQ(readFile(status), std::to_string(expected.status) + "\n") << log;
     EXPECT_EQ(timesIn(log, "[Crash Reporter] Velcurl send success\n"), success ? 1U : 0U);
     EXPECT_EQ(timesIn(log, "Unable to send error report to server"), success ? 0U : 1U);
+    EXPECT_EQ(timesIn(log, "Successfully sent"), success ? 1U : 0U);
+    const std::string told =
+        success ? "\n[Crash Reporter] Successfully sent error report to server, report = "
+                : "\n[Crash Reporter] Error:  Unable to send error report to server, report = ";
+    EXPECT_TRUE(integration_test::standInOrder(
+        log, {" : Sending crash report to Veltra server ",
+              "\n[Crash Reporter] Running cmd: " + session.program("velcurl") + "  --verbose ",
+              "\n[Crash Reporter] CURL LOG: ", told + session.store + "/CrashReport_a.json",
+              "[Crash Reporter] Moved crash report to backup store at " + session.backup +
+                  "/CrashReport_a.json." + outcome + "\n"}));
     const std::string start = "velcurl: ";
     EXPECT_EQ(timesIn(log, "CURL LOG: " + start), success ? 0U : 1U) << log;
     const Names echoed = echoedLines(log);
@@ -191,9 +201,7 @@ const Outcome kOutcomes[] = {
     {"Accepted", "200", [](auto& t) { answers(t, ""); }, 0, ""},
     {"Created", "201", [](auto& t) { answers(t, "201 Created"); }, 22,
      "velcurl: not accepted: HTTP status 201 (Created) from HOST: \"201 Created\"; only status 200 "
-     "says that a "
-     "report "
-     "is stored"},
+     "says that a report is stored"},
     {"NoContent", "204", [](auto& t) { answers(t, "204 No Content"); }, 22,
      "velcurl: not accepted: HTTP status 204 (No Content) from HOST; only status 200 says that a "
      "report is stored"},
@@ -206,8 +214,7 @@ const Outcome kOutcomes[] = {
      [](auto& t) { answers(t, "400 Bad Request\nContent-Type: text/plain\n\nNo such form.\n"); },
      22,
      "velcurl: not accepted: HTTP status 400 (Bad Request) from HOST: \"No such form.\"; the "
-     "server "
-     "cannot read the upload: compare the versions of both sides"},
+     "server cannot read the upload: compare the versions of both sides"},
     {"WrongAccessCode", "403: wrong access code",
      [](auto& t) {
          ReportServer::Options options;
@@ -225,24 +232,20 @@ const Outcome kOutcomes[] = {
      },
      22,
      "velcurl: not accepted: HTTP status 413 (Payload Too Large) from HOST: \"The request is "
-     "longer "
-     "than 100 bytes.\"; the report is longer than the server takes"},
+     "longer than 100 bytes.\"; the report is longer than the server takes"},
     {"TooMany", "429", [](auto& t) { answers(t, "429 Too Many Requests\nRetry-After: 60\n\n"); },
      22,
      "velcurl: not accepted: HTTP status 429 (Too Many Requests) from HOST; the server limits "
      "uploads: send the filed report later"},
     {"InternalError", "500", [](auto& t) { answers(t, "500 Internal Server Error"); }, 22,
      "velcurl: not accepted: HTTP status 500 (Internal Server Error) from HOST: \"500 Internal "
-     "Server Error\"; the server is in "
-     "trouble: see its log"},
+     "Server Error\"; the server is in trouble: see its log"},
     {"BadGateway", "502", [](auto& t) { answers(t, "502 Bad Gateway"); }, 22,
      "velcurl: not accepted: HTTP status 502 (Bad Gateway) from HOST: \"502 Bad Gateway\"; a "
-     "gateway stands before the "
-     "server and does not reach it"},
+     "gateway stands before the server and does not reach it"},
     {"Unavailable", "503", [](auto& t) { answers(t, "503 Service Unavailable"); }, 22,
      "velcurl: not accepted: HTTP status 503 (Service Unavailable) from HOST: \"503 Service "
-     "Unavailable\"; the server is "
-     "overloaded or being maintained"},
+     "Unavailable\"; the server is overloaded or being maintained"},
     {"SuccessTextIn201", "201, the success line in header and body",
      [](auto& t) { answersWithSuccessText(t, "201 Created"); }, 22,
      "velcurl: not accepted: HTTP status 201 (Created) from HOST: \"HTTP 1.1 200 OK\"; only status "
@@ -261,8 +264,7 @@ const Outcome kOutcomes[] = {
      },
      22,
      "velcurl: not accepted: HTTP status 500 (HTTP 1.1 200 OK) from HOST; the server is in "
-     "trouble: "
-     "see its log"},
+     "trouble: see its log"},
     {"OlderHttp", "200 of HTTP/1.0",
      [](auto& t) { t.startTlsServer({"HTTP/1.0 200 OK\r\n\r\nReport stored\n"}); }, 22,
      "velcurl: not accepted: HTTP status 200 (OK) from HOST: \"Report stored\"; only HTTP/1.1 with "
@@ -276,8 +278,8 @@ const Outcome kOutcomes[] = {
          t.startTlsServer({"", TlsServer::CUTS});
      },
      56,
-     "velcurl: no answer from HOST: curl 56 (*reset*); the connection was cut: "
-     "check server, proxies and network"},
+     "velcurl: no answer from HOST: curl 56 (*reset*); the connection was cut: check server, "
+     "proxies and network"},
     {"ClosedInTheHeaders", "200, connection closed in the headers",
      [](auto& t) { t.startTlsServer({"HTTP/1.1 200 OK\r\nContent-Le"}); }, 22,
      "velcurl: not accepted: HTTP status 200 (OK) from HOST, cut off within its headers; the "
@@ -295,14 +297,13 @@ const Outcome kOutcomes[] = {
      },
      18,
      "velcurl: not accepted: HTTP status 200 (OK) from HOST, not to its end: curl 18 (transfer "
-     "closed "
-     "with outstanding read data remaining); the connection was cut: check server, proxies and "
-     "network"},
+     "closed with outstanding read data remaining); the connection was cut: check server, proxies "
+     "and network"},
     {"ClosedInTheBody", "200, connection closed in the body",
      [](auto& t) { t.startTlsServer({"HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\nRep"}); }, 18,
      "velcurl: not accepted: HTTP status 200 (OK) from HOST, not to its end: curl 18 (transfer "
-     "closed "
-     "with 97 bytes remaining to read); the connection was cut: check server, proxies and network"},
+     "closed with 97 bytes remaining to read); the connection was cut: check server, proxies and "
+     "network"},
     {"CutInTheBody", "200, connection cut in a chunked body",
      [](auto& t) {
          t.startTlsServer(
@@ -326,8 +327,7 @@ const Outcome kOutcomes[] = {
      },
      28,
      "velcurl: no answer from HOST: curl 28 (Operation timed out*); the server, or the network "
-     "before "
-     "it, is silent or too slow"},
+     "before it, is silent or too slow"},
     {"SilentInTheBody", "200, silent in the body, bound of 2 s",
      [](auto& t) {
          t.startTlsServer(
@@ -336,8 +336,7 @@ const Outcome kOutcomes[] = {
      },
      28,
      "velcurl: not accepted: HTTP status 200 (OK) from HOST, not to its end: curl 28 (Operation "
-     "timed "
-     "out*); the server, or the network before it, is silent or too slow"},
+     "timed out*); the server, or the network before it, is silent or too slow"},
     {"EndlessBody", "200, body without end",
      [](auto& t) {
          t.startTlsServer({"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n",
@@ -345,8 +344,7 @@ const Outcome kOutcomes[] = {
      },
      63,
      "velcurl: not accepted: HTTP status 200 (OK) from HOST, not to its end: more than 256 KiB "
-     "came, "
-     "curl was ended; no report server answers so"},
+     "came, curl was ended; no report server answers so"},
     {"EndlessHeaders", "200, headers without end",
      [](auto& t) {
          t.startTlsServer({"HTTP/1.1 200 OK\r\n", TlsServer::REPEATS_ITSELF,
@@ -354,8 +352,7 @@ const Outcome kOutcomes[] = {
      },
      63,
      "velcurl: not accepted: HTTP status 200 (OK) from HOST, not to its end: more than 256 KiB "
-     "came, "
-     "curl was ended; no report server answers so"},
+     "came, curl was ended; no report server answers so"},
     {"ExpiredCertificate", "certificate expired",
      [](auto& t) {
          TlsServer::Manners manners;
@@ -389,8 +386,7 @@ const Outcome kOutcomes[] = {
      },
      77,
      "velcurl: no answer from HOST: curl 77 (*error setting certificate*); cacert.pem cannot be "
-     "read "
-     "or holds no certificate"},
+     "read or holds no certificate"},
     {"Http2Only", "a server of HTTP/2 only",
      [](auto& t) {
          TlsServer::Manners manners;
@@ -407,21 +403,18 @@ const Outcome kOutcomes[] = {
     {"NoHttp", "a server of another protocol",
      [](auto& t) { t.startTlsServer({"220 mail.example ESMTP\r\n"}); }, 1,
      "velcurl: no answer from HOST: curl 1 (Received HTTP/0.9 when not allowed*); what answers "
-     "there "
-     "does not speak HTTP/1.1"},
+     "there does not speak HTTP/1.1"},
     {"ProxyRefuses", "a proxy refuses",
      [](auto& t) {
          t.startProxy("HTTP/1.1 407 Proxy Authentication Required\r\nContent-Length: 0\r\n\r\n");
      },
      56,
      "velcurl: no answer from HOST: curl 56 (*CONNECT*407*); the proxy does not let the upload "
-     "through: "
-     "check the proxy variables"},
+     "through: check the proxy variables"},
     {"ProxySaysTheSuccessText", "a proxy says the success line and closes",
      [](auto& t) { t.startProxy("HTTP/1.1 200 OK\r\n\r\n"); }, 35,
      "velcurl: no answer from HOST: curl 35 (*); what answers there does not agree on TLS: too "
-     "old, or "
-     "no TLS server"},
+     "old, or no TLS server"},
     {"NameDoesNotResolve", "name does not resolve",
      [](auto& t) {
          t.usePort(DeafPort::REFUSES);
