@@ -7,11 +7,8 @@
 #include "hcrpt/HCrashReporter.h"
 #include "hcrpt/HCrashRptTransmit.h"
 #include "hcrpt/HCrashRptUtils.h"
+#include "lifecycle/SendPass.h"
 #include "utils/Message.h"
-
-namespace HCrashReporter {
-
-HCrashRptSettings::ConsentType consentType = HCrashRptSettings::CONSENT_NOT_ASKED;
 
 namespace {
 
@@ -20,31 +17,29 @@ volatile std::sig_atomic_t s_stopRequested = 0;
 
 }  // namespace
 
-void stopAfterThisReport() {
-    s_stopRequested = 1;
-}
+namespace hcrpt {
 
-bool getConsentAndBackupStatus(HCrashRptSettings::ConsentType& consent,
-                               HCrashRptSettings::RptBackupStatus& status) {
-    if (consent == HCrashRptSettings::CONSENT_NOT_ASKED)
-        consent = HCrashRptConsentForm::getCustomerConsent();
+bool decideOnConsent(const SendPassSources& sources, HCrashRptSettings::ConsentType& consent,
+                     HCrashRptSettings::RptBackupStatus& status) {
+    if (consent == HCrashRptSettings::CONSENT_NOT_ASKED) consent = sources.consent();
     if (consent == HCrashRptSettings::CONSENT_REFUSED) return false;
     if (consent == HCrashRptSettings::CONSENT_LATER) status = HCrashRptSettings::SEND_LATER;
     return true;
 }
 
-bool probeAndSendCrashReports() {
-    const std::vector<std::string> reports = HCrashReportMgr::probeAndGetCrashReports();
+bool makeSendPass(const SendPassSources& sources) {
+    using HCrashReporter::consentType;
+    const std::vector<std::string> reports = sources.waitingReports();
     if (reports.empty()) return true;
     auto status = HCrashRptSettings::SEND_SUCCESS;
-    if (!getConsentAndBackupStatus(consentType, status)) return false;
+    if (!decideOnConsent(sources, consentType, status)) return false;
 
     int sent = 0;
     for (const std::string& report : reports) {
         if (s_stopRequested != 0) break;
         if (HCrashRptUtils::handleIfEmptyFile(report)) continue;
         if (consentType != HCrashRptSettings::CONSENT_GIVEN) {
-            hcrpt::printMessage("Crash report is not transmitted as no consent to send received.");
+            printMessage("Crash report is not transmitted as no consent to send received.");
             HCrashRptUtils::moveFileToBackupStore(report, status);
             continue;
         }
@@ -55,19 +50,37 @@ bool probeAndSendCrashReports() {
             HCrashRptUtils::moveFileToBackupStore(report, status);
             continue;
         }
-        hcrpt::printMessage("Velcurl send success");
+        printMessage("Velcurl send success");
         HCrashRptUtils::moveFileToBackupStore(report, status);
         // A report that is still there would be sent again in the next pass.
         HUTFile(report).rm();
         ++sent;
-        const int limit = HCrashRptSettings::getMaxRptsToSend();
+        const int limit = sources.sendLimit();
         if (sent >= limit) {
-            hcrpt::printMessage("Crash report send limit of " + std::to_string(limit) +
-                                " files reached.");
+            printMessage("Crash report send limit of " + std::to_string(limit) + " files reached.");
             break;
         }
     }
     return true;
+}
+
+}  // namespace hcrpt
+
+namespace HCrashReporter {
+
+HCrashRptSettings::ConsentType consentType = HCrashRptSettings::CONSENT_NOT_ASKED;
+
+void stopAfterThisReport() {
+    s_stopRequested = 1;
+}
+
+bool getConsentAndBackupStatus(HCrashRptSettings::ConsentType& consent,
+                               HCrashRptSettings::RptBackupStatus& status) {
+    return hcrpt::decideOnConsent({}, consent, status);
+}
+
+bool probeAndSendCrashReports() {
+    return hcrpt::makeSendPass({});
 }
 
 bool hasCrashReports() {

@@ -13,12 +13,12 @@
 
 #include "capture/CrashScene.h"
 #include "capture/CrashStack.h"
-#include "capture/LinkSeams.h"
 #include "capture/SecondsLeft.h"
 #include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
 #include "support/ChildProcess.h"
 #include "support/CrashArena.h"
+#include "support/LinkSeams.h"
 #include "support/ScopedEnvVar.h"
 #include "support/StdoutCapture.h"
 

@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "capture/CrashScene.h"
-#include "capture/LinkSeams.h"
 #include "hcrpt/HCrashCapture.h"
 #include "support/ChildProcess.h"
 #include "support/CrashArena.h"
+#include "support/LinkSeams.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
 

@@ -16,11 +16,11 @@
 #include <vector>
 
 #include "capture/CrashScene.h"
-#include "capture/LinkSeams.h"
 #include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
 #include "support/ChildProcess.h"
 #include "support/CrashArena.h"
+#include "support/LinkSeams.h"
 
 using namespace HCrashReporter;
 using namespace test_support;

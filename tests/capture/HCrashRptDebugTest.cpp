@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "capture/CrashScene.h"
-#include "capture/LinkSeams.h"
 #include "hcrpt/HCrashCapture.h"
 #include "support/ChildProcess.h"
+#include "support/LinkSeams.h"
 #include "support/StdoutCapture.h"
 
 using namespace test_support;

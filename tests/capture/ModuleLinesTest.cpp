@@ -11,8 +11,8 @@
 #include <optional>
 #include <string>
 
-#include "capture/LinkSeams.h"
 #include "capture/ModuleLines.h"
+#include "support/LinkSeams.h"
 #include "support/TempDir.h"
 
 using hcrpt::writeModuleLine;

@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
-#include "capture/LinkSeams.h"
 #include "capture/RawTrace.h"
 #include "capture/TraceLines.h"
 #include "hcrpt/HCrashCapture.h"
+#include "support/LinkSeams.h"
 #include "support/TempDir.h"
 
 using HCrashReporter::HCrptLinuxExceptionHandler;

@@ -15,13 +15,13 @@
 
 #include "capture/CrashScene.h"
 #include "capture/CrashStack.h"
-#include "capture/LinkSeams.h"
 #include "capture/SecondsLeft.h"
 #include "capture/TraceLines.h"
 #include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
 #include "support/ChildProcess.h"
 #include "support/CrashArena.h"
+#include "support/LinkSeams.h"
 #include "support/ScopedEnvVar.h"
 #include "support/StdoutCapture.h"
 
@@ -49,7 +49,7 @@ class StackTraceTxtLogTest : public testing::Test {
             copies.push_back(path + " -> " + directory + " mode " + std::to_string(mode));
             return scene.platform.HUTBackend::copyToDir(path, directory, mode);
         };
-        seams::onNanosleep = [this](const timespec* wanted) -> std::optional<int> {
+        seams::onNanosleep = [this](const timespec* wanted, timespec*) -> std::optional<int> {
             if (wanted->tv_sec != 1 || wanted->tv_nsec != 0) return std::nullopt;
             ++sleeps;
             if (duringSleep) duringSleep();

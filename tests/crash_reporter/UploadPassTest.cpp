@@ -10,21 +10,8 @@
 #include "crash_reporter/UploadPass.h"
 #include "support/ChildProcess.h"
 #include "support/FakeUploadTool.h"
+#include "support/LinkSeams.h"
 #include "support/StdoutCapture.h"
-
-namespace {
-
-bool s_forkFails = false;
-
-}  // namespace
-
-extern "C" pid_t __real_fork();
-extern "C" pid_t __wrap_fork();
-extern "C" pid_t __wrap_fork() {
-    if (!s_forkFails) return __real_fork();
-    errno = EAGAIN;
-    return -1;
-}
 
 namespace {
 
@@ -44,7 +31,6 @@ class UploadPassTest : public crash_reporter_test::StoreScene {
         writeFile(directory / "telemon/cacert.pem", "certificate");
         for (const char* name : {"CrashReport_1", "CrashReport_2"}) add(name, "{}");
     }
-    ~UploadPassTest() override { s_forkFails = false; }
     /// Lets the tool wait for a file of this name, or for the end of the test.
     void letToolWaitFor(const std::string& name) const {
         const std::string started = directory / "started";
@@ -106,7 +92,10 @@ TEST_F(UploadPassTest, OneThatIsKilledIsTold) {
 }
 
 TEST_F(UploadPassTest, WithoutAProcessToHaveItIsMadeHere) {
-    s_forkFails = true;
+    const seams::ScopedSeam seam(seams::onFork, [] {
+        errno = EAGAIN;
+        return -1;
+    });
     pass.begin();
     EXPECT_FALSE(pass.isRunning());
     EXPECT_TRUE(pass.hasEndedHere());

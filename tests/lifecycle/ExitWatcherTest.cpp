@@ -9,7 +9,6 @@
 namespace {
 
 using lifecycle_test::kDeadPid;
-using lifecycle_test::spies;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 using namespace test_support;
@@ -32,19 +31,19 @@ TEST_F(ExitWatcherTest, WithoutARegistrationFileAndReportsItIsOverAtOnce) {
     EXPECT_TRUE(HCrashReporter::isExitCondition());
     makeStore();
     EXPECT_TRUE(HCrashReporter::isExitCondition());
-    EXPECT_TRUE(spies().sleeps.empty());
+    EXPECT_TRUE(pauses.seconds.empty());
 }
 
 TEST_F(ExitWatcherTest, WithoutARegistrationFileAWaitingReportKeepsItGoing) {
     add("CrashReport_1.json");
     EXPECT_FALSE(HCrashReporter::isExitCondition());
-    EXPECT_TRUE(spies().sleeps.empty());
+    EXPECT_TRUE(pauses.seconds.empty());
 }
 
 TEST_F(ExitWatcherTest, ARunningProcessOfThisMachineKeepsItGoing) {
     writeRegistrations(live + "\n");
     EXPECT_FALSE(HCrashReporter::isExitCondition());
-    EXPECT_TRUE(spies().sleeps.empty());
+    EXPECT_TRUE(pauses.seconds.empty());
 }
 
 TEST_F(ExitWatcherTest, DeadProcessesDoNot) {
@@ -157,11 +156,12 @@ TEST_F(ExitWatcherTest, AHostNameWithABlankIsReadAsTwoRecords) {
 
 TEST_F(ExitWatcherTest, AnEmptyFileCostsFifteenLooksAndIsThenReadAsEmpty) {
     writeRegistrations("");
+    pauses.areReal = true;
     StdoutCapture output;
     const auto start = steady_clock::now();
     EXPECT_TRUE(HCrashReporter::isExitCondition());
     EXPECT_GE(steady_clock::now() - start, seconds(15));
-    EXPECT_EQ(spies().sleeps, std::vector<int>(15, 1));
+    EXPECT_EQ(pauses.seconds, std::vector<long>(15, 1));
     EXPECT_EQ(output.text(), "");
 }
 
@@ -169,7 +169,7 @@ TEST_F(ExitWatcherTest, AnEmptyFileDoesNotHideAWaitingReport) {
     writeRegistrations("");
     add("CrashReport_1.json");
     EXPECT_FALSE(HCrashReporter::isExitCondition());
-    EXPECT_EQ(spies().sleeps.size(), 15u);
+    EXPECT_EQ(pauses.seconds.size(), 15u);
 }
 
 TEST_F(ExitWatcherTest, AFileThatCannotBeOpenedCostsFifteenLooksAndIsThenReadAsEmpty) {
@@ -177,34 +177,34 @@ TEST_F(ExitWatcherTest, AFileThatCannotBeOpenedCostsFifteenLooksAndIsThenReadAsE
     // A socket is there, but nobody can open it, root neither.
     ASSERT_EQ(mknod(registrations.c_str(), S_IFSOCK | 0600, 0), 0);
     EXPECT_TRUE(HCrashReporter::isExitCondition());
-    EXPECT_EQ(spies().sleeps, std::vector<int>(15, 1));
+    EXPECT_EQ(pauses.seconds, std::vector<long>(15, 1));
 }
 
 TEST_F(ExitWatcherTest, ContentThatArrivesMeanwhileIsNoticedAtTheNextLook) {
     for (const std::size_t arrivesInSleep : {1u, 3u}) {
         writeRegistrations("");
-        spies().sleeps.clear();
-        spies().onSleep = [&](std::size_t number) {
+        pauses.seconds.clear();
+        pauses.onPause = [&](std::size_t number) {
             if (number == arrivesInSleep) writeRegistrations(live + "\n");
         };
         EXPECT_FALSE(HCrashReporter::isExitCondition());
-        EXPECT_EQ(spies().sleeps.size(), arrivesInSleep);
+        EXPECT_EQ(pauses.seconds.size(), arrivesInSleep);
     }
 }
 
 TEST_F(ExitWatcherTest, ContentThatArrivesAfterTheLastLookIsStillRead) {
     writeRegistrations("");
-    spies().onSleep = [&](std::size_t number) {
+    pauses.onPause = [&](std::size_t number) {
         if (number == 15) writeRegistrations(live + "\n");
     };
     EXPECT_FALSE(HCrashReporter::isExitCondition());
-    EXPECT_EQ(spies().sleeps.size(), 15u);
+    EXPECT_EQ(pauses.seconds.size(), 15u);
 }
 
 TEST_F(ExitWatcherTest, AFileOfBlanksHasContentButNoRecords) {
     writeRegistrations("\n \n");
     EXPECT_TRUE(HCrashReporter::isExitCondition());
-    EXPECT_TRUE(spies().sleeps.empty());
+    EXPECT_TRUE(pauses.seconds.empty());
 }
 
 }  // namespace

@@ -5,13 +5,13 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "lifecycle/SendPass.h"
 #include "lifecycle/Session.h"
 #include "support/ChildProcess.h"
 #include "support/StdoutCapture.h"
 
 namespace {
 
-using lifecycle_test::spies;
 using namespace test_support;
 using Names = std::vector<std::string>;
 
@@ -22,16 +22,15 @@ constexpr char kNoConsent[] =
 
 const HCrashRptSettings::ConsentType consentAtLoad = HCrashReporter::consentType;
 
-std::size_t timesIn(const std::string& text, const std::string& part) {
-    std::size_t times = 0;
-    for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++times;
-    return times;
-}
-
 class ProbeAndSendTest : public lifecycle_test::SessionTest {
   protected:
     ProbeAndSendTest() {
-        spies().sortReports = true;
+        answerConsent(HCrashRptSettings::CONSENT_GIVEN);
+        sources.waitingReports = [] {
+            Names reports = HCrashReportMgr::probeAndGetCrashReports();
+            std::sort(reports.begin(), reports.end());
+            return reports;
+        };
         std::filesystem::create_directory(data + "/telemon");
         writeFile(data + "/telemon/cacert.pem", "certificate");
         makeStore();
@@ -42,6 +41,20 @@ class ProbeAndSendTest : public lifecycle_test::SessionTest {
                "\n";
     }
     bool isBackupMade() const { return std::filesystem::exists(backup); }
+    void answerConsent(HCrashRptSettings::ConsentType answer) {
+        sources.consent = [this, answer] {
+            ++consentQuestions;
+            return answer;
+        };
+    }
+    void limitTo(int reports) {
+        sources.sendLimit = [reports] { return reports; };
+    }
+    /// A pass over the reports in the order of their names.
+    bool send() const { return hcrpt::makeSendPass(sources); }
+
+    hcrpt::SendPassSources sources;
+    int consentQuestions = 0;
 };
 
 // --- hasCrashReports ------------------------------------------------------------------------
@@ -55,7 +68,7 @@ TEST_F(ProbeAndSendTest, HasCrashReportsOnlyAsks) {
     EXPECT_TRUE(HCrashReporter::hasCrashReports());
     EXPECT_TRUE(std::filesystem::exists(report));
     EXPECT_EQ(tool.calls(), 0);
-    EXPECT_EQ(spies().consentQuestions, 0);
+    EXPECT_EQ(HCrashReporter::consentType, HCrashRptSettings::CONSENT_NOT_ASKED);
     EXPECT_EQ(output.text(), "");
 }
 
@@ -85,12 +98,10 @@ TEST_F(ProbeAndSendTest, ConsentIsAskedForOnlyWhenItIsNotKnown) {
         HCrashReporter::getConsentAndBackupStatus(consent, status);
         EXPECT_EQ(consent, known);
     }
-    EXPECT_EQ(spies().consentQuestions, 0);
     auto consent = HCrashRptSettings::CONSENT_NOT_ASKED;
     auto status = HCrashRptSettings::SEND_SUCCESS;
     EXPECT_TRUE(HCrashReporter::getConsentAndBackupStatus(consent, status));
-    EXPECT_EQ(consent, HCrashRptSettings::CONSENT_GIVEN);
-    EXPECT_EQ(spies().consentQuestions, 1);
+    EXPECT_EQ(consent, HCrashRptSettings::CONSENT_GIVEN) << "the form's answer";
 }
 
 TEST_F(ProbeAndSendTest, ConsentDecidesResultAndStatus) {
@@ -110,10 +121,10 @@ TEST_F(ProbeAndSendTest, ConsentDecidesResultAndStatus) {
     };
     for (const Case& each : cases) {
         for (const bool asked : {false, true}) {
-            spies().consentAnswer = each.consent;
+            answerConsent(each.consent);
             auto consent = asked ? each.consent : HCrashRptSettings::CONSENT_NOT_ASKED;
             auto status = each.before;
-            EXPECT_EQ(HCrashReporter::getConsentAndBackupStatus(consent, status), each.result)
+            EXPECT_EQ(hcrpt::decideOnConsent(sources, consent, status), each.result)
                 << each.consent;
             EXPECT_EQ(consent, each.consent);
             EXPECT_EQ(status, each.after) << each.consent;
@@ -125,8 +136,8 @@ TEST_F(ProbeAndSendTest, ConsentDecidesResultAndStatus) {
 
 TEST_F(ProbeAndSendTest, AnEmptyStoreIsSuccessAndNobodyIsAsked) {
     StdoutCapture output;
-    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
-    EXPECT_EQ(spies().consentQuestions, 0);
+    EXPECT_TRUE(send());
+    EXPECT_EQ(consentQuestions, 0);
     EXPECT_EQ(HCrashReporter::consentType, HCrashRptSettings::CONSENT_NOT_ASKED);
     EXPECT_EQ(output.text(), "");
     EXPECT_FALSE(isBackupMade());
@@ -151,10 +162,10 @@ TEST_F(ProbeAndSendTest, AReportIsUploadedThenConfirmedThenMoved) {
 TEST_F(ProbeAndSendTest, ConsentIsAskedOncePerProcess) {
     StdoutCapture output;
     add("CrashReport_1.json");
-    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_TRUE(send());
     add("CrashReport_2.json");
-    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
-    EXPECT_EQ(spies().consentQuestions, 1);
+    EXPECT_TRUE(send());
+    EXPECT_EQ(consentQuestions, 1);
     EXPECT_EQ(HCrashReporter::consentType, HCrashRptSettings::CONSENT_GIVEN);
 }
 
@@ -191,7 +202,7 @@ TEST_F(ProbeAndSendTest, AfterAFailureLaterSuccessesOfTheSamePassAreFiledAsFailu
         add(name);
     tool.answerCall(2, "refused\n");
     StdoutCapture output;
-    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_TRUE(send());
     EXPECT_EQ(tool.calls(), 4);
     EXPECT_EQ(namesIn(backup), (Names{"CrashReport_1.send_success", "CrashReport_2.send_fail",
                                       "CrashReport_3.send_fail", "CrashReport_4.send_fail"}));
@@ -203,9 +214,9 @@ TEST_F(ProbeAndSendTest, TheNextPassStartsWithSuccessAgain) {
     add("CrashReport_1");
     tool.answerCall(1, "refused\n");
     StdoutCapture output;
-    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_TRUE(send());
     add("CrashReport_2");
-    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_TRUE(send());
     EXPECT_EQ(namesIn(backup), (Names{"CrashReport_1.send_fail", "CrashReport_2.send_success"}));
 }
 
@@ -240,9 +251,9 @@ TEST_F(ProbeAndSendTest, AnEmptyReportIsRemovedNotSentAndNotCounted) {
     add("CrashReport_2");
     add("CrashReport_3");
     add("CrashReport_4");
-    spies().sendLimit = 2;
+    limitTo(2);
     StdoutCapture output;
-    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_TRUE(send());
     EXPECT_EQ(output.flushedText().rfind(kEmpty, 0), 0u);
     EXPECT_EQ(tool.calls(), 2);
     EXPECT_EQ(namesIn(backup), (Names{"CrashReport_2.send_success", "CrashReport_3.send_success"}));
@@ -255,11 +266,11 @@ TEST_F(ProbeAndSendTest, AskedToStopItFilesTheReportThatItIsAtAndLeavesTheOthers
     for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3"}) add(name);
     writeFile(tool.path(), "#!/bin/sh\nkill -USR1 $SENDER\necho 'HTTP/1.1 200 OK'\n");
     // In a process of its own: there is no way back.
-    auto child = test_support::ChildProcess::fork([] {
+    auto child = test_support::ChildProcess::fork([this] {
         signal(SIGUSR1, [](int) { HCrashReporter::stopAfterThisReport(); });
         setenv("SENDER", std::to_string(getpid()).c_str(), 1);
-        const bool first = HCrashReporter::probeAndSendCrashReports();
-        const bool second = HCrashReporter::probeAndSendCrashReports();
+        const bool first = send();
+        const bool second = send();
         return first && second ? 0 : 1;
     });
     EXPECT_EQ(child.wait(), test_support::exitedWith(0));
@@ -272,9 +283,9 @@ TEST_F(ProbeAndSendTest, AskedToStopItFilesTheReportThatItIsAtAndLeavesTheOthers
 
 TEST_F(ProbeAndSendTest, ALimitOfOneSendsOneOfThreeReports) {
     for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3"}) add(name);
-    spies().sendLimit = 1;
+    limitTo(1);
     StdoutCapture output;
-    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_TRUE(send());
     EXPECT_EQ(tool.calls(), 1);
     EXPECT_EQ(namesIn(store), (Names{"CrashReport_2", "CrashReport_3"}));
     const std::string end = kSendSuccess + moved("CrashReport_1.send_success") +
@@ -289,9 +300,9 @@ TEST_F(ProbeAndSendTest, ALimitOfNoneOrLessStopsAfterTheFirstSuccess) {
         SCOPED_TRACE(limit);
         add("CrashReport_1");
         add("CrashReport_2");
-        spies().sendLimit = limit;
+        limitTo(limit);
         StdoutCapture output;
-        EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+        EXPECT_TRUE(send());
         EXPECT_EQ(namesIn(store), Names{"CrashReport_2"});
         EXPECT_EQ(timesIn(output.text(), "[Crash Reporter] Crash report send limit of " +
                                              std::to_string(limit) + " files reached.\n"),
@@ -303,9 +314,9 @@ TEST_F(ProbeAndSendTest, FailedUploadsDoNotCountAgainstTheLimit) {
     for (const char* name : {"CrashReport_1", "CrashReport_2", "CrashReport_3", "CrashReport_4"})
         add(name);
     tool.answerCall(1, "refused\n");
-    spies().sendLimit = 2;
+    limitTo(2);
     StdoutCapture output;
-    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_TRUE(send());
     EXPECT_EQ(tool.calls(), 3);
     EXPECT_EQ(namesIn(backup), (Names{"CrashReport_1.send_fail", "CrashReport_2.send_fail",
                                       "CrashReport_3.send_fail"}));
@@ -315,13 +326,13 @@ TEST_F(ProbeAndSendTest, FailedUploadsDoNotCountAgainstTheLimit) {
 TEST_F(ProbeAndSendTest, OnePassSendsThirtyReportsAndTheNextTheRest) {
     for (int i = 10; i < 41; ++i) add("CrashReport_" + std::to_string(i));
     StdoutCapture output;
-    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_TRUE(send());
     EXPECT_EQ(namesIn(store), Names{"CrashReport_40"});
     EXPECT_EQ(timesIn(output.text(), kSendSuccess), 30u);
     EXPECT_EQ(
         timesIn(output.text(), "[Crash Reporter] Crash report send limit of 30 files reached.\n"),
         1u);
-    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_TRUE(send());
     EXPECT_EQ(namesIn(store), Names{});
     EXPECT_EQ(timesIn(output.text(), "send limit"), 1u);
 }
@@ -340,16 +351,16 @@ TEST_F(ProbeAndSendTest, ThirtyReportsReachTheLimitToo) {
 TEST_F(ProbeAndSendTest, RefusedConsentTouchesNothing) {
     add("CrashReport_1");
     add("CrashReport_2", "");
-    spies().consentAnswer = HCrashRptSettings::CONSENT_REFUSED;
+    answerConsent(HCrashRptSettings::CONSENT_REFUSED);
     StdoutCapture output;
-    EXPECT_FALSE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_FALSE(send());
     EXPECT_EQ(HCrashReporter::consentType, HCrashRptSettings::CONSENT_REFUSED);
     EXPECT_EQ(output.text(), "");
     EXPECT_EQ(tool.calls(), 0);
     EXPECT_EQ(namesIn(store), (Names{"CrashReport_1", "CrashReport_2"}));
     EXPECT_FALSE(isBackupMade());
-    EXPECT_FALSE(HCrashReporter::probeAndSendCrashReports());
-    EXPECT_EQ(spies().consentQuestions, 1);
+    EXPECT_FALSE(send());
+    EXPECT_EQ(consentQuestions, 1);
 }
 
 TEST_F(ProbeAndSendTest, WithoutReportsEvenRefusedConsentIsSuccess) {
@@ -362,9 +373,9 @@ TEST_F(ProbeAndSendTest, ConsentForLaterFilesEveryReportWithoutSending) {
     add("CrashReport_2", "");
     add("CrashReport_3");
     HCrashReporter::consentType = HCrashRptSettings::CONSENT_LATER;
-    spies().sendLimit = 1;
+    limitTo(1);
     StdoutCapture output;
-    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_TRUE(send());
     EXPECT_EQ(output.flushedText(), kNoConsent + moved("CrashReport_1.send_later") + kEmpty +
                                         kNoConsent + moved("CrashReport_3.send_later"));
     EXPECT_EQ(tool.calls(), 0);
@@ -372,14 +383,14 @@ TEST_F(ProbeAndSendTest, ConsentForLaterFilesEveryReportWithoutSending) {
 }
 
 TEST_F(ProbeAndSendTest, ConsentThatStaysUnknownIsAskedForAgainAndFilesUnderTheCurrentStatus) {
-    spies().consentAnswer = HCrashRptSettings::CONSENT_NOT_ASKED;
+    answerConsent(HCrashRptSettings::CONSENT_NOT_ASKED);
     add("CrashReport_1");
     StdoutCapture output;
-    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
+    EXPECT_TRUE(send());
     EXPECT_EQ(output.flushedText(), kNoConsent + moved("CrashReport_1.send_success"));
     add("CrashReport_2");
-    EXPECT_TRUE(HCrashReporter::probeAndSendCrashReports());
-    EXPECT_EQ(spies().consentQuestions, 2);
+    EXPECT_TRUE(send());
+    EXPECT_EQ(consentQuestions, 2);
 }
 
 }  // namespace

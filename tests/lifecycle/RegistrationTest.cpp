@@ -4,7 +4,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <fstream>
 #include <set>
@@ -16,13 +16,12 @@
 
 namespace {
 
-using lifecycle_test::spies;
 using std::chrono::seconds;
 using std::chrono::steady_clock;
 using namespace test_support;
 
-const std::string kLock = "LOCK_EX|LOCK_NB";
-const std::string kUnlock = "LOCK_UN";
+constexpr int kLock = LOCK_EX | LOCK_NB;
+constexpr int kUnlock = LOCK_UN;
 
 /// The exclusive lock of a file, as another process would hold it.
 class HeldLock {
@@ -59,55 +58,60 @@ bool crashHandlersAreInstalled() {
     return true;
 }
 
-using RegistrationTest = lifecycle_test::SessionTest;
+class RegistrationTest : public lifecycle_test::SessionTest {
+  protected:
+    /// Appends the record of a process of that id.
+    bool write(int pid) {
+        platform.fakePid = pid;
+        return HCrashReporter::writeProcIdToFile(registrations);
+    }
+    static std::vector<std::string> openDescriptors() {
+        return test_support::namesIn("/proc/self/fd");
+    }
+
+    std::vector<int> locks;  ///< operations of flock() so far
+    std::optional<int> unlockAnswer;
+    seams::ScopedSeam<decltype(seams::onFlock)> lockSeam{
+        seams::onFlock, [this](int, int operation) {
+            locks.push_back(operation);
+            return operation == kUnlock ? unlockAnswer : std::nullopt;
+        }};
+};
 
 // --- writeProcIdToFile ----------------------------------------------------------------------
 
-TEST_F(RegistrationTest, ARecordIsHostNameColonProcessIdAndALineFeed) {
-    writeRegistrations("");
-    platform.fakePid = 4711;
-    EXPECT_TRUE(HCrashReporter::writeProcIdToFile(registrations));
-    EXPECT_EQ(readFile(registrations), "testhost:4711\n");
-}
-
-TEST_F(RegistrationTest, TheProcessIdIsASignedDecimalNumber) {
-    writeRegistrations("");
-    platform.fakePid = -2147483647 - 1;
-    EXPECT_TRUE(HCrashReporter::writeProcIdToFile(registrations));
-    EXPECT_EQ(readFile(registrations), "testhost:-2147483648\n");
-}
-
-TEST_F(RegistrationTest, RecordsAreAppendedAndNothingIsCutOff) {
-    writeRegistrations("otherhost:1\ntesthost:22222222\n");
-    platform.fakePid = 5;
-    EXPECT_TRUE(HCrashReporter::writeProcIdToFile(registrations));
-    EXPECT_EQ(readFile(registrations), "otherhost:1\ntesthost:22222222\ntesthost:5\n");
-}
-
-TEST_F(RegistrationTest, TwoRecordsOfTheSameProcessIdAreBothKept) {
-    writeRegistrations("");
-    platform.fakePid = 5;
-    EXPECT_TRUE(HCrashReporter::writeProcIdToFile(registrations));
-    EXPECT_TRUE(HCrashReporter::writeProcIdToFile(registrations));
-    EXPECT_EQ(readFile(registrations), "testhost:5\ntesthost:5\n");
-}
-
-TEST_F(RegistrationTest, AHostNameWithABlankIsWrittenAsItIs) {
-    writeRegistrations("");
-    platform.fakeHostName = "my host";
-    platform.fakePid = 5;
-    EXPECT_TRUE(HCrashReporter::writeProcIdToFile(registrations));
-    EXPECT_EQ(readFile(registrations), "my host:5\n");
+TEST_F(RegistrationTest, ARecordIsHostNameColonProcessIdAndALineFeedBehindAllOthers) {
+    struct Case {
+        const char* title;
+        const char* before;
+        const char* host;
+        int pid;
+        const char* record;
+    };
+    const Case cases[] = {
+        {"the first", "", "testhost", 4711, "testhost:4711\n"},
+        {"a signed decimal number", "", "testhost", -2147483647 - 1, "testhost:-2147483648\n"},
+        {"nothing is cut off", "otherhost:1\ntesthost:22222222\n", "testhost", 5, "testhost:5\n"},
+        {"twice the same", "testhost:5\n", "testhost", 5, "testhost:5\n"},
+        {"a blank stays", "", "my host", 5, "my host:5\n"},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.title);
+        writeRegistrations(each.before);
+        platform.fakeHostName = each.host;
+        EXPECT_TRUE(write(each.pid));
+        EXPECT_EQ(readFile(registrations), std::string(each.before) + each.record);
+    }
 }
 
 TEST_F(RegistrationTest, AFreeLockIsTakenAtOnceAndGivenBack) {
     writeRegistrations("");
     StdoutCapture output;
+    const auto before = openDescriptors();
     EXPECT_TRUE(HCrashReporter::writeProcIdToFile(registrations));
-    EXPECT_EQ(spies().locks, (std::vector<std::string>{kLock, kUnlock}));
-    EXPECT_TRUE(spies().sleeps.empty());
-    ASSERT_EQ(spies().closed.size(), 1u);
-    EXPECT_GE(spies().closed[0], 0);
+    EXPECT_EQ(locks, (std::vector<int>{kLock, kUnlock}));
+    EXPECT_TRUE(pauses.seconds.empty());
+    EXPECT_EQ(openDescriptors(), before);
     EXPECT_EQ(output.text(), "");
     const HeldLock canBeTakenNow(registrations);
 }
@@ -118,68 +122,63 @@ TEST_F(RegistrationTest, AMissingFileIsASilentFailureAndIsNotMade) {
     EXPECT_FALSE(HCrashReporter::writeProcIdToFile(registrations));
     EXPECT_EQ(output.text(), "");
     EXPECT_FALSE(std::filesystem::exists(registrations));
-    EXPECT_TRUE(spies().locks.empty());
-    EXPECT_TRUE(spies().sleeps.empty());
+    EXPECT_TRUE(locks.empty());
+    EXPECT_TRUE(pauses.seconds.empty());
 }
 
 TEST_F(RegistrationTest, AFailedOpenIsClosedAllTheSame) {
+    errno = 0;
     EXPECT_FALSE(HCrashReporter::writeProcIdToFile(registrations));
-    EXPECT_EQ(spies().closed, std::vector<int>{-1});
+    EXPECT_EQ(errno, EBADF) << "what close(-1) leaves";
 }
 
 TEST_F(RegistrationTest, ALockHeldThroughoutCostsThreeAttemptsEachFollowedByASecond) {
     writeRegistrations("before\n");
     const HeldLock held(registrations);
+    pauses.areReal = true;
+    locks.clear();
     StdoutCapture output;
+    const auto before = openDescriptors();
     const auto start = steady_clock::now();
     EXPECT_FALSE(HCrashReporter::writeProcIdToFile(registrations));
     EXPECT_GE(steady_clock::now() - start, seconds(3));
-    EXPECT_EQ(spies().sleeps, (std::vector<int>{1, 1, 1}));
-    EXPECT_EQ(spies().locks, (std::vector<std::string>{kLock, kLock, kLock}));
+    EXPECT_EQ(pauses.seconds, (std::vector<long>{1, 1, 1}));
+    EXPECT_EQ(locks, (std::vector<int>{kLock, kLock, kLock}));
     EXPECT_EQ(readFile(registrations), "before\n");
-    ASSERT_EQ(spies().closed.size(), 1u);
-    EXPECT_GE(spies().closed[0], 0);
+    EXPECT_EQ(openDescriptors(), before);
     EXPECT_EQ(output.text(), "");
 }
 
-TEST_F(RegistrationTest, ALockThatIsFreedBeforeTheThirdAttemptIsTaken) {
-    writeRegistrations("");
-    platform.fakePid = 5;
-    HeldLock held(registrations);
-    spies().onSleep = [&](std::size_t number) {
-        if (number == 2) held.release();
-    };
-    EXPECT_TRUE(HCrashReporter::writeProcIdToFile(registrations));
-    EXPECT_EQ(spies().sleeps, (std::vector<int>{1, 1}));
-    EXPECT_EQ(spies().locks, (std::vector<std::string>{kLock, kLock, kLock, kUnlock}));
-    EXPECT_EQ(readFile(registrations), "testhost:5\n");
-}
-
-TEST_F(RegistrationTest, ALockThatIsFreedAfterTheThirdAttemptComesTooLate) {
-    writeRegistrations("");
-    HeldLock held(registrations);
-    spies().onSleep = [&](std::size_t number) {
-        if (number == 3) held.release();
-    };
-    EXPECT_FALSE(HCrashReporter::writeProcIdToFile(registrations));
-    EXPECT_EQ(readFile(registrations), "");
+TEST_F(RegistrationTest, ALockIsTakenWhenItIsFreedBeforeTheThirdAttempt) {
+    for (const std::size_t freedInPause : {1u, 2u, 3u}) {
+        SCOPED_TRACE(freedInPause);
+        writeRegistrations("");
+        HeldLock held(registrations);
+        pauses.seconds.clear();
+        pauses.onPause = [&](std::size_t number) {
+            if (number == freedInPause) held.release();
+        };
+        EXPECT_EQ(write(5), freedInPause < 3);
+        EXPECT_EQ(pauses.seconds.size(), freedInPause);
+        EXPECT_EQ(readFile(registrations), freedInPause < 3 ? "testhost:5\n" : "");
+    }
 }
 
 TEST_F(RegistrationTest, ALockThatAnotherProcessHoldsForASecondIsWaitedFor) {
     writeRegistrations("");
-    platform.fakePid = 5;
+    pauses.areReal = true;
     int ready[2];
     ASSERT_EQ(pipe(ready), 0);
     ChildProcess other = ChildProcess::fork([&] {
         const HeldLock held(registrations);
-        if (write(ready[1], "x", 1) != 1) return 1;
+        if (::write(ready[1], "x", 1) != 1) return 1;
         HCrashRptUtils::sleep(1);
         return 0;
     });
     char byte;
     ASSERT_EQ(read(ready[0], &byte, 1), 1);
-    EXPECT_TRUE(HCrashReporter::writeProcIdToFile(registrations));
-    EXPECT_GE(spies().sleeps.size(), 1u);
+    EXPECT_TRUE(write(5));
+    EXPECT_GE(pauses.seconds.size(), 1u);
     EXPECT_EQ(readFile(registrations), "testhost:5\n");
     EXPECT_EQ(other.wait(), exitedWith(0));
     close(ready[0]);
@@ -195,23 +194,30 @@ TEST_F(RegistrationTest, AWriteThatFailsIsNotReported) {
 }
 
 TEST_F(RegistrationTest, ResultsOfWriteAndUnlockAreIgnoredAndNothingIsTriedAgain) {
-    platform.fakePid = 5;
+    unlockAnswer = -1;
     for (const ssize_t result : {-1, 0, 3}) {
         writeRegistrations("");
-        spies() = {};
-        spies().writeAnswer = result;
-        spies().unlockAnswer = -1;
+        locks.clear();
+        std::vector<std::string> written;
         StdoutCapture output;
-        EXPECT_TRUE(HCrashReporter::writeProcIdToFile(registrations));
-        EXPECT_EQ(spies().written, std::vector<std::string>{"testhost:5\n"});
-        EXPECT_EQ(spies().locks, (std::vector<std::string>{kLock, kUnlock}));
-        EXPECT_TRUE(spies().sleeps.empty());
+        {
+            const seams::ScopedSeam seam(
+                seams::onWrite, [&](int, const void* bytes, std::size_t size) {
+                    written.emplace_back(static_cast<const char*>(bytes), size);
+                    return result;
+                });
+            EXPECT_TRUE(write(5));
+        }
+        EXPECT_EQ(written, std::vector<std::string>{"testhost:5\n"});
+        EXPECT_EQ(locks, (std::vector<int>{kLock, kUnlock}));
+        EXPECT_TRUE(pauses.seconds.empty());
         EXPECT_EQ(output.text(), "");
     }
 }
 
 TEST_F(RegistrationTest, RecordsOfManyProcessesAtOnceAreAllWhole) {
     writeRegistrations("");
+    pauses.areReal = true;
     // Longer than a page, so that writes without the lock would be seen in each other.
     platform.fakeHostName = std::string(6000, 'h');
     constexpr int kProcesses = 24;
@@ -240,7 +246,7 @@ TEST_F(RegistrationTest, RegistersInTheFileOfTheSession) {
     writeRegistrations("");
     EXPECT_TRUE(HCrashReporter::registerThisProcess());
     EXPECT_EQ(readFile(registrations), "testhost:" + livePid() + "\n");
-    EXPECT_TRUE(spies().sleeps.empty());
+    EXPECT_TRUE(pauses.seconds.empty());
 }
 
 TEST_F(RegistrationTest, ARegisteredProcessHasLeftItsFacts) {
@@ -267,11 +273,12 @@ TEST_F(RegistrationTest, FactsThatCannotBeLeftCostNothing) {
 }
 
 TEST_F(RegistrationTest, WithoutAFileItGivesUpSilentlyAfterTwoSecondsAndMakesNothing) {
+    pauses.areReal = true;
     StdoutCapture output;
     const auto start = steady_clock::now();
     EXPECT_FALSE(HCrashReporter::registerThisProcess());
     EXPECT_GE(steady_clock::now() - start, seconds(2));
-    EXPECT_EQ(spies().sleeps, (std::vector<int>{1, 1}));
+    EXPECT_EQ(pauses.seconds, (std::vector<long>{1, 1}));
     EXPECT_EQ(output.text(), "");
     EXPECT_FALSE(std::filesystem::exists(directory / ".crashReporter"));
 }
@@ -285,18 +292,18 @@ TEST_F(RegistrationTest, WithoutAFileItTestsThreeTimesAndOnceMore) {
     };
     EXPECT_FALSE(HCrashReporter::registerThisProcess());
     EXPECT_EQ(tests, 4);
-    EXPECT_EQ(spies().sleeps.size(), 2u);
+    EXPECT_EQ(pauses.seconds.size(), 2u);
 }
 
 TEST_F(RegistrationTest, AFileThatAppearsWhileWaitingIsUsed) {
     for (const std::size_t appearsInSleep : {1u, 2u}) {
-        spies().sleeps.clear();
+        pauses.seconds.clear();
         std::filesystem::remove(registrations);
-        spies().onSleep = [&](std::size_t number) {
+        pauses.onPause = [&](std::size_t number) {
             if (number == appearsInSleep) writeRegistrations("");
         };
         EXPECT_TRUE(HCrashReporter::registerThisProcess());
-        EXPECT_EQ(spies().sleeps.size(), appearsInSleep);
+        EXPECT_EQ(pauses.seconds.size(), appearsInSleep);
         EXPECT_EQ(readFile(registrations), "testhost:" + livePid() + "\n");
     }
 }
@@ -316,7 +323,7 @@ TEST_F(RegistrationTest, AFileThatIsGoneAtTheLastTestIsNotUsed) {
     EXPECT_FALSE(HCrashReporter::registerThisProcess());
     EXPECT_EQ(tests, 2);
     EXPECT_EQ(readFile(registrations), "");
-    EXPECT_TRUE(spies().sleeps.empty());
+    EXPECT_TRUE(pauses.seconds.empty());
 }
 
 TEST_F(RegistrationTest, AFileThatCannotBeOpenedIsASilentFailure) {
@@ -324,7 +331,7 @@ TEST_F(RegistrationTest, AFileThatCannotBeOpenedIsASilentFailure) {
     StdoutCapture output;
     EXPECT_FALSE(HCrashReporter::registerThisProcess());
     EXPECT_EQ(output.text(), "");
-    EXPECT_TRUE(spies().sleeps.empty());
+    EXPECT_TRUE(pauses.seconds.empty());
 }
 
 // --- registration ---------------------------------------------------------------------------
@@ -343,11 +350,11 @@ TEST_F(RegistrationTest, RegistrationRegistersAndInstallsTheCrashHandlers) {
 }
 
 TEST_F(RegistrationTest, RegistrationInstallsTheCrashHandlersEvenWhenItCannotRegister) {
-    ChildProcess host = ChildProcess::fork([] {
+    ChildProcess host = ChildProcess::fork([this] {
         bool installedTooEarly = false;
-        spies().onSleep = [&](std::size_t) { installedTooEarly |= crashHandlersAreInstalled(); };
+        pauses.onPause = [&](std::size_t) { installedTooEarly |= crashHandlersAreInstalled(); };
         HCrashReporter::registration();
-        if (spies().sleeps.size() != 2 || installedTooEarly) return 2;
+        if (pauses.seconds.size() != 2 || installedTooEarly) return 2;
         return crashHandlersAreInstalled() ? 0 : 1;
     });
     EXPECT_EQ(host.wait(), exitedWith(0));

@@ -5,13 +5,13 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <functional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "hcrpt/HCrashReportMgr.h"
 #include "support/ChildProcess.h"
+#include "support/LinkSeams.h"
 #include "support/SessionScene.h"
 #include "support/StdoutCapture.h"
 
@@ -22,13 +22,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Runs before each rename(); see the linker's --wrap.
-std::function<void(const std::string& from, const std::string& to)> beforeRename;
-
 class MangledStackTraceHandlerTest : public test_support::SessionScene {
   protected:
-    ~MangledStackTraceHandlerTest() override { beforeRename = nullptr; }
-
     /// The stack-trace log of a raw trace.
     std::string readable(const std::string& content) {
         test_support::writeFile(raw, content);
@@ -42,17 +37,6 @@ class MangledStackTraceHandlerTest : public test_support::SessionScene {
 };
 
 }  // namespace
-
-// Visible, as the linker lets shared libraries ask for it too.
-#pragma GCC visibility push(default)
-extern "C" {
-int __real_rename(const char* from, const char* to);
-int __wrap_rename(const char* from, const char* to) {
-    if (beforeRename) beforeRename(from, to);
-    return __real_rename(from, to);
-}
-}
-#pragma GCC visibility pop
 
 // --- Lines ---------------------------------------------------------------------------------------
 
@@ -230,11 +214,12 @@ TEST_F(MangledStackTraceHandlerTest, RawTraceStaysAsItIs) {
 TEST_F(MangledStackTraceHandlerTest, LogAppearsWholeUnderItsName) {
     std::string hidden;
     bool visibleBefore = true;
-    beforeRename = [&](const std::string& from, const std::string& to) {
+    const seams::ScopedSeam seam(seams::onRename, [&](const char* from, const char* to) {
         EXPECT_EQ(to, log);
         visibleBefore = fs::exists(log);
         hidden = test_support::readFile(from);
-    };
+        return std::optional<int>();
+    });
     EXPECT_EQ(readable("/opt/a\n/opt/b\n"), "a\nb\n");
     EXPECT_FALSE(visibleBefore);
     EXPECT_EQ(hidden, "a\nb\n");
@@ -293,7 +278,10 @@ TEST_F(MangledStackTraceHandlerTest, EveryRawTraceOfTheStoreIsMadeReadable) {
 
 TEST_F(MangledStackTraceHandlerTest, AReportThatComesWhileTracesAreMadeReadableIsListed) {
     add("hs_mangled_err_pid1.log", "one\n");
-    beforeRename = [&](const std::string&, const std::string&) { add("CrashReport_a.json", "{}"); };
+    const seams::ScopedSeam seam(seams::onRename, [&](const char*, const char*) {
+        add("CrashReport_a.json");
+        return std::optional<int>();
+    });
     EXPECT_EQ(handler.getReportsInCrashStore(),
               std::vector<std::string>{store + "/CrashReport_a.json"});
 }

@@ -11,10 +11,10 @@
 
 #include "hcrpt/HCrashRptUtils.h"
 #include "support/ChildProcess.h"
+#include "support/LinkSeams.h"
 #include "support/ScopedFakePlatform.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
-#include "utils/LinkSeams.h"
 
 using seams::ScopedSeam;
 using namespace test_support;
@@ -147,8 +147,9 @@ TEST_F(BackupStoreTest, OrderIsCopyMessageRemoval) {
     const std::string destination = store + "/CrashReport_x.json.send_success";
     const StdoutCapture capture;
     std::string shownAtCopy = "not copied";
-    const ScopedSeam seam(seams::beforeRename, [&](const char*, const char* to) {
+    const ScopedSeam seam(seams::onRename, [&](const char*, const char* to) {
         if (to == destination) shownAtCopy = capture.text();
+        return std::optional<int>();
     });
     std::string shownAtRemoval = "not removed";
     std::string copiedAtRemoval;

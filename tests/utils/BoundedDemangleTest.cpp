@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "support/LinkSeams.h"
 #include "tests/support/ChildProcess.h"
-#include "tests/utils/LinkSeams.h"
 #include "utils/BoundedDemangle.h"
 
 using namespace test_support;

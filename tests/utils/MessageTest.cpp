@@ -9,9 +9,9 @@
 #include <string>
 
 #include "support/ChildProcess.h"
+#include "support/LinkSeams.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
-#include "utils/LinkSeams.h"
 #include "utils/Message.h"
 
 using namespace test_support;

@@ -17,10 +17,10 @@
 #include "hcrpt/HCrashRptUtils.h"
 #include "support/ChildProcess.h"
 #include "support/CrashArena.h"
+#include "support/LinkSeams.h"
 #include "support/ScopedEnvVar.h"
 #include "support/ScopedFakePlatform.h"
 #include "support/TempDir.h"
-#include "utils/LinkSeams.h"
 
 using seams::ScopedSeam;
 using namespace test_support;

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "hcrpt/HCrashRptUtils.h"
+#include "support/LinkSeams.h"
 #include "support/ScopedEnvVar.h"
-#include "utils/LinkSeams.h"
 
 using seams::ScopedSeam;
 using test_support::ScopedEnvVar;

@@ -12,8 +12,8 @@
 #include <string>
 #include <thread>
 
+#include "support/LinkSeams.h"
 #include "support/TempDir.h"
-#include "utils/LinkSeams.h"
 #include "utils/WholeOutput.h"
 
 using hcrpt::flushText;
