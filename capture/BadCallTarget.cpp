@@ -4,7 +4,6 @@
 #include <sys/uio.h>
 #include <ucontext.h>
 #include <unistd.h>
-#include <unwind.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -14,29 +13,11 @@
 namespace hcrpt {
 namespace {
 
-/// What a signal handler returns to: mov $15,%rax; syscall. Debuggers know it by these bytes, too.
-constexpr unsigned char kSignalReturn[] = {0x48, 0xc7, 0xc0, 0x0f, 0, 0, 0, 0x0f, 0x05};
-
 constexpr greg_t kAddressSize = 8;
 
 void* toPointer(greg_t address) {
     // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how a register holds it
     return reinterpret_cast<void*>(address);
-}
-
-struct Interruption {
-    ucontext_t* state = nullptr;
-    void* handlersCaller = nullptr;
-};
-
-_Unwind_Reason_Code stopAtSignal(_Unwind_Context* frame, void* to) {
-    void* const code = toPointer(static_cast<greg_t>(_Unwind_GetIP(frame)));
-    if (code == nullptr || std::memcmp(code, kSignalReturn, sizeof kSignalReturn) != 0)
-        return _URC_NO_REASON;
-    // The kernel puts the state of the thread where the stack of this frame begins.
-    void* const state = toPointer(static_cast<greg_t>(_Unwind_GetCFA(frame)));
-    *static_cast<Interruption*>(to) = {static_cast<ucontext_t*>(state), code};
-    return _URC_NORMAL_STOP;
 }
 
 /// The processor could not fetch an instruction.
@@ -71,9 +52,7 @@ bool isBehindCall(std::uintptr_t address) {
 
 }  // namespace
 
-bool findBadCallTarget(BadCallTarget& jump) {
-    Interruption interruption;
-    _Unwind_Backtrace(&stopAtSignal, &interruption);
+bool findBadCallTarget(const Interruption& interruption, BadCallTarget& jump) {
     if (interruption.state == nullptr) return false;
     mcontext_t& state = interruption.state->uc_mcontext;
     std::uintptr_t returnAddress = 0;

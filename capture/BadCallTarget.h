@@ -2,7 +2,7 @@
 /// Calls through null and wild pointers.
 #pragma once
 
-#include <ucontext.h>
+#include "capture/Interruption.h"
 
 namespace hcrpt {
 
@@ -14,11 +14,9 @@ struct BadCallTarget {
     void* handlersCaller;  ///< the address, in the C library, to which the handler returns
 };
 
-/// Looks for such a call beneath the signal handler that this is called from. Where the top of the
-/// stack is no return address, as after a return to a smashed one, there is none.
-/// @signalsafe, once the unwinder has been primed. It walks over the stack up to the handler's
-/// caller, and may fault where there is no handler and the stack is damaged.
-bool findBadCallTarget(BadCallTarget& jump);
+/// Tells whether the signal has interrupted such a call. Where the top of the stack is no return
+/// address, as after a return to a smashed one, there is none. @signalsafe
+bool findBadCallTarget(const Interruption& interruption, BadCallTarget& jump);
 
 /// From the target no unwinder finds the way, and it may fault when it tries. This makes the saved
 /// state that of the caller, as if the call had returned. @signalsafe

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "capture/BadCallTarget.h"
+#include "capture/FrameLines.h"
 #include "capture/GuardedUnwind.h"
 #include "capture/ModuleLines.h"
 #include "hcrpt/HCrashCapture.h"
@@ -25,11 +26,12 @@ namespace {
 /// A walk over the stack of the thread that dies.
 struct Walk {
     int fd;
-    off_t start;  // where the trace begins in the file
-    void (*writeLines)(void* const* frames, int count, int fd);
-    pid_t process;     // the one that dies, not its children
-    bool isAfterJump;  // there is a bad call target to return from
-    BadCallTarget jump;
+    off_t start;              // where the trace begins in the file
+    pid_t process;            // the one that crashes, not its children
+    bool isByModule = false;  // lines without the names of functions
+    Interruption interruption = {};
+    bool isAfterJump = false;  // there is a bad call target to return from
+    BadCallTarget jump = {};
 };
 
 int s_framesOnDisk = 0;
@@ -39,6 +41,22 @@ void writeModuleLines(void* const* frames, int count, int fd) {
         writeModuleLine(fd, frames[i]);
         guardedProgress();
     }
+}
+
+void writeLines(const Walk& walk, void* const* frames, int count, const void* before) {
+    if (walk.isByModule)
+        writeModuleLines(frames, count, walk.fd);
+    else
+        writeFrameLines(frames, count, before, walk.interruption.handlersCaller, walk.fd);
+}
+
+/// The line of the last frame of a backtrace.
+void writeLastLine(const Walk& walk, int frames) {
+    void* const* const last = s_btArray + frames - 1;
+    // The bad call target, of which the last frame is the return address, is not among the frames
+    // yet.
+    const bool isAlone = frames == 1 || (walk.isAfterJump && *last == walk.jump.returnAddress);
+    writeLines(walk, last, 1, isAlone ? nullptr : *(last - 1));
 }
 
 off_t position(int fd) {
@@ -58,21 +76,22 @@ void startAnew(const Walk& walk) {
 constexpr int kTries = 3;
 
 /// Writes the whole trace in place of its frames one by one, which took so many bytes. Whether a
-/// signal or a short write has cost a line is nothing that backtrace_symbols_fd() tells: a trace
+/// signal or a short write has cost a line is nothing that writing a line tells: a trace
 /// that is shorter than those lines is written again.
 void writeWholeTrace(const Walk& walk, int frames, off_t linesSize) {
     for (int i = 0; i < kTries; ++i) {
         startAnew(walk);
-        walk.writeLines(s_btArray, frames, walk.fd);
+        writeLines(walk, s_btArray, frames, nullptr);
         if (position(walk.fd) - walk.start >= linesSize) return;
     }
 }
 
 // In a child only, which costs no frame where it faults: the stack may be damaged above a caller
 // that is no signal handler.
-void checkForBadCallTarget(void* self) {
+void findWhatWasInterrupted(void* self) {
     Walk& walk = *static_cast<Walk*>(self);
-    if (getpid() != walk.process) walk.isAfterJump = findBadCallTarget(walk.jump);
+    if (getpid() != walk.process && findInterruption(walk.interruption))
+        walk.isAfterJump = findBadCallTarget(walk.interruption, walk.jump);
 }
 
 void unwindOnce(void* self) {
@@ -85,7 +104,7 @@ void unwindOnce(void* self) {
         const int count = backtrace(s_btArray, depth);
         if (depth > count) break;
         found = count;
-        walk.writeLines(s_btArray + depth - 1, 1, walk.fd);
+        writeLastLine(walk, depth);
         sync(walk.fd);
         s_framesOnDisk = found;
         guardedProgress();
@@ -101,19 +120,19 @@ void unwindRepeatedly(Walk& walk) {
     if (runGuarded(&unwindOnce, &walk) || s_framesOnDisk > 0) return;
     // Not even this library's own frame: looking up its name waits for the loader's lock, which
     // another thread holds and may never give back. Then the modules must do.
-    walk.writeLines = &writeModuleLines;
+    walk.isByModule = true;
     runGuarded(&unwindOnce, &walk);
 }
 
 }  // namespace
 
 void writeRawTrace(int fd) {
-    Walk walk = {fd, position(fd), &backtrace_symbols_fd, getpid(), false, {}};
+    Walk walk = {fd, position(fd), getpid()};
     writeAll(fd, partialStackTraceMsg, std::strlen(partialStackTraceMsg));
     sync(fd);
 
     s_framesOnDisk = 0;
-    runGuarded(&checkForBadCallTarget, &walk);
+    runGuarded(&findWhatWasInterrupted, &walk);
     if (walk.isAfterJump) returnToCaller(walk.jump);
     unwindRepeatedly(walk);
     if (walk.isAfterJump) goBackToTarget(walk.jump);
@@ -123,7 +142,7 @@ void primeRawTrace() {
     const int fd = open("/dev/null", O_WRONLY | O_CLOEXEC);
     const int count = backtrace(s_btArray, static_cast<int>(kBacktraceDepth));
     if (fd < 0) return;
-    backtrace_symbols_fd(s_btArray, count, fd);
+    writeFrameLines(s_btArray, count, nullptr, nullptr, fd);
     close(fd);
 }
 

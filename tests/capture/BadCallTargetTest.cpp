@@ -43,7 +43,8 @@ void look(int) {
         return registers[REG_RIP] == rip && registers[REG_RSP] == rsp;
     };
     BadCallTarget jump = {};
-    const bool isFound = findBadCallTarget(jump);
+    hcrpt::Interruption interruption;
+    const bool isFound = findInterruption(interruption) && findBadCallTarget(interruption, jump);
     if (!isAt(address, stack)) _exit(kWrong);
     if (!isFound) _exit(kNone);
     returnToCaller(jump);
@@ -197,9 +198,9 @@ TEST(BadCallTargetTest, ASignalFromOutsideIsNone) {
     EXPECT_EQ(found([] { raise(SIGSEGV); }), kNone);
 }
 
-TEST(BadCallTargetTest, OutsideOfASignalHandlerThereIsNone) {
-    BadCallTarget jump = {};
-    EXPECT_FALSE(findBadCallTarget(jump));
+TEST(BadCallTargetTest, OutsideOfASignalHandlerNothingIsInterrupted) {
+    hcrpt::Interruption interruption;
+    EXPECT_FALSE(findInterruption(interruption));
 }
 
 TEST(BadCallTargetTest, WhereMemoryCannotBeReadSafelyItIsNotRead) {

@@ -1,6 +1,7 @@
 # What the code that runs right after a fatal signal may call: reviewed, so that neither the heap nor
-# a lock that the dead thread may hold creeps in. Locks: stdout's is only tried. backtrace() and
-# backtrace_symbols_fd() take the loader's, as does _Unwind_Backtrace(), in a child that is ended when it hangs.
+# a lock that the dead thread may hold creeps in. Locks: stdout's is only tried. backtrace(),
+# backtrace_symbols_fd(), dladdr1() and _Unwind_Backtrace() take the loader's, in a child that is
+# ended when it hangs.
 
 # Without effect beyond their arguments; the compiler calls some by itself.
 set(plain strlen strchr strcspn memcpy memset memmove __errno_location
@@ -25,7 +26,9 @@ signal_safe_symbols(CrashHandler _exit syscall pthread_sigmask sigdelset sigfill
     setrlimit)
 signal_safe_symbols(CrashStack mmap mprotect sysconf)
 signal_safe_symbols(ModuleLines open read close)
-signal_safe_symbols(RawTrace open close getpid lseek ftruncate fsync backtrace backtrace_symbols_fd)
+signal_safe_symbols(RawTrace open close getpid lseek ftruncate fsync backtrace)
+signal_safe_symbols(FrameLines backtrace_symbols_fd dladdr1 writev)
+signal_safe_symbols(Interruption memcmp _Unwind_Backtrace _Unwind_GetCFA _Unwind_GetIP)
 signal_safe_symbols(SafeFormat)
 # The string, a short one without memory of its own, is for getHandler(), which is asked only where
 # no handler has been made.
@@ -34,5 +37,4 @@ signal_safe_symbols(StackTraceTxtLog open close _ZdlPv _ZdlPvm
 signal_safe_symbols(StorePath getenv mkdir)
 signal_safe_symbols(GuardedUnwind _exit waitpid sigaction sigdelset sigfillset sigprocmask setitimer
     prctl)
-signal_safe_symbols(BadCallTarget getpid process_vm_readv memcmp _Unwind_Backtrace _Unwind_GetCFA
-    _Unwind_GetIP)
+signal_safe_symbols(BadCallTarget getpid process_vm_readv)

@@ -279,13 +279,6 @@ const std::map<std::string, Action> kScenarios = {
     {"no-file-size", withoutFileSize},
 };
 
-void runWatched(const Action& action) {
-    static const std::string copy = HCrashRptSettings::getCrashStorePath() + "/hs_mangled_err_pid" +
-                                    std::to_string(getpid()) + ".log";
-    allocator_watch::arm(copy.c_str());
-    action();
-}
-
 /// Whether the watch sees what it is there for.
 void allocateAndFail() {
     void* volatile block = std::malloc(100);
@@ -293,8 +286,30 @@ void allocateAndFail() {
     failing::nullWrite();
 }
 
+/// "library:function" of a library beside this program, which the function is called in.
+Action loadedAction(const std::string& word) {
+    const std::size_t colon = word.find(':');
+    const std::string library = "libzeb_" + word.substr(0, colon) + ".so";
+    const auto function = reinterpret_cast<void (*)()>(
+        dlsym(dlopen(library.c_str(), RTLD_NOW), word.substr(colon + 1).c_str()));
+    if (function == nullptr) throw std::out_of_range(word);
+    return function;
+}
+
+Action actionOf(const std::string& word) {
+    if (word == "allocate") return allocateAndFail;
+    return word.find(':') == std::string::npos ? kScenarios.at(word) : loadedAction(word);
+}
+
+void runWatched(const Action& action) {
+    static const std::string copy = HCrashRptSettings::getCrashStorePath() + "/hs_mangled_err_pid" +
+                                    std::to_string(getpid()) + ".log";
+    allocator_watch::arm(copy.c_str());
+    action();
+}
+
 void run(const std::string& word, const std::string& where) {
-    const Action action = word == "allocate" ? Action(allocateAndFail) : kScenarios.at(word);
+    const Action action = actionOf(word);
     tellThatItFails();
     if (where.empty()) return action();
     if (where == "worker") return runOnWorker(action);
