@@ -1,8 +1,8 @@
 #include "crash_reporter/InterruptedMoves.h"
 
 #include <algorithm>
+#include <array>
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <string>
 
@@ -17,10 +17,17 @@ namespace {
 bool holdTheSame(const std::string& one, const std::string& other) {
     std::ifstream first(one, std::ios::binary);
     std::ifstream second(other, std::ios::binary);
-    if (!first.is_open() || !second.is_open()) return false;
-    if (first.peek() == std::ifstream::traits_type::eof()) return false;
-    using Bytes = std::istreambuf_iterator<char>;
-    return std::equal(Bytes(first), Bytes(), Bytes(second), Bytes());
+    // Not by stream iterators: they throw where a read fails, as that of a directory does.
+    std::array<char, 4096> ofFirst, ofSecond;
+    bool any = false;
+    for (;;) {
+        const std::streamsize got = first.read(ofFirst.data(), ofFirst.size()).gcount();
+        second.read(ofSecond.data(), ofSecond.size());
+        if (first.bad() || second.bad() || second.gcount() != got) return false;
+        if (got == 0) return any && first.eof();
+        if (!std::equal(ofFirst.begin(), ofFirst.begin() + got, ofSecond.begin())) return false;
+        any = true;
+    }
 }
 
 std::optional<std::string> filedCopyOf(const std::string& report) {

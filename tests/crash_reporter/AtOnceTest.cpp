@@ -1,4 +1,4 @@
-// The crash reporter serves a crash whatever else it waits for, and sleeps otherwise.
+// The crash reporter serves a crash whatever else it waits for.
 #include <signal.h>
 #include <sys/stat.h>
 
@@ -94,36 +94,6 @@ TEST_F(AtOnceTest, AReportThatArrivesDuringAPassIsSentInTheNext) {
               (std::map<std::string, int>{{"CrashReport_1.json", 1}, {"CrashReport_2.json", 1}}));
 }
 
-TEST_F(AtOnceTest, AnEarlierSessionIsGoneThroughBeforeItsStoreIsDeleted) {
-    session.writeRegistrations(CrashSession::recordOf(kDeadPid) + "\n");
-    holdUploads();
-    session.addReport("CrashReport_1.json", "{}");
-    ChildProcess reporter = session.startReporter();
-    ASSERT_TRUE(areUploading(1));
-    EXPECT_EQ(readFile(session.registrations), CrashSession::recordOf(kDeadPid) + "\n");
-    release();
-    EXPECT_TRUE(session.isLogged(reporter.pid(), "Created Process registration file"));
-    EXPECT_EQ(delivered(), (std::map<std::string, int>{{"CrashReport_1.json", 1}}));
-    EXPECT_EQ(readFile(session.registrations), "");
-}
-
-TEST_F(AtOnceTest, AnEarlierSessionsStoreStaysWhenAHostRegistersInItMeanwhile) {
-    session.writeRegistrations(CrashSession::recordOf(kDeadPid) + "\n");
-    holdUploads();
-    session.addReport("CrashReport_1.json", "{}");
-    ChildProcess reporter = session.startReporter();
-    ASSERT_TRUE(areUploading(1));
-    ChildProcess host = registerHost();
-    EXPECT_TRUE(session.isLogged(reporter.pid(), CrashSession::recordOf(host.pid())));
-    release();
-    EXPECT_TRUE(session.eventually([this] { return reporters() == 1; })) << "the pass still runs";
-    EXPECT_TRUE(isReadable(addRawTrace(1)));
-    EXPECT_TRUE(isReadable(addRawTrace(2))) << "what follows a pass comes before the next trace";
-    end(host);
-    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
-    EXPECT_EQ(timesIn(session.log(reporter.pid()), "Deleted the crash store"), 0U);
-}
-
 TEST_F(AtOnceTest, WhatAnEndedHostHasLeftAboutItselfIsRemovedWhileOthersRun) {
     ChildProcess host = registerHost();
     ChildProcess other = registerHost();
@@ -139,35 +109,6 @@ TEST_F(AtOnceTest, WhatAnEndedHostHasLeftAboutItselfIsRemovedWhileOthersRun) {
     EXPECT_TRUE(session.eventually([&] { return !fs::exists(factsOf(host)); }));
     EXPECT_TRUE(fs::exists(factsOf(other)));
     end(other);
-    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
-}
-
-// --- Sleep --------------------------------------------------------------------------------------
-
-TEST_F(AtOnceTest, NothingButASlowLookWakesItWhileNothingHappens) {
-    ChildProcess host = registerHost();
-    ChildProcess reporter = session.startReporter();
-    EXPECT_TRUE(isReadable(addRawTrace(1)));
-    EXPECT_TRUE(session.isLogged(reporter.pid(), CrashSession::recordOf(host.pid())));
-    std::this_thread::sleep_for(std::chrono::seconds(1));  // for what its start has brought about
-    const long before = sleepsOf(reporter.pid());
-    std::this_thread::sleep_for(std::chrono::seconds(12));
-    EXPECT_LE(sleepsOf(reporter.pid()) - before, 6) << "twelve looks a second apart would be more";
-#if !defined(__SANITIZE_ADDRESS__) && !defined(HCRPT_COVERAGE)
-    EXPECT_LT(residentKiB(reporter.pid()), 10 * 1024);
-#endif
-}
-
-TEST_F(AtOnceTest, AnEndedHostThatItsParentDoesNotAskForIsNoReasonToSpin) {
-    ChildProcess host = registerHost();
-    ChildProcess reporter = session.startReporter();
-    EXPECT_TRUE(session.isLogged(reporter.pid(), CrashSession::recordOf(host.pid())));
-    const long before = sleepsOf(reporter.pid());
-    host.signal(SIGKILL);
-    std::this_thread::sleep_for(std::chrono::seconds(4));
-    EXPECT_LE(sleepsOf(reporter.pid()) - before, 20);
-    EXPECT_FALSE(reporter.hasEnded()) << "the host still stands in the process table";
-    host.wait();
     EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
 }
 

@@ -46,6 +46,30 @@ TEST_F(InterruptedMovesTest, ReportsWithoutAnIdenticalCopyStay) {
     EXPECT_EQ(output.text(), "");
 }
 
+TEST_F(InterruptedMovesTest, LongReportsAreComparedToTheirEnd) {
+    const std::string content(10000, 'x');
+    const std::string report = add("CrashReport_1.json", content);
+    const std::string copy = backup + "/CrashReport_1.json.send_success";
+    for (const std::string& other : {content.substr(1), content + "y", content.substr(1) + "y"}) {
+        writeFile(copy, other);
+        finishInterruptedMoves();
+        EXPECT_TRUE(fs::exists(report));
+    }
+    writeFile(copy, content);
+    finishInterruptedMoves();
+    EXPECT_FALSE(fs::exists(report));
+}
+
+TEST_F(InterruptedMovesTest, ADirectoryInThePlaceOfACopyOrAReportIsLeftAlone) {
+    add("CrashReport_1.json", "{1}");
+    fs::create_directory(backup + "/CrashReport_1.json.send_success");
+    fs::create_directory(store + "/CrashReport_2.json");
+    writeFile(backup + "/CrashReport_2.json.send_success", "{1}");
+    EXPECT_NO_THROW(finishInterruptedMoves());
+    EXPECT_EQ(namesIn(store).size(), 2U);
+    EXPECT_EQ(output.text(), "");
+}
+
 TEST_F(InterruptedMovesTest, WithoutStoresNothingHappens) {
     fs::remove_all(store);
     fs::remove_all(backup);

@@ -4,9 +4,6 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 
-#include <chrono>
-#include <thread>
-
 #include "ServedSession.h"
 
 namespace {
@@ -15,27 +12,9 @@ namespace fs = std::filesystem;
 using namespace crash_reporter_test;
 using namespace test_support;
 
-class LossTest : public testing::Test, protected ServedSession {
+class LossTest : public testing::Test, protected ServedHost {
   protected:
-    /// Starts the crash reporter for a registered process.
-    ChildProcess serve() {
-        ChildProcess reporter = session.startReporter();
-        EXPECT_TRUE(session.isLogged(reporter.pid(), CrashSession::recordOf(host.pid())));
-        return reporter;
-    }
-    void expectLeaves(ChildProcess& reporter) {
-        end(host);
-        EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
-    }
-    /// Whether it goes to sleep rarely from now on.
-    static void expectNoSpin(const ChildProcess& reporter) {
-        const long before = sleepsOf(reporter.pid());
-        std::this_thread::sleep_for(std::chrono::seconds(3));
-        EXPECT_LE(sleepsOf(reporter.pid()) - before, 60);
-    }
     bool isRegisteredAgain() const { return session.isRegistered(host.pid()); }
-
-    ChildProcess host = registerHost();
 };
 
 // --- Files of a strange kind --------------------------------------------------------------------
@@ -48,7 +27,6 @@ TEST_F(LossTest, NamedPipesHoldNothingUp) {
     EXPECT_TRUE(isReadable(addRawTrace(2)));
     session.addReport("CrashReport_2.json", "{}");
     EXPECT_TRUE(isStoreEmptyOfReports());
-    expectNoSpin(reporter);
     expectLeaves(reporter);
     EXPECT_EQ(delivered(), (std::map<std::string, int>{{"CrashReport_2.json", 1}}));
 }
@@ -119,15 +97,7 @@ TEST_F(LossTest, OneThatIsSupersededHandsTheLivingProcessesOver) {
 
 TEST_F(LossTest, AStoreThatCannotBeMadeAnewIsTriedAgainNowAndThen) {
     ChildProcess reporter = serve();
-    fs::remove_all(session.store);
-    // In the way of the directory, or just too late for that.
-    for (int i = 0; i < 1000 && !fs::is_regular_file(session.store); ++i) {
-        std::error_code busy;
-        fs::remove_all(session.store, busy);
-        std::ofstream(session.store) << "in the way";
-    }
-    ASSERT_TRUE(fs::is_regular_file(session.store));
-    expectNoSpin(reporter);
+    ASSERT_TRUE(obstructStore());
     EXPECT_FALSE(reporter.hasEnded());
     fs::remove(session.store);
     EXPECT_TRUE(isRegisteredAgain());
@@ -144,7 +114,6 @@ TEST_F(LossTest, WithoutABackupStoreReportsAreKeptUntilThereIsOne) {
         "[Crash Reporter] Error: Sending no reports: nothing can be written to backup store " +
         session.backup;
     EXPECT_TRUE(session.isLogged(reporter.pid(), line));
-    expectNoSpin(reporter);
     EXPECT_TRUE(isReadable(addRawTrace(1)));
     EXPECT_TRUE(started().empty());
     EXPECT_EQ(timesIn(session.log(reporter.pid()), line), 1U);
@@ -195,7 +164,6 @@ TEST_F(MountedLossTest, ReportsOfAReadOnlyStoreAreNotSentOverAndOver) {
                                  "[Crash Reporter] Error: Sending no reports: "
                                  "nothing can be removed from crash store " +
                                      session.store + " (Read-only file system)"));
-    expectNoSpin(reporter);
     EXPECT_TRUE(started().empty());
     ASSERT_EQ(mount(nullptr, session.store.c_str(), nullptr, MS_REMOUNT, nullptr), 0);
     EXPECT_TRUE(isStoreEmptyOfReports());
@@ -219,6 +187,35 @@ TEST_F(MountedLossTest, AReadableLogThatFindsNoPlaceIsWrittenWhenThereIsOne) {
     EXPECT_EQ(timesIn(session.log(reporter.pid()), line), 1U);
     expectLeaves(reporter);
     umount(session.store.c_str());
+}
+
+// The new report has nothing to do with the trouble of the one that somebody has removed.
+TEST_F(LossTest, WhenNoReportWaitsAnyMoreAnObstacleIsAnnouncedAgain) {
+    writeFile(session.backup, "in the way");
+    ChildProcess reporter = serve();
+    for (std::size_t round = 1; round <= 2; ++round) {
+        const std::string report = session.addReport("CrashReport_1.json", "{}");
+        EXPECT_TRUE(session.eventually([&] {
+            return timesIn(session.log(reporter.pid()), "Error: Sending no reports: ") == round;
+        })) << round;
+        fs::remove(report);
+        // A round that finds no report.
+        EXPECT_TRUE(isReadable(addRawTrace(static_cast<int>(round))));
+    }
+    expectLeaves(reporter);
+}
+
+// --- A log that grows ---------------------------------------------------------------------------
+
+TEST_F(LossTest, ALogThatHasGrownTooLargeBecomesTheOlderGeneration) {
+    ChildProcess reporter = serve();
+    const std::string log = session.logPath(reporter.pid());
+    std::ofstream(log, std::ios::app) << std::string(5 << 20, 'x') << std::endl;
+    EXPECT_TRUE(isReadable(addRawTrace(1)));
+    EXPECT_TRUE(session.eventually([&] { return fs::exists(log + ".old"); }));
+    EXPECT_TRUE(session.isLogged(reporter.pid(), " goes on, at time = "));
+    expectLeaves(reporter);
+    EXPECT_EQ(timesIn(session.log(reporter.pid()), kLeaving), 1U);
 }
 
 // --- Moves that were interrupted ----------------------------------------------------------------

@@ -97,11 +97,32 @@ bool ServedSession::isStoreEmptyOfReports() const {
     return session.eventually([this] { return session.inStore("CrashReport_").empty(); });
 }
 
+bool ServedSession::obstructStore() const {
+    // The crash reporter may be quicker and make the directory.
+    for (int i = 0; i < 1000 && !fs::is_regular_file(session.store); ++i) {
+        std::error_code busy;
+        fs::remove_all(session.store, busy);
+        std::ofstream(session.store) << "in the way";
+    }
+    return fs::is_regular_file(session.store);
+}
+
 std::size_t ServedSession::reporters() const {
     std::size_t count = 0;
     for (const pid_t pid : session.processes())
         if (isCrashReporter(pid)) ++count;
     return count;
+}
+
+ChildProcess ServedHost::serve() {
+    ChildProcess reporter = session.startReporter();
+    EXPECT_TRUE(session.isLogged(reporter.pid(), CrashSession::recordOf(host.pid())));
+    return reporter;
+}
+
+void ServedHost::expectLeaves(ChildProcess& reporter) {
+    end(host);
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
 }
 
 long sleepsOf(pid_t pid) {

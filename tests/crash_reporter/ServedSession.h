@@ -50,6 +50,8 @@ class ServedSession {
     /// Ends a registered process; nothing is left of it.
     void end(ChildProcess& host) const;
     bool isStoreEmptyOfReports() const;
+    /// Puts a file in the place of the crash store, so that the store cannot be made anew.
+    bool obstructStore() const;
     /// Running crash reporters of the session; the process in which one makes a pass counts, too.
     std::size_t reporters() const;
 
@@ -57,6 +59,17 @@ class ServedSession {
 
   private:
     std::map<std::string, int> lines(const std::string& name) const;
+};
+
+/// A session with one registered process.
+class ServedHost : public ServedSession {
+  public:
+    /// Starts the crash reporter and waits until it knows the process.
+    ChildProcess serve();
+    /// Ends the process and expects the crash reporter to leave.
+    void expectLeaves(ChildProcess& reporter);
+
+    ChildProcess host = registerHost();
 };
 
 /// How often a process has gone to sleep so far.
