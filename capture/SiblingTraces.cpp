@@ -12,9 +12,9 @@
 #include "HUTEnv.h"
 #include "capture/SafeFormat.h"
 #include "capture/SiblingLock.h"
-#include "facts/ProcessFacts.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptSettings.h"
+#include "store/SessionPaths.h"
 #include "utils/WholeOutput.h"
 
 namespace hcrpt::SiblingTraces {

@@ -7,9 +7,9 @@
 #include <cstdio>
 
 #include "HUTEnv.h"
-#include "HUTFile.h"
 #include "base/FileDescriptor.h"
 #include "hcrpt/HCrashReporter.h"
+#include "store/SessionPaths.h"
 
 namespace crash_reporter {
 namespace {
@@ -37,8 +37,7 @@ void Log::open() {
     const int flags = fcntl(STDOUT_FILENO, F_GETFL);
     if (flags >= 0) fcntl(STDOUT_FILENO, F_SETFL, flags | O_APPEND);
     dup2(STDOUT_FILENO, STDERR_FILENO);
-    m_path = HCrashRptSettings::crashReporterLogDir() + HUTFile::getDirSeparator() +
-             "crashReporter" + std::to_string(HUTEnv::getPid()) + ".log";
+    m_path = hcrpt::reporterLogPath(std::to_string(HUTEnv::getPid()));
 }
 
 void Log::keep() {

@@ -1,33 +1,30 @@
 /// @file
-/// Raw traces of the crash store, demangled as they come.
+/// Demangles the raw traces of the crash store as they arrive.
 #pragma once
-
-#include <sys/types.h>
 
 #include <map>
 #include <string>
-#include <tuple>
+
+#include "store/StoreSnapshot.h"
+#include "store/TraceMemory.h"
 
 namespace crash_reporter {
 
 /// A crashing process waits for its stack-trace log, so each raw trace is demangled as soon as it
-/// is seen, and again only when it is another one than before or its log has gone; and once more
-/// some seconds after it came, so that no pass over the reports needs to.
+/// is seen, and again when it or its log has changed or the log has gone. A trace that was
+/// demangled right after it came is demangled once more when it has settled, so that no pass over
+/// the reports needs to: a pass demangles again what was demangled provisionally only.
 class RawTraces {
   public:
-    /// One line of the log for each raw trace of which no stack-trace log can be made. It is tried
-    /// again at the next call.
-    void demangleNew();
+    /// Writes one line of the log for each raw trace whose stack-trace log cannot be made, and
+    /// tries again at the next call.
+    void demangleNew(const hcrpt::StoreSnapshot& store);
 
   private:
-    /// Which file it is, and as of when.
-    using Identity = std::tuple<dev_t, ino_t, off_t, time_t, long>;
-    struct State {
-        Identity identity;
-        bool young = false;  ///< it had only just come
-        bool failed = false;
-    };
-    std::map<std::string, State> m_seen;  ///< by path
+    void demangle(const hcrpt::TraceFile& trace);
+
+    hcrpt::TraceMemory m_memory;
+    std::map<std::string, hcrpt::TraceIdentity> m_failed;  ///< by path
 };
 
 }  // namespace crash_reporter

@@ -1,24 +1,14 @@
 /// @file
-/// Records of the registration file, as the crash reporter reads and repairs them.
+/// The registration file, as the crash reporter repairs it.
 #pragma once
 
-#include <optional>
-#include <set>
-#include <string>
+#include "store/Records.h"
 
 namespace crash_reporter {
 
-/// "<host>:<pid>"
-using Records = std::set<std::string>;
-
-/// All records of a file; none when it cannot be read.
-[[nodiscard]] Records recordsIn(const std::string& path);
-/// All records of an open file, from its start.
-[[nodiscard]] Records recordsIn(int fd);
-
-/// @return the process id of a record of this machine; nothing for a record of another machine, or
-/// whose process id is no number.
-[[nodiscard]] std::optional<std::string> localProcess(const std::string& record);
+using hcrpt::localProcess;
+using hcrpt::Records;
+using hcrpt::recordsIn;
 
 /// Appends records to the registration file under its lock, as hosts do.
 /// @return false when the file cannot be opened or a host holds the lock: try again later.

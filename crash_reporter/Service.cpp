@@ -44,12 +44,6 @@ std::optional<bool> exitCondition() {
     return HCrashReporter::isExitCondition();
 }
 
-Reports waitingReports() {
-    const std::vector<std::string> paths = HCrashRptUtils::getFilesWithPrefix(
-        HCrashRptSettings::getCrashRptPrefix(), HCrashRptSettings::getCrashStorePath());
-    return Reports(paths.begin(), paths.end());
-}
-
 /// Cleans up after a pass that was killed, in this process or an earlier one.
 void cleanUp() {
     HCrashReporter::clearLeftovers();
@@ -127,7 +121,7 @@ bool Service::tryToEnd() {
         case State::stopping:
             if (m_pass.isRunning()) return false;
             logInfo("Asked to leave by a signal, leaving. Waiting reports: " +
-                    std::to_string(waitingReports().size()));
+                    std::to_string(m_snapshot.reports.size()));
             return true;
         case State::superseded:
             handOver();
@@ -142,7 +136,7 @@ bool Service::isOver() const {
     // First, since it announces new records.
     const std::optional<bool> nobodyRuns = exitCondition();
     if (m_pass.isRunning() || m_carryOver.nextPoll()) return false;
-    if (!m_processes.living().empty() || !waitingReports().empty()) return false;
+    if (!m_processes.living().empty() || !m_snapshot.reports.empty()) return false;
     if (nobodyRuns) return *nobodyRuns;
     return !HUTFile::exists(registrations()) || m_schedule.isDue(Deadline::firstRecord);
 }
@@ -155,6 +149,7 @@ bool Service::leave() {
     // are seen now; a host that registers later has started a crash reporter of its own.
     m_lock.release();
     followProcesses();
+    m_snapshot = hcrpt::StoreSnapshot::take();
     if (isOver()) {
         logInfo("No registered process runs and no report waits, leaving.");
         return true;
@@ -178,7 +173,8 @@ void Service::handOver() const {
 void Service::work() {
     m_schedule.beginRound(Clock::now());
     // First, since a crashing process waits for it.
-    m_rawTraces.demangleNew();
+    m_snapshot = hcrpt::StoreSnapshot::take();
+    m_rawTraces.demangleNew(m_snapshot);
     if (isStopRequested()) m_state = stop();
     followProcesses();
     if (!m_restoration.restore(m_processes.living(), m_schedule.now())) m_state = State::superseded;
@@ -197,14 +193,16 @@ void Service::followProcesses() {
 /// Writes the reports that ended processes could not write, and removes what they have left, which
 /// would pile up in a long session. In this order: the reports need what is left.
 void Service::finishForEndedProcesses() {
-    HCrashReporter::writeMissingReports();
+    if (!m_snapshot.rawTraces.empty() && HCrashReporter::writeMissingReports() > 0)
+        m_snapshot = hcrpt::StoreSnapshot::take();
     if (m_processes.takeEnds()) HCrashReporter::clearLeftovers();
 }
 
 void Service::uploadReports() {
     const bool ended = m_pass.hasEnded();
     if (ended && m_pass.wasKilled()) cleanUp();
-    const Reports waiting = waitingReports();
+    if (ended) m_snapshot = hcrpt::StoreSnapshot::take();
+    const Reports& waiting = m_snapshot.reports;
     if (ended && m_passes.ended(waiting, m_pass.wasKilled(), m_schedule.now()))
         logError(
             "A pass could not move any of the waiting reports, trying again from time to time.");

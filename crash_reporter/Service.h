@@ -17,6 +17,7 @@
 #include "crash_reporter/StoreRestoration.h"
 #include "crash_reporter/StoreWatch.h"
 #include "crash_reporter/UploadPass.h"
+#include "store/StoreSnapshot.h"
 
 namespace crash_reporter {
 
@@ -81,6 +82,7 @@ class Service {
     Schedule m_schedule;
     StoreWatch m_store;
     ProcessWatch m_processes;
+    hcrpt::StoreSnapshot m_snapshot;  ///< of this round; taken again after a change of its own
     RawTraces m_rawTraces;
     UploadPass m_pass;
     PassSchedule m_passes;

@@ -7,7 +7,8 @@
 
 #include <cerrno>
 
-#include "hcrpt/HCrashRptSettings.h"
+#include "settings/FileNames.h"
+#include "store/SessionPaths.h"
 
 namespace crash_reporter {
 namespace {
@@ -22,8 +23,7 @@ void setLength(int fd, off_t length) {
 }  // namespace
 
 std::string SessionLock::path() {
-    return HCrashRptSettings::getCrashReporterSessionDir() + HCrashRptSettings::getDirSeparator() +
-           "reporter.lock";
+    return hcrpt::pathInSessionDirectory(hcrpt::kSessionLock);
 }
 
 SessionLock::Outcome SessionLock::take() {

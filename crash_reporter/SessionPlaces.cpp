@@ -3,10 +3,14 @@
 #include <unistd.h>
 
 #include "HUTFile.h"
-#include "crash_reporter/PathOwnership.h"
 #include "hcrpt/HCrashRptSettings.h"
+#include "store/PathOwnership.h"
 
 namespace crash_reporter {
+
+using hcrpt::Finding;
+using hcrpt::inspectPath;
+using hcrpt::PathKind;
 
 Refusal SessionPlaces::prepareSessionDirectory() {
     const std::string directory = HCrashRptSettings::getCrashReporterSessionDir();

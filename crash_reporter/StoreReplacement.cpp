@@ -8,6 +8,8 @@
 #include "HUTFile.h"
 #include "crash_reporter/Log.h"
 #include "hcrpt/HCrashRptSettings.h"
+#include "settings/FileNames.h"
+#include "store/SessionPaths.h"
 
 namespace crash_reporter {
 namespace {
@@ -18,13 +20,11 @@ std::string store() {
 
 /// There is one for each session. The crash reporter that holds the session's lock owns it.
 std::string asidePath() {
-    return HCrashRptSettings::getCrashReporterSessionDir() + HCrashRptSettings::getDirSeparator() +
-           ".crashStore.old";
+    return hcrpt::pathInSessionDirectory(hcrpt::kStoreAside);
 }
 
 std::string registrationsAside() {
-    return asidePath() + HCrashRptSettings::getDirSeparator() +
-           HUTFile(HCrashRptSettings::getProcRegFileFullPath()).getName();
+    return asidePath() + HCrashRptSettings::getDirSeparator() + hcrpt::kRegistrationFile;
 }
 
 std::set<std::string> namesIn(const std::string& directory) {

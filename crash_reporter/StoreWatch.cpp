@@ -6,8 +6,7 @@
 
 #include <cstdint>
 
-#include "HUTFile.h"
-#include "hcrpt/HCrashRptSettings.h"
+#include "settings/FileNames.h"
 
 namespace crash_reporter {
 namespace {
@@ -24,9 +23,8 @@ bool startsWith(const std::string& text, const std::string& start) {
 }
 
 bool isRelevant(const std::string& name) {
-    return startsWith(name, HCrashRptSettings::getMangledStackTraceFilePrefix()) ||
-           startsWith(name, HCrashRptSettings::getCrashRptPrefix()) ||
-           name == HUTFile(HCrashRptSettings::getProcRegFileFullPath()).getName();
+    return startsWith(name, hcrpt::kRawTracePrefix) || startsWith(name, hcrpt::kReportPrefix) ||
+           name == hcrpt::kRegistrationFile;
 }
 
 }  // namespace

@@ -11,11 +11,9 @@
 #include <cerrno>
 
 #include "HUTEnv.h"
-#include "HUTFile.h"
 #include "facts/ProcessState.h"
 #include "hcrpt/HCrashRptMetaData.h"
-#include "hcrpt/HCrashRptSettings.h"
-#include "utils/AtomicFile.h"
+#include "store/AtomicFile.h"
 
 namespace hcrpt {
 namespace {
@@ -76,11 +74,6 @@ std::optional<std::string> ownText(const std::string& path) {
 }
 
 }  // namespace
-
-std::string factsPath(const std::string& hostName, const std::string& processId) {
-    return HCrashRptSettings::getCrashStorePath() + HUTFile::getDirSeparator() + kFactsPrefix +
-           hostName + "_" + processId;
-}
 
 ProcessFacts factsOfThisProcess() {
     const HCrashRptMetaData::Manager probes;

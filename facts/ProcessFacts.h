@@ -25,20 +25,14 @@ constexpr std::size_t kMaxFact = 32UL * 1024;  // bytes
 /// Nobody leaves a larger file: each byte of a text takes up to six in it.
 constexpr std::size_t kMaxFactsFile = 2UL * 1024 * 1024;  // bytes
 
-/// Files of facts begin so. Hidden, and nothing that lists traces or reports looks for it.
-constexpr char kFactsPrefix[] = ".processfacts_";
-
-/// Path of the facts of a process in the crash store.
-std::string factsPath(const std::string& hostName, const std::string& processId);
-
 ProcessFacts factsOfThisProcess();
 
 /// Puts the file into its place whole, for its owner only. @return whether it is there.
-bool writeFacts(const std::string& path, const ProcessFacts& facts);
+[[nodiscard]] bool writeFacts(const std::string& path, const ProcessFacts& facts);
 
 /// Takes nothing but a file of this user's, in place and not through a link, that writeFacts() can
 /// have written; a text that is missing is empty.
 /// @return nothing for anything else.
-std::optional<ProcessFacts> readFacts(const std::string& path);
+[[nodiscard]] std::optional<ProcessFacts> readFacts(const std::string& path);
 
 }  // namespace hcrpt

@@ -1,12 +1,12 @@
 // The host's side of the registration file: one record per process, appended under a lock.
-#include <cstdio>
-
 #include "HUTEnv.h"
 #include "HUTFile.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashReporter.h"
 #include "hcrpt/HCrashRptRecovery.h"
 #include "hcrpt/HCrashRptUtils.h"
+#include "store/Records.h"
+#include "utils/LockedAppend.h"
 
 namespace {
 
@@ -16,19 +16,13 @@ constexpr int kLockAttempts = 3;
 constexpr int kPauseSeconds = 1;
 
 std::string recordOfThisProcess() {
-    char pid[16];
-    std::snprintf(pid, sizeof pid, "%d", HUTEnv::getPid());
-    return HUTEnv::getHostName() + ":" + pid + "\n";
+    return hcrpt::recordOf(HUTEnv::getHostName(), std::to_string(HUTEnv::getPid())) + "\n";
 }
 
 bool writeUnderLock(int fd, const std::string& record) {
     for (int attempt = 0; attempt < kLockAttempts; ++attempt) {
-        if (HCrashRptUtils::fileLock(fd, "LOCK_EX|LOCK_NB") == 0) {
-            // Had the lock, had its chance: there is nothing a host could do about a full disk.
-            HCrashRptUtils::fileWrite(fd, record);
-            HCrashRptUtils::fileLock(fd, "LOCK_UN");
-            return true;
-        }
+        // A failed write is not reported: the host could not act on a full disk.
+        if (hcrpt::appendUnderLock(fd, record)) return true;
         // After the last attempt, too: giving up takes three whole seconds.
         HCrashRptUtils::sleep(kPauseSeconds);
     }

@@ -4,9 +4,9 @@
 
 #include "HUTEnv.h"
 #include "HUTFile.h"
+#include "base/OpenStream.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "metadata/ProbeParsers.h"
-#include "utils/OpenStream.h"
 
 namespace HCrashRptMetaData {
 

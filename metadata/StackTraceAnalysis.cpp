@@ -6,9 +6,9 @@
 #include <string_view>
 
 #include "HUTFile.h"
+#include "base/OpenStream.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "utils/Message.h"
-#include "utils/OpenStream.h"
 
 namespace HCrashRptMetaData {
 namespace {

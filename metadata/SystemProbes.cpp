@@ -11,10 +11,10 @@
 #include <stdexcept>
 
 #include "HUTEnv.h"
+#include "base/OpenStream.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "metadata/NodeMemory.h"
 #include "metadata/ProbeParsers.h"
-#include "utils/OpenStream.h"
 
 namespace HCrashRptMetaData {
 namespace {

@@ -1,44 +1,38 @@
 // Which raw traces are left without a report, and who writes them.
-#include <sys/stat.h>
-
+#include <algorithm>
 #include <chrono>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
+#include "HUTFile.h"
 #include "hcrpt/HCrashReportMgr.h"
 #include "hcrpt/HCrashRptRecovery.h"
 #include "recovery/BoundedChild.h"
-#include "recovery/RawTraces.h"
 #include "recovery/RecoveredReport.h"
 #include "recovery/Registrations.h"
 #include "recovery/ReportIndex.h"
+#include "store/RawTraces.h"
+#include "store/TraceMemory.h"
 #include "utils/Message.h"
 
 namespace {
 
 using hcrpt::ChildResult;
 using hcrpt::RawTrace;
+using hcrpt::TraceMemory;
 
 /// Crashing processes wait 100 seconds for their logs, which nobody makes meanwhile.
 constexpr std::chrono::seconds kTimeForReport{30};
 
-/// Traces that need no further look, by their paths. Grows with the crashes of a session only.
-std::unordered_map<std::string, RawTrace>& doneTraces() {
-    static std::unordered_map<std::string, RawTrace> traces;
-    return traces;
-}
-
-bool isDone(const RawTrace& trace) {
-    const auto done = doneTraces().find(trace.path);
-    return done != doneTraces().end() && done->second == trace;
+/// Returns true for a trace that needs no further check.
+bool isJudged(const RawTrace& trace) {
+    return TraceMemory::ofLibrary().isJudged(trace.path, trace.identity);
 }
 
 /// A log that is older than the trace is an earlier process's of the same id.
 bool hasLog(const RawTrace& trace) {
-    struct stat status = {};
-    return stat(trace.logPath.c_str(), &status) == 0 &&
-           !hcrpt::isBefore(status.st_mtim, trace.time);
+    const auto log = hcrpt::TraceIdentity::of(trace.logPath);
+    return log && !hcrpt::isBefore(log->modified, trace.time());
 }
 
 /// @return whether there is one now; not where a forked child's had come.
@@ -56,8 +50,7 @@ bool writeReport(const RawTrace& trace, ChildResult& result) {
                           trace.processId + ".");
         return false;
     }
-    struct stat status = {};
-    if (stat(path.c_str(), &status) != 0) return false;
+    if (!HUTFile::exists(path)) return false;
     hcrpt::printMessage("Wrote crash report in place of ended process " + trace.processId + ": " +
                         path);
     return true;
@@ -69,7 +62,7 @@ namespace HCrashReporter {
 
 int writeMissingReports() {
     std::vector<RawTrace> traces = hcrpt::rawTracesInStore();
-    traces.erase(std::remove_if(traces.begin(), traces.end(), isDone), traces.end());
+    traces.erase(std::remove_if(traces.begin(), traces.end(), isJudged), traces.end());
     if (traces.empty()) return 0;
 
     const hcrpt::Registrations registrations;
@@ -77,10 +70,11 @@ int writeMissingReports() {
     for (const RawTrace& trace : traces) {
         // First whether it has ended: what it may have written is in the store then.
         if (!registrations.isOfThisMachine(trace.processId) ||
-            !hcrpt::hasEnded(trace.processId, trace.time))
+            !hcrpt::hasEnded(trace.processId, trace.time()))
             continue;
-        // Whatever comes of it, once: a trace that cannot be dealt with would be tried for ever.
-        doneTraces()[trace.path] = trace;
+        // Each trace is tried once, whatever the result: one that always fails would be tried
+        // forever.
+        TraceMemory::ofLibrary().setJudged(trace.path, trace.identity);
         if (hcrpt::hasReport(trace)) continue;
         ChildResult result = ChildResult::failed;
         if (writeReport(trace, result)) ++written;

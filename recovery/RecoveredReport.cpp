@@ -9,12 +9,13 @@
 #include "facts/ProcessFacts.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptMetaData.h"
-#include "hcrpt/HCrashRptSettings.h"
-#include "recovery/ReportIndex.h"
+#include "recovery/WrittenBy.h"
+#include "settings/FileNames.h"
 #include "settings/GuiStrDump.h"
+#include "store/ReportName.h"
+#include "store/SessionPaths.h"
 #include "utils/TimeText.h"
 #include "writers/JsonReport.h"
-#include "writers/ReportFileName.h"
 
 namespace hcrpt {
 namespace {
@@ -76,10 +77,9 @@ void addGuiStrDump(Manager& report, const ProcessFacts& facts, const std::string
 }  // namespace
 
 std::string reportPath(const RawTrace& trace) {
-    return HCrashRptSettings::getCrashStorePath() + HUTFile::getDirSeparator() +
-           reportFileName(
-               {trace.processId, HUTEnv::getHostName(), userOf(trace), timeStampOf(trace)},
-               ".json");
+    return pathInCrashStore(reportFileName({trace.processId, HUTEnv::getHostName(), userOf(trace),
+                                            reportTimeStamp(trace.time().tv_sec)},
+                                           kReportExtension));
 }
 
 bool writeRecoveredReport(const RawTrace& trace, const std::string& path) {
@@ -87,7 +87,7 @@ bool writeRecoveredReport(const RawTrace& trace, const std::string& path) {
     const auto facts = factsOf(trace);
     Manager report;
     // In the order of the process's own report.
-    report.addItem("timestamp", timeText(trace.time.tv_sec));
+    report.addItem("timestamp", timeText(trace.time().tv_sec));
     if (facts) addProgram(report, *facts);
     addMachine(report);
     // Before the long lists, of which an exhausted arena cuts off the end.

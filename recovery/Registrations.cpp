@@ -1,21 +1,20 @@
 #include "recovery/Registrations.h"
 
-#include <fstream>
-
 #include "HUTEnv.h"
 #include "facts/ProcessFacts.h"
 #include "facts/ProcessState.h"
 #include "hcrpt/HCrashReporter.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "hcrpt/HCrashRptUtils.h"
-#include "recovery/RawTraces.h"
+#include "store/Records.h"
+#include "store/SessionPaths.h"
+#include "store/TraceIdentity.h"
 
 namespace hcrpt {
 
 Registrations::Registrations() {
     const std::string host = HUTEnv::getHostName();
-    std::ifstream file(HCrashRptSettings::getProcRegFileFullPath());
-    for (std::string record; file >> record;) {
+    for (const std::string& record : recordsIn(HCrashRptSettings::getProcRegFileFullPath())) {
         const HCrashReporter::HClientProcessInfo process(record);
         (process.getHostName() == host ? m_own : m_others).insert(process.getProcessId());
     }

@@ -1,5 +1,5 @@
 /// @file
-/// Whose processes are registered in this session.
+/// Tells whose processes are registered in this session.
 #pragma once
 
 #include <ctime>

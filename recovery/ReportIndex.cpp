@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <ctime>
 #include <fstream>
 #include <vector>
 
@@ -13,7 +12,9 @@
 #include "HUTFile.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "hcrpt/HCrashRptUtils.h"
-#include "recovery/RecoveredReport.h"
+#include "recovery/WrittenBy.h"
+#include "settings/FileNames.h"
+#include "store/ReportName.h"
 
 namespace hcrpt {
 namespace {
@@ -81,33 +82,22 @@ bool isSameTrace(const std::vector<std::string>& reported, const std::vector<std
 }  // namespace
 
 bool hasReport(const RawTrace& trace) {
-    const std::string prefix = HCrashRptSettings::getCrashRptPrefix() + trace.processId + "_" +
-                               HUTEnv::getHostName() + "_";
+    const std::string prefix = reportNamePrefix(trace.processId, HUTEnv::getHostName());
     // The two stores may be on machines whose clocks differ; the time in the name does not.
-    const std::string ownTime = "_" + timeStampOf(trace) + ".json";
+    const std::string ownTime = reportTimeStamp(trace.time().tv_sec);
     for (const Report& report : reportsWithPrefix(prefix))
-        if (!isBefore(report.time, trace.time) || report.name.find(ownTime) != std::string::npos)
-            return true;
+        if (!isBefore(report.time, trace.time()) || namesTime(report.name, ownTime)) return true;
     return false;
 }
 
 bool hasReportOfForkedChild(const RawTrace& trace) {
-    const std::string host = "_" + HUTEnv::getHostName() + "_";
+    const std::string host = HUTEnv::getHostName();
     const std::vector<std::string> log = linesOf(trace.logPath);
-    for (const Report& report : reportsWithPrefix(HCrashRptSettings::getCrashRptPrefix()))
-        if (!isBefore(report.time, trace.time) && report.size <= kMaxReportBytes &&
-            report.name.find(host) != std::string::npos && isSameTrace(traceIn(report.path), log))
+    for (const Report& report : reportsWithPrefix(kReportPrefix))
+        if (!isBefore(report.time, trace.time()) && report.size <= kMaxReportBytes &&
+            namesHost(report.name, host) && isSameTrace(traceIn(report.path), log))
             return true;
     return false;
-}
-
-std::string timeStampOf(const RawTrace& trace) {
-    tzset();
-    std::tm local = {};
-    localtime_r(&trace.time.tv_sec, &local);
-    char text[] = "YYYYmmddTHHMMSS";
-    std::strftime(text, sizeof text, "%Y%m%dT%H%M%S", &local);
-    return text;
 }
 
 }  // namespace hcrpt

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <ctime>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,9 +13,11 @@
 #include "hcrpt/HCrashRptRecovery.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "hcrpt/HCrashRptUtils.h"
-#include "recovery/RawTraces.h"
 #include "recovery/Registrations.h"
 #include "recovery/ReportIndex.h"
+#include "settings/FileNames.h"
+#include "store/RawTraces.h"
+#include "store/SessionPaths.h"
 
 namespace {
 
@@ -27,8 +30,9 @@ struct TemporaryName {
     char separator;
 };
 constexpr TemporaryName kTemporaryNames[] = {
-    {".hcrpt-", '-'},      // logs, reports, facts, reports on their way to the backup store
-    {".crashcopy_", '_'},  // copies that crashing processes make
+    {hcrpt::kAtomicFilePrefix,
+     '-'},  // logs, reports, facts, reports on their way to the backup store
+    {hcrpt::kCrashCopyPrefix, '_'},  // copies that crashing processes make
 };
 
 /// The longest that any writer needs is a minute.
@@ -53,13 +57,14 @@ std::vector<File> filesWithPrefix(const std::string& prefix, const std::string& 
     return files;
 }
 
-/// The writer's process id; empty for a name of another form.
-std::string writerOf(const std::string& name, const TemporaryName& form) {
+/// The writer's process id; nothing for a name of another form.
+std::optional<std::string> writerOf(const std::string& name, const TemporaryName& form) {
     const std::size_t start = std::string(form.prefix).size();
     const std::size_t end = name.find(form.separator, start);
-    if (end == std::string::npos) return "";
+    if (end == std::string::npos) return std::nullopt;
     const std::string processId = name.substr(start, end - start);
-    return isProcessId(processId) ? processId : "";
+    if (!isProcessId(processId)) return std::nullopt;
+    return processId;
 }
 
 /// @param otherMachines whether processes of other machines may write there, too: the names do not
@@ -67,8 +72,8 @@ std::string writerOf(const std::string& name, const TemporaryName& form) {
 void clearTemporaryFiles(const std::string& directory, bool otherMachines) {
     for (const TemporaryName& form : kTemporaryNames) {
         for (const File& file : filesWithPrefix(form.prefix, directory)) {
-            const std::string writer = writerOf(file.name, form);
-            if (writer.empty() || HCrashRptUtils::isProcessRunning(writer)) continue;
+            const auto writer = writerOf(file.name, form);
+            if (!writer || HCrashRptUtils::isProcessRunning(*writer)) continue;
             if (otherMachines && std::time(nullptr) - file.time.tv_sec < kOld) continue;
             unlink(file.path.c_str());
         }
@@ -79,13 +84,13 @@ void clearTemporaryFiles(const std::string& directory, bool otherMachines) {
 bool areOfNoUse(const std::string& processId, const std::vector<hcrpt::RawTrace>& traces) {
     for (const hcrpt::RawTrace& trace : traces)
         if (trace.processId == processId)
-            return hcrpt::hasEnded(processId, trace.time) && hcrpt::hasReport(trace);
+            return hcrpt::hasEnded(processId, trace.time()) && hcrpt::hasReport(trace);
     return hcrpt::hasEnded(processId, std::timespec{});
 }
 
 /// Those of other machines go with the crash store: nobody here knows whether their processes run.
 void clearFacts(const std::string& directory) {
-    const std::string prefix = hcrpt::kFactsPrefix + HUTEnv::getHostName() + "_";
+    const std::string prefix = hcrpt::factsNamePrefix(HUTEnv::getHostName());
     const std::vector<hcrpt::RawTrace> traces = hcrpt::rawTracesInStore();
     for (const File& file : filesWithPrefix(prefix, directory)) {
         const std::string processId = file.name.substr(prefix.size());

@@ -3,19 +3,32 @@
 #include <memory>
 #include <stdexcept>
 
+#include "base/OpenStream.h"
 #include "hcrpt/HCrashReportMgr.h"
 #include "hcrpt/HCrashRptUtils.h"
-#include "reports/ConvertedTraces.h"
 #include "reports/TraceDemangling.h"
-#include "utils/AtomicFile.h"
-#include "utils/FileListing.h"
-#include "utils/OpenStream.h"
+#include "settings/FileNames.h"
+#include "store/AtomicFile.h"
+#include "store/FileListing.h"
+#include "store/TraceMemory.h"
 
 namespace {
 
-constexpr char kMangledMark[] = "mangled_";
 /// Length of "hs_mangled_err_pid", after which a raw trace's bare name shows its process id.
 constexpr std::size_t kMinimumPathLength = 18;
+
+using hcrpt::TraceMemory;
+
+/// The raw traces that are to be demangled in this pass. A pass sees to all traces of the session,
+/// whose number only grows, so it leaves out those whose logs this process has written for good.
+std::vector<std::string> notYetDemangled(const std::vector<std::string>& rawTraces) {
+    TraceMemory& memory = TraceMemory::ofLibrary();
+    memory.keepOnly(rawTraces);
+    std::vector<std::string> others;
+    for (const std::string& trace : rawTraces)
+        if (memory.isDemangled(trace) != TraceMemory::Demangled::yes) others.push_back(trace);
+    return others;
+}
 
 }  // namespace
 
@@ -26,7 +39,7 @@ std::vector<std::string> MangledStackTraceHandler::getReportsInCrashStore() {
         hcrpt::filesWithPrefixes({HCrashRptSettings::getMangledStackTraceFilePrefix(),
                                   HCrashRptSettings::getCrashRptPrefix()},
                                  HCrashRptSettings::getCrashStorePath());
-    const std::vector<std::string> traces = hcrpt::withoutConverted(found[0]);
+    const std::vector<std::string> traces = notYetDemangled(found[0]);
     if (traces.empty()) return found[1];
     // Wanted for the files that it leaves: crashing processes wait for their stack-trace logs.
     generateDemangledBTFiles(traces);
@@ -47,18 +60,19 @@ std::vector<std::string> MangledStackTraceHandler::generateDemangledBTFiles(
 }
 
 std::string MangledStackTraceHandler::demangleBTFile(const std::string& rawTrace) {
-    // On purpose an exception: no path to a raw trace is that short, so the caller is at fault.
+    // Contract: an exception, unlike all other failures: no path to a raw trace is that short, so
+    // the caller is at fault.
     if (rawTrace.size() < kMinimumPathLength)
         throw std::out_of_range("too short for a raw trace: " + rawTrace);
 
-    // The first one of the whole path, whose directories count too.
-    const std::size_t mark = rawTrace.find(kMangledMark);
+    // Contract: the first mark of the whole path is removed, also where a directory holds it.
+    const std::size_t mark = rawTrace.find(hcrpt::kRawTraceMark);
     if (mark == std::string::npos) return std::string();
     std::string log = rawTrace;
-    log.erase(mark, std::strlen(kMangledMark));
+    log.erase(mark, std::strlen(hcrpt::kRawTraceMark));
 
     if (hcrpt::isNamedPipe(rawTrace)) return log;  // would hold up all that wait for other traces
-    const hcrpt::TraceConversion conversion(rawTrace);
+    const auto asRead = hcrpt::TraceIdentity::of(rawTrace);
     std::ifstream raw(rawTrace, std::ios::binary);
     if (!raw.is_open()) return log;
     // A crashing process goes on as soon as the log exists, so it appears whole.
@@ -67,7 +81,8 @@ std::string MangledStackTraceHandler::demangleBTFile(const std::string& rawTrace
     hcrpt::demangleTrace(raw, readable.stream());
     const bool isWhole = readable.stream().flush().good() && !raw.bad();
     // Also when the disk was full: half a trace tells more than none.
-    if (readable.commitPart() && isWhole) conversion.finish(log);
+    if (readable.commitPart() && isWhole && asRead)
+        TraceMemory::ofLibrary().setDemangled(rawTrace, *asRead, log);
     return log;
 }
 

@@ -5,6 +5,7 @@
 #include "HUTFile.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptSettings.h"
+#include "settings/FileNames.h"
 
 namespace {
 
@@ -40,9 +41,10 @@ HCrptResourceMgr::HCrptResourceMgr() {
     char pid[16];
     std::snprintf(pid, sizeof pid, "%d", HUTEnv::getPid());
     m_stackTraceLogPath += HCrashRptSettings::getCrashStorePath() + HUTFile::getDirSeparator() +
-                           "hs_err_pid" + pid + ".log";
+                           hcrpt::kTraceLogPrefix + pid + hcrpt::kTraceExtension;
     m_stackTraceTempFilePath += HCrashRptSettings::getStackTraceLogPath() +
-                                HUTFile::getDirSeparator() + "hs_mangled_err_pid" + pid + ".log";
+                                HUTFile::getDirSeparator() + hcrpt::kRawTracePrefix + pid +
+                                hcrpt::kTraceExtension;
 }
 
 HCrptResourceMgr::~HCrptResourceMgr() {

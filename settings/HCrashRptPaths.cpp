@@ -7,6 +7,7 @@
 #include "HUTEnv.h"
 #include "HUTFile.h"
 #include "hcrpt/HCrashRptSettings.h"
+#include "settings/FileNames.h"
 #include "settings/GuiStrDump.h"
 
 namespace {
@@ -52,7 +53,7 @@ std::string HCrashRptSettings::getCrashStorePath() {
 
 std::string HCrashRptSettings::getProcRegFileFullPath() {
     // Inside the crash store on purpose: who deletes the store deletes the registrations too.
-    return getCrashStorePath() + getDirSeparator() + "processRegFile.txt";
+    return getCrashStorePath() + getDirSeparator() + hcrpt::kRegistrationFile;
 }
 
 std::string HCrashRptSettings::getCrashBackupStorePath() {

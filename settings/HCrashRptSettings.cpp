@@ -5,6 +5,7 @@
 
 #include "HUTEnv.h"
 #include "HUTFile.h"
+#include "settings/FileNames.h"
 
 namespace {
 
@@ -68,15 +69,15 @@ std::string HCrashRptSettings::getKorServerUrl() {
 }
 
 std::string HCrashRptSettings::getCrashRptPrefix() {
-    return "CrashReport_";
+    return hcrpt::kReportPrefix;
 }
 
 std::string HCrashRptSettings::getMangledStackTraceFilePrefix() {
-    return "hs_mangled_err_pid";
+    return hcrpt::kRawTracePrefix;
 }
 
 std::string HCrashRptSettings::getDemangledStackTraceFilePrefix() {
-    return "hs_err_pid";
+    return hcrpt::kTraceLogPrefix;
 }
 
 int HCrashRptSettings::getMaxRptsToSend() {

@@ -2,7 +2,8 @@
 
 #include "HUTFile.h"
 #include "hcrpt/HCrashRptUtils.h"
-#include "utils/AtomicFile.h"
+#include "settings/FileNames.h"
+#include "store/AtomicFile.h"
 #include "utils/Message.h"
 
 namespace {
@@ -23,11 +24,11 @@ namespace HCrashRptUtils {
 std::string backupStatusToString(HCrashRptSettings::RptBackupStatus status) {
     switch (status) {
         case HCrashRptSettings::SEND_SUCCESS:
-            return "send_success";
+            return hcrpt::kSentSuffix;
         case HCrashRptSettings::SEND_FAIL:
-            return "send_fail";
+            return hcrpt::kFailedSuffix;
         case HCrashRptSettings::SEND_LATER:
-            return "send_later";
+            return hcrpt::kLaterSuffix;
     }
     return std::string();
 }

@@ -1,6 +1,6 @@
 #include "HUTEnv.h"
-#include "HUTFile.h"
 #include "hcrpt/HCrashRptUtils.h"
+#include "store/SessionPaths.h"
 #include "utils/Message.h"
 
 namespace HCrashRptUtils {
@@ -10,8 +10,7 @@ bool redirectedStdOut = false;
 void redirectStdoutToCrashLog() {
     if (redirectedStdOut) return;
     const std::string pid = std::to_string(HUTEnv::getPid());
-    hcrpt::redirectStandardOutput(HCrashRptSettings::crashReporterLogDir() +
-                                  HUTFile::getDirSeparator() + "crashReporter" + pid + ".log");
+    hcrpt::redirectStandardOutput(hcrpt::reporterLogPath(pid));
     // Set even when the log could not be opened: the redirection is tried once in a process, and
     // the messages stay on the console then.
     redirectedStdOut = true;

@@ -1,5 +1,6 @@
 #include "HUTFile.h"
 #include "hcrpt/HCrashRptUtils.h"
+#include "store/FileListing.h"
 #include "utils/Message.h"
 
 namespace HCrashRptUtils {
@@ -29,6 +30,10 @@ void deleteCrashReporterDir() {
     const HUTFile directory(HCrashRptSettings::getCrashReporterScratchDir());
     if (directory.exists()) directory.rmRecursive();
     if (directory.exists()) hcrpt::printError("Could not delete crash reporter directory.");
+}
+
+std::vector<std::string> getFilesWithPrefix(std::string prefix, std::string directory) {
+    return hcrpt::filesWithPrefix(prefix, directory);
 }
 
 }  // namespace HCrashRptUtils

@@ -6,9 +6,9 @@
 #include <fstream>
 
 #include "HUTFile.h"
+#include "base/OpenStream.h"
 #include "hcrpt/HCrashRptUtils.h"
 #include "utils/Message.h"
-#include "utils/OpenStream.h"
 
 namespace HCrashRptUtils {
 

@@ -6,7 +6,7 @@
 
 #include "HUTFile.h"
 #include "hcrpt/HCrashRptWriters.h"
-#include "utils/AtomicFile.h"
+#include "store/AtomicFile.h"
 #include "utils/Message.h"
 #include "writers/JsonReport.h"
 #include "writers/ReportFileName.h"

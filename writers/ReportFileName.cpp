@@ -2,20 +2,16 @@
 
 #include "HUTEnv.h"
 #include "hcrpt/HCrashRptUtils.h"
+#include "store/ReportName.h"
 
 namespace hcrpt {
 
 std::string reportFileName(const std::string& extension) {
     std::string stamp;
     HUTEnv::getTimeStamp(stamp);
-    return reportFileName(
-        {std::to_string(HUTEnv::getPid()), HUTEnv::getHostName(), HUTEnv::getUserName(), stamp},
-        extension);
-}
-
-std::string reportFileName(const ReportOrigin& origin, const std::string& extension) {
-    return "CrashReport_" + origin.processId + "_" + origin.hostName + "_" + origin.userName + "_" +
-           HCrashRptUtils::deleteBlanks(origin.timeStamp) + extension;
+    return reportFileName({std::to_string(HUTEnv::getPid()), HUTEnv::getHostName(),
+                           HUTEnv::getUserName(), HCrashRptUtils::deleteBlanks(stamp)},
+                          extension);
 }
 
 }  // namespace hcrpt

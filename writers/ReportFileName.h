@@ -1,5 +1,5 @@
 /// @file
-/// The name that every report file goes by, whatever its format.
+/// The name of this process's own report.
 #pragma once
 
 #include <string>
@@ -10,16 +10,5 @@ namespace hcrpt {
 /// spaces, and the extension, such as ".json". Host and user names are used as they are.
 /// The crash reporter finds reports by the name's beginning. @crashtime
 std::string reportFileName(const std::string& extension);
-
-/// Whose crash a report tells of, and when it was.
-struct ReportOrigin {
-    std::string processId;
-    std::string hostName;
-    std::string userName;
-    std::string timeStamp;
-};
-
-/// The same name for the crash of another process.
-std::string reportFileName(const ReportOrigin& origin, const std::string& extension);
 
 }  // namespace hcrpt

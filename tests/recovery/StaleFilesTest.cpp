@@ -4,8 +4,8 @@
 
 #include "hcrpt/HCrashRptUtils.h"
 #include "recovery/DeadSession.h"
+#include "store/AtomicFile.h"
 #include "support/ChildProcess.h"
-#include "utils/AtomicFile.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "utils/AtomicFile.h"
+#include "store/AtomicFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -8,7 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "utils/OpenStream.h"
+#include "base/OpenStream.h"
+#include "settings/FileNames.h"
 
 namespace {
 
@@ -76,7 +77,8 @@ bool AtomicFile::putInPlace() {
 bool AtomicFile::openBeside() {
     if (m_path.empty() || m_path.back() == '/') return false;
     // Does not hold the file's own name, which may be as long as a name can be.
-    const std::string start = directoryOf(m_path) + ".hcrpt-" + std::to_string(getpid()) + "-";
+    const std::string start =
+        directoryOf(m_path) + kAtomicFilePrefix + std::to_string(getpid()) + "-";
     std::string name;
     int fd = -1;
     do {

@@ -1,4 +1,4 @@
-#include "crash_reporter/PathOwnership.h"
+#include "store/PathOwnership.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -9,7 +9,7 @@
 
 #include "base/FileDescriptor.h"
 
-namespace crash_reporter {
+namespace hcrpt {
 namespace {
 
 constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
@@ -51,4 +51,4 @@ Finding inspectPath(const std::string& path, PathKind kind) {
     return finding;
 }
 
-}  // namespace crash_reporter
+}  // namespace hcrpt

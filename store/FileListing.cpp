@@ -1,9 +1,8 @@
-#include "utils/FileListing.h"
+#include "store/FileListing.h"
 
 #include <memory>
 
 #include "HUTFile.h"
-#include "hcrpt/HCrashRptUtils.h"
 
 namespace hcrpt {
 
@@ -28,12 +27,8 @@ std::vector<std::vector<std::string>> filesWithPrefixes(const std::vector<std::s
     return files;
 }
 
-}  // namespace hcrpt
-
-namespace HCrashRptUtils {
-
-std::vector<std::string> getFilesWithPrefix(std::string prefix, std::string directory) {
-    return hcrpt::filesWithPrefixes({std::move(prefix)}, directory).front();
+std::vector<std::string> filesWithPrefix(const std::string& prefix, const std::string& directory) {
+    return filesWithPrefixes({prefix}, directory).front();
 }
 
-}  // namespace HCrashRptUtils
+}  // namespace hcrpt

@@ -5,11 +5,11 @@
 #include <optional>
 #include <string>
 
-namespace crash_reporter {
+namespace hcrpt {
 
 enum class PathKind { directory, file };
 
-/// The state of a path.
+/// What was found out about a path.
 struct Finding {
     bool missing = false;     ///< there is nothing of that name
     bool otherKind = false;   ///< a file in the place of a directory, or the other way round
@@ -17,9 +17,9 @@ struct Finding {
     std::optional<std::string> objection;  ///< why it must not be used, in words
 };
 
-/// Inspects a directory or file without following a symbolic link in its last component. Such a
-/// link, and a place that belongs to another user, is objected to. Takes others' rights to a place
-/// of this user away.
+/// Inspects a directory or file without following a symbolic link in its last component. Objects to
+/// a symbolic link and to what belongs to another user. Takes others' rights away from what belongs
+/// to this user.
 [[nodiscard]] Finding inspectPath(const std::string& path, PathKind kind);
 
-}  // namespace crash_reporter
+}  // namespace hcrpt

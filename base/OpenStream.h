@@ -10,8 +10,8 @@
 
 namespace hcrpt {
 
-/// Opens a file stream, again where a signal interrupts that. Whether it is open then is its own to
-/// tell. @crashtime
+/// Opens a file stream, again where a signal interrupts that. stream.is_open() tells the result.
+/// @crashtime
 template <typename Stream>
 void openStream(Stream& stream, const std::string& path, std::ios::openmode mode) {
     do {
@@ -20,9 +20,9 @@ void openStream(Stream& stream, const std::string& path, std::ios::openmode mode
     } while (!stream.is_open() && errno == EINTR);
 }
 
-/// Whether the path leads to a named pipe: opening one for reading waits until somebody writes into
-/// it. @crashtime
-inline bool isNamedPipe(const std::string& path) {
+/// Returns true when the path leads to a named pipe: opening one for reading waits until somebody
+/// writes into it. @crashtime
+[[nodiscard]] inline bool isNamedPipe(const std::string& path) {
     struct stat status = {};
     return stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
 }

@@ -10,9 +10,9 @@
 #include <string>
 #include <vector>
 
+#include "store/AtomicFile.h"
 #include "support/ChildProcess.h"
 #include "support/TempDir.h"
-#include "utils/AtomicFile.h"
 
 using hcrpt::AtomicFile;
 using namespace test_support;

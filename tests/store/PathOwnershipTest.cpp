@@ -1,15 +1,15 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "StoreScene.h"
-#include "crash_reporter/PathOwnership.h"
+#include "store/PathOwnership.h"
+#include "tests/crash_reporter/StoreScene.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using crash_reporter::Finding;
-using crash_reporter::inspectPath;
-using crash_reporter::PathKind;
+using hcrpt::Finding;
+using hcrpt::inspectPath;
+using hcrpt::PathKind;
 
 class PathOwnershipTest : public crash_reporter_test::StoreScene {
   protected:
