@@ -72,6 +72,11 @@ void callOnStack(void (*body)(void*), void* argument) {
 }
 #endif
 
+bool isCurrent() {
+    const auto* const frame = static_cast<const char*>(__builtin_frame_address(0));
+    return frame >= s_low && frame < s_top;
+}
+
 }  // namespace
 
 bool reserve() {
@@ -93,7 +98,14 @@ void adopt(void* low, std::size_t size) {
 }
 
 void run(void (*body)(void*), void* argument) {
-    if (s_top == nullptr || s_inUse) {
+    if (s_inUse)
+        body(argument);
+    else
+        enter(body, argument);
+}
+
+void enter(void (*body)(void*), void* argument) {
+    if (s_top == nullptr || isCurrent()) {
         body(argument);
         return;
     }

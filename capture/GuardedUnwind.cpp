@@ -70,6 +70,7 @@ void guardedProgress() {
 
 bool runGuarded(void (*body)(void*), void* argument) {
     s_cameToItsEnd = false;
+    s_inChild = false;  // this may be the copy of a process that was about to walk
     const DumpsOff dumpsOff;
     // What vfork() does, without its SIGCHLD. No library function around the call: the child goes
     // on on this very stack, and would overwrite the address to which such a function returns here.

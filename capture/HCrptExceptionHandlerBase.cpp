@@ -1,5 +1,6 @@
 #include <new>
 
+#include "capture/CrashClaim.h"
 #include "capture/CrashStack.h"
 #include "capture/RawTrace.h"
 #include "capture/SiblingLock.h"
@@ -16,6 +17,7 @@ HCrptExceptionHandlerBase::HCrptExceptionHandlerBase() {
     // As where the arena cannot be had. Without this stack the crash handler would run into the
     // heap beneath the alternate one.
     if (!hcrpt::CrashStack::reserve()) throw std::bad_alloc();
+    hcrpt::CrashClaim::prepare();
     hcrpt::TraceHandOver::prepare();
     hcrpt::SiblingTraces::prepare();
     hcrpt::SiblingLock::prepare();

@@ -21,9 +21,14 @@ endfunction()
 
 signal_safe_symbols(Watchdog _exit pthread_sigmask setitimer sigaction sigaddset sigemptyset
     sigfillset)
+# prepare() runs at start-up.
+signal_safe_symbols(CrashClaim syscall nanosleep mmap madvise sysconf pthread_atfork __dso_handle
+    __register_atfork)
+signal_safe_symbols(FurtherSignals pthread_sigmask sigaction sigfillset sigdelset syscall)
+signal_safe_symbols(ProcessCopy _exit _Fork sigaction sigprocmask sigfillset syscall stdout ftrylockfile funlockfile
+    __fpurge)
 signal_safe_symbols(CrashOutput poll stdout ftrylockfile funlockfile fileno_unlocked __fpending)
-signal_safe_symbols(CrashHandler _exit syscall pthread_sigmask sigdelset sigfillset getrlimit
-    setrlimit)
+signal_safe_symbols(CrashHandler _exit pthread_setcancelstate getrlimit setrlimit)
 signal_safe_symbols(CrashStack mmap mprotect sysconf)
 signal_safe_symbols(ModuleLines open read close)
 signal_safe_symbols(RawTrace open close getpid lseek ftruncate fsync backtrace)

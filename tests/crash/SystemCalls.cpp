@@ -49,6 +49,7 @@ const std::map<long, Kind> kKinds = {
     {SYS_rt_sigprocmask, {"rt_sigprocmask", {}}},
     {SYS_rt_sigaction, {"rt_sigaction", {}}},
     {SYS_setitimer, {"setitimer", {}}},
+    {SYS_sigaltstack, {"sigaltstack", {}}},
     {SYS_munmap, {"munmap", {}}},
     {SYS_exit_group, {"exit_group", {}}},
 };

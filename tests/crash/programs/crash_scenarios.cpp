@@ -26,6 +26,7 @@
 #include "HUTPlatform.h"
 #include "crash/programs/AllocatorWatch.h"
 #include "crash/programs/Failing.h"
+#include "crash/programs/Scenario.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashReporter.h"
 #include "hcrpt/HCrashRptSettings.h"
@@ -298,7 +299,11 @@ Action loadedAction(const std::string& word) {
 
 Action actionOf(const std::string& word) {
     if (word == "allocate") return allocateAndFail;
-    return word.find(':') == std::string::npos ? kScenarios.at(word) : loadedAction(word);
+    if (word.find(':') != std::string::npos) return loadedAction(word);
+    if (Action action = crash_scenarios::littleStackScenario(word)) return action;
+    const crash_scenarios::Scenarios others = crash_scenarios::threadScenarios();
+    const auto found = others.find(word);
+    return found != others.end() ? found->second : kScenarios.at(word);
 }
 
 void runWatched(const Action& action) {
@@ -341,9 +346,11 @@ int main(int argc, char** argv) {
     const std::string argument = argc > 1 ? argv[1] : "";
     const std::size_t at = argument.find('@');
     HUTPlatform::setProduct({"Failing", "4.2", 4711, "2026-11-21"});
+    const std::string word = argument.substr(0, at);
+    if (word == "large-alternate-stack") crash_scenarios::useLargeAlternateStack();
     HCrashReporter::registration();
     try {
-        run(argument.substr(0, at), at == std::string::npos ? "" : argument.substr(at + 1));
+        run(word, at == std::string::npos ? "" : argument.substr(at + 1));
     } catch (const std::out_of_range&) {
         std::fprintf(stderr, "crash_scenarios: no such scenario: %s\n", argument.c_str());
         return 2;
