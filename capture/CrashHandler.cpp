@@ -17,6 +17,7 @@
 #include "capture/FurtherSignals.h"
 #include "capture/ProcessCopy.h"
 #include "capture/SiblingLock.h"
+#include "capture/StandardDescriptors.h"
 #include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
 #include "utils/ProcessEnd.h"
@@ -43,6 +44,7 @@ void handleCrash(void* signal) {
     const int sig = *static_cast<const int*>(signal);
     hcrpt::handleFurtherSignals();
     liftLimits();
+    hcrpt::occupyStandardDescriptors();
     hcrpt::SiblingLock::acquire();
     hcrpt::Watchdog::enable(kExitStatusOfSignal + sig);
     HCrptExceptionHandlerBase::writeStackTraceTxtLog(sig);

@@ -27,6 +27,7 @@ signal_safe_symbols(CrashClaim syscall nanosleep mmap madvise sysconf pthread_at
 signal_safe_symbols(FurtherSignals pthread_sigmask sigaction sigfillset sigdelset syscall)
 signal_safe_symbols(ProcessCopy _exit _Fork sigaction sigprocmask sigfillset syscall stdout ftrylockfile funlockfile
     __fpurge)
+signal_safe_symbols(StandardDescriptors fcntl open)
 signal_safe_symbols(CrashOutput poll stdout ftrylockfile funlockfile fileno_unlocked __fpending)
 signal_safe_symbols(CrashHandler _exit pthread_setcancelstate getrlimit setrlimit)
 signal_safe_symbols(CrashStack mmap mprotect sysconf)

@@ -107,6 +107,28 @@ TEST(ThreadDeathTest, VforkChildrenThatCrashDoNotDisturbACrashOfTheirParent) {
     }
 }
 
+// --- Closed descriptors
+// -----------------------------------------------------------------------------
+
+class ClosedDescriptorsTest : public testing::TestWithParam<std::vector<int>> {};
+
+TEST_P(ClosedDescriptorsTest, LeaveTheWholeRecord) {
+    CrashScene scene;
+    scene.preparation = [] {
+        for (const int fd : GetParam()) close(fd);
+    };
+    const Outcome outcome = scene.run("null-write");
+    expectWholeRecord(outcome, SIGSEGV);
+    expectNamed(outcome, "zeb::failing::nullWrite()");
+    EXPECT_EQ(std::string::npos, outcome.rawTrace.find("Abnormal")) << "a message in the trace";
+    EXPECT_NE(std::string::npos, outcome.report.find("\"memInfo\"")) << "behind the last tool";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, ClosedDescriptorsTest,
+    testing::Values(std::vector<int>{STDIN_FILENO}, std::vector<int>{STDIN_FILENO, STDERR_FILENO},
+                    std::vector<int>{STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}));
+
 // --- Signals of other processes
 // -------------------------------------------------------------------
 
