@@ -47,6 +47,7 @@ void handleCrash(void* signal) {
     hcrpt::occupyStandardDescriptors();
     hcrpt::SiblingLock::acquire();
     hcrpt::Watchdog::enable(kExitStatusOfSignal + sig);
+    hcrpt::Watchdog::set(hcrpt::Watchdog::kRawTrace);
     HCrptExceptionHandlerBase::writeStackTraceTxtLog(sig);
     HCrptExceptionHandlerBase::writeCrashReport();
     hcrpt::endProcess(kExitStatusOfSignal + sig);

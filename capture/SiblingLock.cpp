@@ -42,7 +42,7 @@ bool lockWithin(std::time_t seconds) {
 
 }  // namespace
 
-long maxHoldSeconds = 3 * Watchdog::kCopies + 100 + Watchdog::kReport;
+long maxHoldSeconds = Watchdog::kRawTrace + 3 * Watchdog::kCopies + 100 + Watchdog::kReport;
 
 bool prepare() {
     if (s_shared != nullptr) return true;

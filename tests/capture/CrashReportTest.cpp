@@ -13,7 +13,6 @@
 
 #include "capture/CrashScene.h"
 #include "capture/CrashStack.h"
-#include "capture/SecondsLeft.h"
 #include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
 #include "support/ChildProcess.h"
@@ -185,7 +184,7 @@ TEST(CrashReportTest, AProbeThatHangsIsBoundedTo60Seconds) {
         hcrpt::Watchdog::set(hcrpt::Watchdog::kCopies);  // the stretch before
         long left = 0;
         const seams::ScopedSeam seam(seams::onPopen, [&](const char*) {
-            left = secondsLeft();
+            left = hcrpt::Watchdog::secondsLeft();
             return std::nullopt;
         });
         HCrptExceptionHandlerBase::writeCrashReport();

@@ -20,7 +20,7 @@ function(signal_safe_symbols file)
 endfunction()
 
 signal_safe_symbols(Watchdog _exit pthread_sigmask setitimer sigaction sigaddset sigemptyset
-    sigfillset)
+    sigfillset syscall clock_gettime)
 # prepare() runs at start-up.
 signal_safe_symbols(CrashClaim syscall nanosleep mmap madvise sysconf pthread_atfork __dso_handle
     __register_atfork)

@@ -15,7 +15,6 @@
 
 #include "capture/CrashScene.h"
 #include "capture/CrashStack.h"
-#include "capture/SecondsLeft.h"
 #include "capture/TraceLines.h"
 #include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
@@ -380,11 +379,11 @@ TEST_F(StackTraceTxtLogTest, TheCopiesAreBoundedTo20SecondsEachAndTheWaitApartFr
         std::vector<long> atCopies;
         long inWait = 0;
         scene.platform.onCopyToDir = [&](const auto&...) {
-            atCopies.push_back(secondsLeft());
+            atCopies.push_back(hcrpt::Watchdog::secondsLeft());
             return true;
         };
         duringSleep = [&] {
-            inWait = secondsLeft();
+            inWait = hcrpt::Watchdog::secondsLeft();
             scene.writeStackTraceLog("log\n");
         };
         writeLog(SIGSEGV);

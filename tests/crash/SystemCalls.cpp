@@ -42,6 +42,7 @@ const std::map<long, Kind> kKinds = {
     {SYS_mmap, {"mmap", {ENOMEM}}},
     {SYS_prlimit64, {"prlimit64", {EPERM}}},
     {SYS_prctl, {"prctl", {EPERM}}},
+    {SYS_timer_create, {"timer_create", {EAGAIN}}},
     {SYS_uname, {"uname", {EFAULT}}},
     // These fail for arguments that make no sense, if at all.
     {SYS_getpid, {"getpid", {}}},
@@ -49,6 +50,7 @@ const std::map<long, Kind> kKinds = {
     {SYS_rt_sigprocmask, {"rt_sigprocmask", {}}},
     {SYS_rt_sigaction, {"rt_sigaction", {}}},
     {SYS_setitimer, {"setitimer", {}}},
+    {SYS_timer_settime, {"timer_settime", {}}},
     {SYS_sigaltstack, {"sigaltstack", {}}},
     {SYS_munmap, {"munmap", {}}},
     {SYS_exit_group, {"exit_group", {}}},

@@ -49,10 +49,14 @@ TEST_P(ThreadDeathTest, LeavesTheWholeRecord) {
                                                       : "zeb::failing::nullWrite()");
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, ThreadDeathTest,
-                         testing::Values(Death{"WithACancellationPending", "cancelled", SIGSEGV},
-                                         Death{"InAVforkChild", "vfork-child", SIGSEGV}),
-                         nameOf);
+INSTANTIATE_TEST_SUITE_P(
+    Table, ThreadDeathTest,
+    testing::Values(Death{"WithACancellationPending", "cancelled", SIGSEGV},
+                    Death{"AmongIntervalTimersOf1ms", "interval-timers-1ms", SIGSEGV},
+                    Death{"AmongIntervalTimersOf50ms", "interval-timers-50ms", SIGSEGV},
+                    Death{"AmongPosixTimersOfManySignals", "posix-timers", SIGSEGV},
+                    Death{"InAVforkChild", "vfork-child", SIGSEGV}),
+    nameOf);
 
 // --- Little stack
 // ---------------------------------------------------------------------------------
