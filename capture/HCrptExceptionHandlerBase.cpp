@@ -2,6 +2,7 @@
 
 #include "capture/CrashClaim.h"
 #include "capture/CrashStack.h"
+#include "capture/ExitHold.h"
 #include "capture/RawTrace.h"
 #include "capture/SiblingLock.h"
 #include "capture/SiblingTraces.h"
@@ -22,6 +23,7 @@ HCrptExceptionHandlerBase::HCrptExceptionHandlerBase() {
     hcrpt::SiblingTraces::prepare();
     hcrpt::SiblingLock::prepare();
     hcrpt::primeRawTrace();
+    hcrpt::holdExitWhileCrashing();
 }
 
 HCrptExceptionHandlerBase::~HCrptExceptionHandlerBase() = default;

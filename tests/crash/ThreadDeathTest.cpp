@@ -55,7 +55,12 @@ INSTANTIATE_TEST_SUITE_P(
                     Death{"AmongIntervalTimersOf1ms", "interval-timers-1ms", SIGSEGV},
                     Death{"AmongIntervalTimersOf50ms", "interval-timers-50ms", SIGSEGV},
                     Death{"AmongPosixTimersOfManySignals", "posix-timers", SIGSEGV},
-                    Death{"InAVforkChild", "vfork-child", SIGSEGV}),
+                    Death{"InAVforkChild", "vfork-child", SIGSEGV},
+                    Death{"BesideExit", "exit-beside", SIGSEGV},
+                    Death{"BesideAReturnFromMain", "return-beside", SIGSEGV},
+                    Death{"BesideQuickExit", "quick-exit-beside", SIGSEGV},
+                    Death{"BesideThreeThreadsThatExit", "two-exits-beside", SIGSEGV},
+                    Death{"AmongTheExitHandlers", "fail-while-exiting", SIGSEGV}),
     nameOf);
 
 // --- Little stack
