@@ -1,4 +1,6 @@
 // The host's side of the registration file: one record per process, appended under a lock.
+#include <signal.h>
+
 #include "HUTEnv.h"
 #include "HUTFile.h"
 #include "hcrpt/HCrashCapture.h"
@@ -29,6 +31,24 @@ bool writeUnderLock(int fd, const std::string& record) {
     return false;
 }
 
+/// Puts an alternate stack that the thread had before back at the end of the scope if it is larger
+/// than the one at that time: the host's own handlers may need its size.
+class KeptAlternateStack {
+  public:
+    KeptAlternateStack() { sigaltstack(nullptr, &m_before); }
+    ~KeptAlternateStack() {
+        stack_t now = {};
+        if ((m_before.ss_flags & SS_DISABLE) == 0 && sigaltstack(nullptr, &now) == 0 &&
+            now.ss_size < m_before.ss_size)
+            sigaltstack(&m_before, nullptr);
+    }
+    KeptAlternateStack(const KeptAlternateStack&) = delete;
+    KeptAlternateStack& operator=(const KeptAlternateStack&) = delete;
+
+  private:
+    stack_t m_before = {};
+};
+
 }  // namespace
 
 namespace HCrashReporter {
@@ -36,6 +56,7 @@ namespace HCrashReporter {
 void registration() {
     // A host that could not register is to leave a report all the same.
     registerThisProcess();
+    const KeptAlternateStack kept;
     HCrptExceptionMgr::get()->registerSignalHandlers();
 }
 

@@ -60,7 +60,9 @@ INSTANTIATE_TEST_SUITE_P(
                     Death{"BesideAReturnFromMain", "return-beside", SIGSEGV},
                     Death{"BesideQuickExit", "quick-exit-beside", SIGSEGV},
                     Death{"BesideThreeThreadsThatExit", "two-exits-beside", SIGSEGV},
-                    Death{"AmongTheExitHandlers", "fail-while-exiting", SIGSEGV}),
+                    Death{"AmongTheExitHandlers", "fail-while-exiting", SIGSEGV},
+                    Death{"AfterTheHostUsedItsOwnLargerAlternateStack", "large-alternate-stack",
+                          SIGSEGV}),
     nameOf);
 
 // --- Little stack

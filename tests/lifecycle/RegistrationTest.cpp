@@ -362,6 +362,25 @@ TEST_F(RegistrationTest, RegistrationInstallsTheCrashHandlersEvenWhenItCannotReg
     EXPECT_EQ(host.standardOutput(), "");
 }
 
+// The host's own handlers may need its size.
+TEST_F(RegistrationTest, ALargerAlternateStackThatTheThreadHadIsPutBack) {
+    writeRegistrations("");
+    for (const bool isLarger : {true, false}) {
+        ChildProcess host = ChildProcess::fork([isLarger] {
+            static char memory[64 * 1024];
+            stack_t own = {};
+            own.ss_sp = memory;
+            own.ss_size = isLarger ? sizeof memory : 8192;
+            if (sigaltstack(&own, nullptr) != 0) return 1;
+            HCrashReporter::registration();
+            stack_t after = {};
+            if (sigaltstack(nullptr, &after) != 0 || after.ss_flags != 0) return 2;
+            return (after.ss_sp == memory) == isLarger ? 0 : 3;
+        });
+        EXPECT_EQ(host.wait(), exitedWith(0)) << isLarger;
+    }
+}
+
 TEST_F(RegistrationTest, TheReportersOwnHandlersIgnoreTheTerminalsInterrupt) {
     ChildProcess reporter = ChildProcess::fork([] {
         HCrashReporter::installSelfSignalHandler();
