@@ -29,8 +29,8 @@ class CarryOverTest : public crash_reporter_test::StoreScene {
     void hostRegisters(const std::string& record) const {
         HCrashRptUtils::fileWrite(host, record + "\n");
     }
-    /// Looks whenever it is due until it is over. @return seconds that this covers.
-    double lookToTheEnd() {
+    /// Polls whenever it is due until it is over. @return seconds that this covers.
+    double pollToTheEnd() {
         const Time start = *carryOver.nextPoll();
         Time last = start;
         while (carryOver.nextPoll()) {
@@ -39,6 +39,8 @@ class CarryOverTest : public crash_reporter_test::StoreScene {
         }
         return std::chrono::duration<double>(last - start).count();
     }
+
+    static std::size_t openDescriptors() { return test_support::namesIn("/proc/self/fd").size(); }
 
     CarryOver carryOver;
     int host = -1;
@@ -56,7 +58,7 @@ TEST_F(CarryOverTest, ARecordThatReachedTheReplacedFileIsCarriedOver) {
     hostRegisters(recordOf(process.pid()));
     hostRegisters("otherhost:" + std::to_string(getpid()));
     // A host that had opened the file may take three seconds until it has the lock.
-    EXPECT_GE(lookToTheEnd(), 4);
+    EXPECT_GE(pollToTheEnd(), 5);
     EXPECT_EQ(readFile(registrations), recordOf(process.pid()) + "\n");
     EXPECT_EQ(output.text(), "[Crash Reporter] Carried the registration of " +
                                  recordOf(process.pid()) + " over into the new file.\n");
@@ -69,13 +71,73 @@ TEST_F(CarryOverTest, ARecordThatTheHostItselfHasRepeatedIsNotWrittenTwice) {
     replace();
     add("processRegFile.txt", recordOf(process.pid()) + "\n");
     carryOver.begin(Clock::now());
-    lookToTheEnd();
+    pollToTheEnd();
     EXPECT_EQ(readFile(registrations), recordOf(process.pid()) + "\n");
     EXPECT_EQ(output.text(), "");
 }
 
 TEST_F(CarryOverTest, AFileThatWasNotReplacedIsLetGo) {
     carryOver.holdOpen(registrations);
+    carryOver.begin(Clock::now());
+    EXPECT_FALSE(carryOver.nextPoll());
+}
+
+TEST_F(CarryOverTest, TheOldFileIsClosedWhenItIsOver) {
+    const std::size_t before = openDescriptors();
+    for (const bool isReplaced : {false, true}) {
+        carryOver.holdOpen(registrations);
+        EXPECT_EQ(openDescriptors(), before + 1);
+        if (isReplaced) replace();
+        carryOver.begin(Clock::now());
+        if (isReplaced) pollToTheEnd();
+        EXPECT_EQ(openDescriptors(), before);
+    }
+}
+
+TEST_F(CarryOverTest, APollThatIsNotDueDoesNothing) {
+    host = HCrashRptUtils::fileOpen(registrations);
+    carryOver.holdOpen(registrations);
+    replace();
+    carryOver.begin(Clock::now());
+    const Time due = *carryOver.nextPoll();
+    hostRegisters(recordOf(process.pid()));
+    carryOver.poll(due - std::chrono::milliseconds(1));
+    EXPECT_EQ(carryOver.nextPoll(), due);
+    EXPECT_EQ(readFile(registrations), "");
+}
+
+TEST_F(CarryOverTest, GoesOnBeyondItsTimeWhileAHostHoldsTheLockOfTheNewFile) {
+    host = HCrashRptUtils::fileOpen(registrations);
+    carryOver.holdOpen(registrations);
+    replace();
+    hostRegisters(recordOf(process.pid()));
+    const int other = HCrashRptUtils::fileOpen(registrations);
+    ASSERT_EQ(HCrashRptUtils::fileLock(other, "LOCK_EX|LOCK_NB"), 0);
+    const Time begin = Clock::now();
+    carryOver.begin(begin);
+    while (carryOver.nextPoll() && *carryOver.nextPoll() < begin + std::chrono::seconds(20))
+        carryOver.poll(*carryOver.nextPoll());
+    HCrashRptUtils::fileClose(other);
+    ASSERT_TRUE(carryOver.nextPoll());
+    carryOver.poll(*carryOver.nextPoll());
+    EXPECT_FALSE(carryOver.nextPoll());
+    EXPECT_EQ(readFile(registrations), recordOf(process.pid()) + "\n");
+}
+
+TEST_F(CarryOverTest, WithoutANewFileAndWithoutRecordsItEndsToo) {
+    carryOver.holdOpen(registrations);
+    fs::remove(registrations);
+    carryOver.begin(Clock::now());
+    for (int polls = 0; polls < 100 && carryOver.nextPoll(); ++polls)
+        carryOver.poll(*carryOver.nextPoll());
+    EXPECT_FALSE(carryOver.nextPoll());
+}
+
+TEST_F(CarryOverTest, ALinkIsNotFollowed) {
+    fs::rename(registrations, directory / "elsewhere");
+    fs::create_symlink(directory / "elsewhere", registrations);
+    carryOver.holdOpen(registrations);
+    replace();
     carryOver.begin(Clock::now());
     EXPECT_FALSE(carryOver.nextPoll());
 }

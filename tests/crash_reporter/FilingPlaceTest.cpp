@@ -1,6 +1,7 @@
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "StoreScene.h"
 #include "crash_reporter/FilingPlace.h"
@@ -41,6 +42,12 @@ TEST_F(FilingPlaceTest, AFileInItsPlaceIsAnObstacle) {
     EXPECT_EQ(obstacleToFiling({report}).value_or("").rfind(
                   "nothing can be written to backup store " + backup, 0),
               0U);
+}
+
+TEST_F(FilingPlaceTest, AFileSystemThatDoesNotCountItsBlocksIsNoObstacle) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs the right to write anywhere";
+    fs::create_directory_symlink("/proc", backup);
+    EXPECT_EQ(obstacleToFiling({report}), std::nullopt);
 }
 
 TEST_F(FilingPlaceTest, ACrashStoreThatIsReadOnlyIsAnObstacle) {

@@ -90,6 +90,20 @@ TEST_F(LogTest, ALargeOneBecomesTheOlderGenerationOnce) {
     EXPECT_EQ(status.st_mode & 0777U, 0600U);
 }
 
+TEST_F(LogTest, OneThatHasJustReachedItsBoundBecomesTheOlderGeneration) {
+    inChild([this] {
+        Log first;
+        first.open();
+        const auto size = static_cast<off_t>(fs::file_size(path));
+        for (const off_t bound : {size + 1, size}) {
+            Log log(bound);
+            log.open();
+            log.keep();
+            if (fs::exists(path + ".old") != (bound == size)) _exit(1);
+        }
+    });
+}
+
 TEST_F(LogTest, ASmallOneIsLeftAlone) {
     inChild([] {
         Log log;

@@ -13,7 +13,7 @@ using namespace test_support;
 
 class ProcessWatchTest : public crash_reporter_test::StoreScene {
   protected:
-    /// Ends the process, but does not ask for it, so that it stays in the process table.
+    /// Ends the process, but does not reap it, so that it stays in the process table.
     void end(const ChildProcess& ended) {
         ended.signal(SIGKILL);
         ASSERT_TRUE(test_support::eventually([&] { return !isRunning(ended.pid()); }));
@@ -49,7 +49,7 @@ TEST_F(ProcessWatchTest, AnEndMakesADescriptorReadable) {
     EXPECT_TRUE(waits.empty()) << "it would stay readable";
 }
 
-TEST_F(ProcessWatchTest, AnEndedProcessIsLookedAtAfterGrowingPausesUntilItsParentAsks) {
+TEST_F(ProcessWatchTest, AnEndedProcessIsPolledAfterGrowingPausesUntilItsParentReapsIt) {
     watch.follow({recordOf(process.pid())});
     end(process);
     watch.noticeEnds();
@@ -57,11 +57,11 @@ TEST_F(ProcessWatchTest, AnEndedProcessIsLookedAtAfterGrowingPausesUntilItsParen
     ASSERT_TRUE(watch.takeEnds()) << "forgotten before it was taken";
     EXPECT_FALSE(watch.takeEnds());
     auto pause = Clock::duration::zero();
-    for (int look = 0; look < 12; ++look) {
+    for (int polls = 0; polls < 12; ++polls) {
         ASSERT_TRUE(watch.nextPoll());
         const auto due = *watch.nextPoll();
         watch.poll(due - std::chrono::milliseconds(1));
-        EXPECT_EQ(*watch.nextPoll(), due) << "looked too early";
+        EXPECT_EQ(*watch.nextPoll(), due) << "polled too early";
         watch.poll(due);
         EXPECT_GE(*watch.nextPoll() - due, pause);
         pause = *watch.nextPoll() - due;
@@ -74,7 +74,24 @@ TEST_F(ProcessWatchTest, AnEndedProcessIsLookedAtAfterGrowingPausesUntilItsParen
     EXPECT_FALSE(watch.nextPoll());
 }
 
-TEST_F(ProcessWatchTest, AnEndedProcessThatIsAskedForIsForgotten) {
+TEST_F(ProcessWatchTest, TheEndOfAnotherProcessBeginsWithShortPausesAgain) {
+    constexpr std::chrono::milliseconds kFirstPause(50);
+    ChildProcess other = ChildProcess::exec({"sleep", "60"});
+    watch.follow({recordOf(process.pid()), recordOf(other.pid())});
+    for (const ChildProcess* ended : {&process, &other}) {
+        end(*ended);
+        const auto before = Clock::now();
+        watch.noticeEnds();
+        ASSERT_TRUE(watch.nextPoll());
+        EXPECT_GE(*watch.nextPoll(), before + kFirstPause);
+        const auto first = *watch.nextPoll();
+        watch.poll(first);
+        EXPECT_EQ(*watch.nextPoll(), first + 2 * kFirstPause);
+        for (int i = 0; i < 5; ++i) watch.poll(*watch.nextPoll());
+    }
+}
+
+TEST_F(ProcessWatchTest, AnEndedProcessThatIsReapedIsForgotten) {
     watch.follow({recordOf(process.pid())});
     end(process);
     process.wait();

@@ -44,6 +44,11 @@ TEST_F(SessionLockTest, AnAnnouncedReleaseIsKnownUntilTheLockIsTaken) {
     EXPECT_FALSE(SessionLock::isReleaseAnnounced());
 }
 
+TEST_F(SessionLockTest, ADirectoryInItsPlaceAnnouncesNothing) {
+    fs::create_directory(SessionLock::path());
+    EXPECT_FALSE(SessionLock::isReleaseAnnounced());
+}
+
 TEST_F(SessionLockTest, IsAFileForItsOwnerOnly) {
     const mode_t before = umask(0);
     EXPECT_EQ(lock.take(), Outcome::taken);

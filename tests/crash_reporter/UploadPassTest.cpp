@@ -91,6 +91,33 @@ TEST_F(UploadPassTest, OneThatIsKilledIsTold) {
               std::string::npos);
 }
 
+TEST_F(UploadPassTest, WhatStandsInTheBufferOfStandardOutputIsNotWrittenTwice) {
+    std::fputs("only once\n", stdout);
+    pass.begin();
+    EXPECT_TRUE(hasEnded());
+    const std::string text = output.text();
+    const std::size_t first = text.find("only once");
+    ASSERT_NE(first, std::string::npos);
+    EXPECT_EQ(text.find("only once", first + 1), std::string::npos) << text;
+}
+
+TEST_F(UploadPassTest, WithoutAProcessToHaveItIsMadeHereThoughTheLastOneWasKilled) {
+    letToolWaitFor("release");
+    pass.begin();
+    ASSERT_TRUE(hasStarted());
+    pass.stop();  // nobody handles the signal here
+    ASSERT_TRUE(hasEnded());
+    EXPECT_TRUE(pass.wasKilled());
+    writeFile(directory / "release", "");
+    const seams::ScopedSeam seam(seams::onFork, [] {
+        errno = EAGAIN;
+        return -1;
+    });
+    pass.begin();
+    EXPECT_TRUE(pass.hasEnded());
+    EXPECT_FALSE(pass.wasKilled());
+}
+
 TEST_F(UploadPassTest, WithoutAProcessToHaveItIsMadeHere) {
     const seams::ScopedSeam seam(seams::onFork, [] {
         errno = EAGAIN;
@@ -115,6 +142,19 @@ TEST(StopSignalTest, ASignalMakesItsDescriptorReadableAndEndsNothing) {
     raise(SIGTERM);
     EXPECT_TRUE(stop.isRequested());
     EXPECT_EQ(poll(&wait, 1, 0), 1);
+}
+
+// The child of a pass gets the signal, too, and shares the descriptor.
+TEST(StopSignalTest, ASignalToAForkedChildIsNoneToItsParent) {
+    const StopSignal stop;
+    test_support::ChildProcess child = test_support::ChildProcess::fork([&] {
+        raise(SIGTERM);
+        return stop.isRequested() ? 0 : 1;
+    });
+    EXPECT_EQ(child.wait(), test_support::exitedWith(0));
+    pollfd wait = {stop.descriptor(), POLLIN, 0};
+    EXPECT_EQ(poll(&wait, 1, 0), 0);
+    EXPECT_FALSE(stop.isRequested());
 }
 
 TEST(StopSignalTest, AProgramThatIsStartedCanBeEndedByTheSignal) {
