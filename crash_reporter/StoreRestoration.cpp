@@ -19,7 +19,7 @@ bool StoreRestoration::restore(const Records& living, Time now) {
     if (!holdLock()) return false;
     if (living.empty()) m_nextTry.reset();
     if (living.empty() || (m_nextTry && now < *m_nextTry)) return true;
-    if (isStoreInPlace()) {
+    if (isStoreInPlace() && (!m_nextTry || registerAgain(living))) {
         m_nextTry.reset();
         m_pauses.reset();
         return true;

@@ -151,8 +151,18 @@ TEST_F(StoreRestorationTest, IsTriedAgainWhileAHostHoldsTheLockOfTheRegistration
     const int host = HCrashRptUtils::fileOpen(registrations);
     ASSERT_EQ(HCrashRptUtils::fileLock(host, "LOCK_EX|LOCK_NB"), 0);
     EXPECT_TRUE(restoration.restore(living, now));
-    EXPECT_EQ(restoration.nextTry(), now + seconds(1));
+    for (const int pause : {1, 2}) {
+        ASSERT_EQ(restoration.nextTry(), now + seconds(pause));
+        now = *restoration.nextTry();
+        if (pause == 1) {
+            EXPECT_TRUE(restoration.restore(living, now));
+        }
+    }
     HCrashRptUtils::fileClose(host);
+    EXPECT_TRUE(restoration.restore(living, now));
+    EXPECT_EQ(readFile(registrations), linesOf(living));
+    EXPECT_FALSE(restoration.nextTry());
+    EXPECT_EQ(announcements(), 1U);
 }
 
 TEST_F(StoreRestorationTest, WhenTheLastLivingProcessHasEndedNothingIsTriedAnyMore) {
