@@ -36,7 +36,7 @@ void writeReport() {
 
     const std::string crashStore = HCrashRptSettings::getCrashStorePath();
     if (!HUTFile::exists(crashStore) && !HCrashRptUtils::createCrashStore()) {
-        hcrpt::printMessage("Could not create crash log in the absence of a crashStore");
+        hcrpt::logInfo("Could not create crash log in the absence of a crashStore");
         return;
     }
     if (!HCrashRptJsonWriter::writeJsonRpt(crashStore, manager).empty())

@@ -33,5 +33,5 @@ int HCrashRptDebug::forceCoreDump() {
 void HCrashRptDebug::setCoreFileSizeLimit() {
     const rlimit unlimited = {RLIM_INFINITY, RLIM_INFINITY};
     if (setrlimit(RLIMIT_CORE, &unlimited) != 0)
-        hcrpt::printError("Unable to set core dump size to unlimited");
+        hcrpt::logError("Unable to set core dump size to unlimited");
 }

@@ -23,7 +23,7 @@ bool HCrptSelfLinuxExceptionHandler::install() {
 }
 
 void HCrptSelfLinuxExceptionHandler::crptSelfLinuxSignalHandler(int sig) {
-    hcrpt::printMessage("Closed Unexpectedly! Deleting crash store...");
+    hcrpt::logInfo("Closed Unexpectedly! Deleting crash store...");
     HCrashRptUtils::deleteCrashStore();
     std::fflush(stdout);
     hcrpt::endProcess(128 + sig);

@@ -104,7 +104,7 @@ void handOver(bool copyRawTrace) {
     if (!haveCrashStore(crashStore)) {
         tellWhere(rawTrace, "", "");
         // "<pid>" is meant literally.
-        printMessage(
+        logInfo(
             "Could not copy hs_mangled_err_pid<pid>.log in the crash store in absence "
             "of a crashStore");
         return;

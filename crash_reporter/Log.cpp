@@ -22,15 +22,6 @@ bool isSameFile(const struct stat& one, const struct stat& other) {
 
 }  // namespace
 
-void logInfo(const std::string& text) {
-    std::printf("[Crash Reporter] %s\n", text.c_str());
-    std::fflush(stdout);
-}
-
-void logError(const std::string& text) {
-    logInfo("Error: " + text);
-}
-
 void Log::open() {
     HCrashReporter::redirectStdoutToCrashLog();
     // Several processes write into it, each at its end.

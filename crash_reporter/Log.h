@@ -6,12 +6,12 @@
 
 #include <string>
 
+#include "utils/Message.h"
+
 namespace crash_reporter {
 
-/// Writes "[Crash Reporter] ", the text and a line feed, and flushes.
-void logInfo(const std::string& text);
-/// Writes "[Crash Reporter] Error: ", the text and a line feed, and flushes.
-void logError(const std::string& text);
+using hcrpt::logError;
+using hcrpt::logInfo;
 
 /// Keeps the log where it belongs, within bounds. One per process.
 class Log {

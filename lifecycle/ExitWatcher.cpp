@@ -31,7 +31,7 @@ void waitForContent(const std::string& path) {
 void announce(const std::string& record) {
     if (!HCrashRptUtils::redirectedStdOut) return;
     if (!registeredProcSet.insert(record).second) return;
-    hcrpt::printMessage("New process registration successfull for <hostname>:<pid> = " + record);
+    hcrpt::logInfo("New process registration successfull for <hostname>:<pid> = " + record);
 }
 
 bool isRunningOnThisHost(const std::string& record) {

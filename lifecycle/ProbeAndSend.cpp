@@ -39,7 +39,7 @@ bool makeSendPass(const SendPassSources& sources) {
         if (s_stopRequested != 0) break;
         if (HCrashRptUtils::handleIfEmptyFile(report)) continue;
         if (consentType != HCrashRptSettings::CONSENT_GIVEN) {
-            printMessage("Crash report is not transmitted as no consent to send received.");
+            logInfo("Crash report is not transmitted as no consent to send received.");
             HCrashRptUtils::moveFileToBackupStore(report, status);
             continue;
         }
@@ -50,14 +50,14 @@ bool makeSendPass(const SendPassSources& sources) {
             HCrashRptUtils::moveFileToBackupStore(report, status);
             continue;
         }
-        printMessage("Velcurl send success");
+        logInfo("Velcurl send success");
         HCrashRptUtils::moveFileToBackupStore(report, status);
         // A report that is still there would be sent again in the next pass.
         HUTFile(report).rm();
         ++sent;
         const int limit = sources.sendLimit();
         if (sent >= limit) {
-            printMessage("Crash report send limit of " + std::to_string(limit) + " files reached.");
+            logInfo("Crash report send limit of " + std::to_string(limit) + " files reached.");
             break;
         }
     }

@@ -35,16 +35,15 @@ bool createProcessRegistrationFile() {
     HCrashRptUtils::redirectStdoutToCrashLog();
     if (!haveStore) {
         // Two blanks before "so": part of the text.
-        hcrpt::printError("Crash store could not be created,  so process registration file " +
-                          path + " could not be created either.");
+        hcrpt::logError("Crash store could not be created,  so process registration file " + path +
+                        " could not be created either.");
         return true;
     }
     if (!makeEmpty(path)) {
-        hcrpt::printError("Could not create process registration file: " + path +
-                          " in crash store.");
+        hcrpt::logError("Could not create process registration file: " + path + " in crash store.");
         return true;
     }
-    hcrpt::printMessage("Created Process registration file in crash store: " + path);
+    hcrpt::logInfo("Created Process registration file in crash store: " + path);
     return false;
 }
 

@@ -46,13 +46,12 @@ bool writeReport(const RawTrace& trace, ChildResult& result) {
         },
         kTimeForReport);
     if (result != ChildResult::succeeded) {
-        hcrpt::printError("Could not write a crash report in place of ended process " +
-                          trace.processId + ".");
+        hcrpt::logError("Could not write a crash report in place of ended process " +
+                        trace.processId + ".");
         return false;
     }
     if (!HUTFile::exists(path)) return false;
-    hcrpt::printMessage("Wrote crash report in place of ended process " + trace.processId + ": " +
-                        path);
+    hcrpt::logInfo("Wrote crash report in place of ended process " + trace.processId + ": " + path);
     return true;
 }
 

@@ -94,7 +94,7 @@ bool writeRecoveredReport(const RawTrace& trace, const std::string& path) {
     report.addItem(kWrittenByKey, kWrittenBy);
     report.appendToMetaData("stack-trace", trace.logPath);
     if (facts) addGuiStrDump(report, *facts, trace.processId);
-    return !writeJsonReport(path, report).empty() && HUTFile::exists(path);
+    return writeJsonReport(path, report) && HUTFile::exists(path);
 }
 
 }  // namespace hcrpt

@@ -23,19 +23,19 @@ class AtomicFile {
     AtomicFile(const AtomicFile&) = delete;
     AtomicFile& operator=(const AtomicFile&) = delete;
 
-    /// Whether the place can be written to. An existing directory at the path cannot, nor can a
-    /// file that this user may not write, nor a named pipe that nobody reads.
-    bool isOpen() const;
+    /// Returns true when the place can be written to. An existing directory at the path cannot, nor
+    /// can a file that this user may not write, nor a named pipe that nobody reads.
+    [[nodiscard]] bool isOpen() const;
     std::ofstream& stream() { return m_stream; }
     /// Closes the file and puts it into its place, replacing an older one, if all that was written
     /// has arrived. Otherwise the place is left as it was, but for one that is written directly.
     /// For texts: a stream buffer inserted as a whole does not report a short write.
-    /// @return whether the complete file is in its place.
-    bool commit();
+    /// @return true when the complete file is in its place.
+    [[nodiscard]] bool commit();
     /// Closes the file and puts it into its place, replacing an older one, whatever the stream's
     /// state: for content of which a part, cut off by a full disk, is better than none.
-    /// @return whether what has arrived is in its place.
-    bool commitPart();
+    /// @return true when what has arrived is in its place.
+    [[nodiscard]] bool commitPart();
 
   private:
     bool putInPlace();

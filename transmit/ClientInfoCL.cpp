@@ -56,11 +56,11 @@ std::string ClientInfoCL::probeAndGetTempDir() {
     directory.getCanonicalName(path);
     if (path.empty() || HUTFile::exists(path)) return path;
     if (!directory.mkDirRecursive()) {
-        hcrpt::printError("Could not create tmp dir: " + path);
+        hcrpt::logError("Could not create tmp dir: " + path);
         return "";
     }
     // On purpose a blank before the colon and none after it: whoever searches logs for this line
     // knows it in this form.
-    hcrpt::printMessage("created tmp dir :" + path);
+    hcrpt::logInfo("created tmp dir :" + path);
     return path;
 }

@@ -61,7 +61,7 @@ std::string HCrashRptCurlMgr::buildArgs(std::string report, const ServerInfoCL& 
 }
 
 bool HCrashRptCurlMgr::launchProcessSystem(const std::string& command, const std::string& log) {
-    hcrpt::printMessage("Running cmd: " + command);
+    hcrpt::logInfo("Running cmd: " + command);
     const int status = std::system(command.c_str());
     // Judged whatever the status is: this echoes the log, which tells why an upload failed.
     const bool found = isUploadSuccess(log);
@@ -69,7 +69,7 @@ bool HCrashRptCurlMgr::launchProcessSystem(const std::string& command, const std
 }
 
 bool HCrashRptCurlMgr::launchProcess(const std::string& command, const std::string& log) {
-    hcrpt::printMessage("Running cmd: " + command);
+    hcrpt::logInfo("Running cmd: " + command);
     HUTFork process;
     process.setCmdLine(command, true);
     const int launched = process.launch(true, true, true, true);
@@ -81,7 +81,7 @@ bool HCrashRptCurlMgr::isUploadSuccess(const std::string& log) {
     std::ifstream in(log);
     std::string line;
     while (std::getline(in, line)) {
-        hcrpt::printMessage("CURL LOG: " + line);
+        hcrpt::logInfo("CURL LOG: " + line);
         if (line.find(kSuccessLine) != std::string::npos) return true;
     }
     return false;

@@ -32,20 +32,19 @@ bool HCrashRptFileTransmitMgr::uploadToServer(std::string report) {
     if (cacert.empty()) {
         // The empty path leaves two blanks in a row; kept, so that the line reads the same in
         // every log.
-        hcrpt::printError("CA certificate file " + cacert + " does not exist.");
+        hcrpt::logError("CA certificate file " + cacert + " does not exist.");
         return false;
     }
     // Looked at here, on the very text that goes into the command line: whoever lists the reports
     // cannot pass one by.
     const std::string name = HUTFile(report).getName();
     if (!hcrpt::isPlainInDoubleQuotes(name)) {
-        hcrpt::printError(
-            "crash report not sent, its name holds characters that a shell acts on: " +
-            hcrpt::onOneLine(name));
+        hcrpt::logError("crash report not sent, its name holds characters that a shell acts on: " +
+                        hcrpt::onOneLine(name));
         return false;
     }
-    hcrpt::printMessage(HCrashRptUtils::getCurrentTime() +
-                        " : Sending crash report to Veltra server " + server.getUrl());
+    hcrpt::logInfo(HCrashRptUtils::getCurrentTime() + " : Sending crash report to Veltra server " +
+                   server.getUrl());
     return uploadHttps(report, server, client);
 }
 
@@ -53,7 +52,7 @@ bool HCrashRptFileTransmitMgr::uploadHttps(std::string report, const ServerInfoC
                                            const ClientInfoCL& client) {
     const bool ok = HCrashRptCurlMgr::uploadHttps(report, server, client);
     if (ok) {
-        hcrpt::printMessage("Successfully sent error report to server, report = " + report);
+        hcrpt::logInfo("Successfully sent error report to server, report = " + report);
     } else {
         // On purpose: neither line feed nor flush, the next message continues this line. It says
         // where the report went.

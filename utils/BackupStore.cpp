@@ -8,13 +8,14 @@
 
 namespace {
 
-/// Copies byte for byte. On purpose failures are not looked at: the report itself is removed
-/// afterwards, so what could be copied of it is kept, also in place of an earlier copy.
+/// Copies byte for byte.
+/// Contract: failures are ignored. The report itself is removed afterwards, so what could be copied
+/// of it is kept, also in place of an earlier copy.
 void copyFile(const std::string& from, const std::string& to) {
     std::ifstream in(from, std::ios::binary);
     hcrpt::AtomicFile out(to);
     out.stream() << in.rdbuf();
-    out.commitPart();
+    static_cast<void>(out.commitPart());
 }
 
 }  // namespace
@@ -45,7 +46,7 @@ void moveFileToBackupStore(std::string path, HCrashRptSettings::RptBackupStatus 
     // This order on purpose, whatever becomes of the copy: a report that stayed in the crash store
     // would be sent again in every pass.
     copyFile(path, destination);
-    hcrpt::printMessage("Moved crash report to backup store at " + destination);
+    hcrpt::logInfo("Moved crash report to backup store at " + destination);
     report.rm();
 }
 

@@ -14,8 +14,8 @@ void redirectStdoutToCrashLog() {
     // Set even when the log could not be opened: the redirection is tried once in a process, and
     // the messages stay on the console then.
     redirectedStdOut = true;
-    hcrpt::printMessage("Started with processId = " + pid + ", at dir = '" + HUTEnv::getPWD() +
-                        "', at time = " + timestamp());
+    hcrpt::logInfo("Started with processId = " + pid + ", at dir = '" + HUTEnv::getPWD() +
+                   "', at time = " + timestamp());
 }
 
 void closeCrashLogFile() {

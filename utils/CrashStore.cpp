@@ -12,8 +12,8 @@ bool createCrashStore() {
     // Another process may have made it meanwhile: what counts is whether it is there now.
     const bool exists = store.exists();
     if (!exists)
-        hcrpt::printError("Could not create crash store at: " + path +
-                          " Please check folder path exists or has write permission.");
+        hcrpt::logError("Could not create crash store at: " + path +
+                        " Please check folder path exists or has write permission.");
     return exists;
 }
 
@@ -21,15 +21,15 @@ void deleteCrashStore() {
     const HUTFile store(HCrashRptSettings::getCrashStorePath());
     if (store.exists()) store.rmRecursive();
     if (!store.exists())
-        hcrpt::printMessage("Deleted crash store.");
+        hcrpt::logInfo("Deleted crash store.");
     else
-        hcrpt::printError("Could not delete crash store.");
+        hcrpt::logError("Could not delete crash store.");
 }
 
 void deleteCrashReporterDir() {
     const HUTFile directory(HCrashRptSettings::getCrashReporterScratchDir());
     if (directory.exists()) directory.rmRecursive();
-    if (directory.exists()) hcrpt::printError("Could not delete crash reporter directory.");
+    if (directory.exists()) hcrpt::logError("Could not delete crash reporter directory.");
 }
 
 std::vector<std::string> getFilesWithPrefix(std::string prefix, std::string directory) {

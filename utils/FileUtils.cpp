@@ -43,7 +43,7 @@ bool handleIfEmptyFile(std::string path) {
         if (!isFileEmpty(path)) return false;
         HUTFile(path).rm();
     }
-    hcrpt::printMessage("Empty crash report not sent.");
+    hcrpt::logInfo("Empty crash report not sent.");
     return true;
 }
 

@@ -35,11 +35,11 @@ bool canBeOpened(const std::string& path) {
 
 namespace hcrpt {
 
-void printMessage(const std::string& text) {
+void logInfo(const std::string& text) {
     printRaw(kPrefix + text + "\n");
 }
 
-void printError(const std::string& text) {
+void logError(const std::string& text) {
     printRaw(kErrorPrefix + text + "\n");
 }
 

@@ -1,5 +1,5 @@
 /// @file
-/// The one way in which messages reach standard output, and the owner of its state.
+/// The one way in which messages reach standard output, which is the log in the crash reporter.
 #pragma once
 
 #include <string>
@@ -7,12 +7,13 @@
 namespace hcrpt {
 
 // Once standard output is closed, all messages are dropped: using a closed stream is undefined, and
-// its descriptor may by then be another file's.
+// its descriptor may by then be another file's. Whoever calls closeStandardOutput() drops its own
+// messages only: the library and the crash reporter have a copy of this code each.
 
 /// Prints "[Crash Reporter] ", the text and a line feed, and flushes. @crashtime
-void printMessage(const std::string& text);
+void logInfo(const std::string& text);
 /// Prints "[Crash Reporter] Error: ", the text and a line feed, and flushes. @crashtime
-void printError(const std::string& text);
+void logError(const std::string& text);
 /// Prints the text as it is and flushes: for lines without prefix. @crashtime
 void printRaw(const std::string& text);
 /// Prints the text as it is and leaves it in the buffer, where the next message follows it.

@@ -35,28 +35,29 @@ void writeIndented(const rapidjson::Document& document, std::ofstream& stream) {
 }  // namespace
 
 std::string HCrashRptJsonWriter::writeJsonRpt(const std::string& directory, Manager& manager) {
-    return hcrpt::writeJsonReport(directory + HUTFile::getDirSeparator() + getCrashReportJsonName(),
-                                  manager);
+    const std::string path = directory + HUTFile::getDirSeparator() + getCrashReportJsonName();
+    return hcrpt::writeJsonReport(path, manager) ? path : std::string();
 }
 
-std::string hcrpt::writeJsonReport(const std::string& path, const Manager& manager) {
+bool hcrpt::writeJsonReport(const std::string& path, const Manager& manager) {
     if (!HUTFile::isWriteable(path)) {
-        hcrpt::printError("file " + path + " is not writable.");
-        return "";
+        hcrpt::logError("file " + path + " is not writable.");
+        return false;
     }
     // The crash reporter may list the directory at any moment and sends what it finds.
     hcrpt::AtomicFile file(path);
     if (!file.isOpen()) {
         // On purpose no blank after the colon.
-        hcrpt::printError("Could not open crash report file for write:" + path);
-        return "";
+        hcrpt::logError("Could not open crash report file for write:" + path);
+        return false;
     }
     rapidjson::Document document(rapidjson::kObjectType);
     HCrashRptJsonWriter::populateDocWithMetaData(document, manager);
     writeIndented(document, file.stream());
     // Leaves no half report, cut off by a full disk: it would be sent as if it were a whole one.
-    file.commit();
-    return path;  // on purpose also when the write failed: the caller could do nothing about it
+    // Contract: a failed write is not reported: the caller could not act on it.
+    static_cast<void>(file.commit());
+    return true;
 }
 
 std::string HCrashRptJsonWriter::getCrashReportJsonName() {

@@ -19,7 +19,7 @@ constexpr char kStackTraceKey[] = "stacktrace";
 std::string HCrashRptXmlWriter::writeXmlRpt(const std::string& directory, Manager& manager) {
     const std::string path = directory + HUTFile::getDirSeparator() + getCrashReportXmlName();
     if (!HUTFile::isWriteable(path)) {
-        hcrpt::printError("file " + path + " is not writable.");
+        hcrpt::logError("file " + path + " is not writable.");
         return "";
     }
     // The directory may be one whose reports are sent as soon as they are listed.
@@ -28,8 +28,9 @@ std::string HCrashRptXmlWriter::writeXmlRpt(const std::string& directory, Manage
     // document and loses it without a message.
     writeXmlFromMetaData(file.stream(), manager);
     // Leaves no half report, cut off by a full disk: it would be sent as if it were a whole one.
-    file.commit();
-    return path;  // on purpose also when the write failed: the caller could do nothing about it
+    // Contract: a failed write is not reported: the caller could not act on it.
+    static_cast<void>(file.commit());
+    return path;
 }
 
 std::string HCrashRptXmlWriter::getCrashReportXmlName() {

@@ -9,7 +9,8 @@
 namespace hcrpt {
 
 /// What HCrashRptJsonWriter::writeJsonRpt() does, for a file of any name. @crashtime
-/// @return the path; empty when the file cannot be made.
-std::string writeJsonReport(const std::string& path, const HCrashRptMetaData::Manager& manager);
+/// @return false when the file cannot be made; true also when a write fails.
+[[nodiscard]] bool writeJsonReport(const std::string& path,
+                                   const HCrashRptMetaData::Manager& manager);
 
 }  // namespace hcrpt

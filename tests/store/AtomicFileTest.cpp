@@ -88,7 +88,7 @@ TEST(AtomicFileTest, ReplacesAnOlderFileOnlyAtTheEnd) {
     AtomicFile file(dir / "file");
     file.stream() << "new";
     EXPECT_EQ(test_support::readFile(dir / "file"), "the older and longer one");
-    file.commit();
+    ASSERT_TRUE(file.commit());
     EXPECT_EQ(test_support::readFile(dir / "file"), "new");
 }
 
@@ -99,7 +99,7 @@ TEST(AtomicFileTest, IsForItsOwnerOnlyWhateverWasThereBefore) {
     chmod((dir / "old").c_str(), 0666);
     for (const char* name : {"old", "new"}) {
         AtomicFile file(dir / name);
-        file.commit();
+        ASSERT_TRUE(file.commit());
         EXPECT_EQ(permissionsOf(dir / name), 0600U) << name;
     }
 }
@@ -168,7 +168,7 @@ TEST(AtomicFileTest, EveryByteArrives) {
     for (int i = 0; i < 100000; ++i) content += static_cast<char>(i % 256);
     AtomicFile file(dir / "file");
     file.stream() << content;
-    file.commit();
+    ASSERT_TRUE(file.commit());
     EXPECT_TRUE(test_support::readFile(dir / "file") == content);
 }
 
@@ -202,7 +202,7 @@ TEST(AtomicFileTest, BareNameLiesInTheWorkingDirectory) {
     AtomicFile file("bare");
     ASSERT_TRUE(file.isOpen());
     EXPECT_EQ(test_support::namesIn(dir.path()).size(), 1U);
-    file.commit();
+    ASSERT_TRUE(file.commit());
     EXPECT_EQ(test_support::namesIn(dir.path()), Names{"bare"});
 }
 
@@ -212,7 +212,7 @@ TEST(AtomicFileTest, LongestNameIsWrittenWholeToo) {
     AtomicFile file(dir / name);
     ASSERT_TRUE(file.isOpen());
     EXPECT_FALSE(fs::exists(dir / name));
-    file.commit();
+    ASSERT_TRUE(file.commit());
     EXPECT_TRUE(fs::exists(dir / name));
 }
 
@@ -222,9 +222,9 @@ TEST(AtomicFileTest, TwoWritersOfOnePlaceDoNotMix) {
     AtomicFile second(dir / "file");
     first.stream() << "first";
     second.stream() << "second";
-    second.commit();
+    ASSERT_TRUE(second.commit());
     EXPECT_EQ(test_support::readFile(dir / "file"), "second");
-    first.commit();
+    ASSERT_TRUE(first.commit());
     EXPECT_EQ(test_support::readFile(dir / "file"), "first");
     EXPECT_EQ(test_support::namesIn(dir.path()), Names{"file"});
 }
@@ -237,7 +237,7 @@ TEST(AtomicFileTest, LinkInItsPlaceIsReplacedNotFollowed) {
     for (const char* name : {"file", "dangling"}) {
         AtomicFile file(dir / name);
         file.stream() << "new";
-        file.commit();
+        ASSERT_TRUE(file.commit());
         EXPECT_FALSE(fs::is_symlink(dir / name)) << name;
         EXPECT_EQ(test_support::readFile(dir / name), "new");
     }

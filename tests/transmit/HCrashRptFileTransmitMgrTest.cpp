@@ -172,7 +172,7 @@ TEST_F(HCrashRptFileTransmitMgrTest, TheTextOfAFailureHasNeitherLineFeedNorFlush
     EXPECT_FALSE(HCrashRptFileTransmitMgr::uploadToServer(report));
     const std::string before = sending + commandLine();
     EXPECT_EQ(withoutTimes(output.flushedText()), before);
-    hcrpt::printMessage("the next message");
+    hcrpt::logInfo("the next message");
     EXPECT_EQ(withoutTimes(output.flushedText()),
               before + "[Crash Reporter] Error:  Unable to send error report to server, report = " +
                   report + "[Crash Reporter] the next message\n");

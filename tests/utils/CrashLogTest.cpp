@@ -69,7 +69,7 @@ TEST_F(CrashLogTest, LaterMessagesFollowInTheLog) {
     auto child = ChildProcess::fork([&] {
         HCrashRptUtils::redirectStdoutToCrashLog();
         const std::string before = test_support::readFile(log);
-        hcrpt::printMessage("later");
+        hcrpt::logInfo("later");
         std::printf("host\n");
         std::fflush(stdout);
         return test_support::readFile(log) == before + "[Crash Reporter] later\nhost\n" ? 0 : 2;
@@ -148,7 +148,7 @@ TEST_F(CrashLogTest, MissingDirectoryCountsAsRedirectedAndLeavesTheConsole) {
         // There is no second attempt.
         makeSessionDirectory();
         HCrashRptUtils::redirectStdoutToCrashLog();
-        hcrpt::printMessage("on the console");
+        hcrpt::logInfo("on the console");
         return 0;
     });
     EXPECT_EQ(child.wait(), exitedWith(0));
@@ -179,7 +179,7 @@ TEST_F(CrashLogTest, MissingDirectoryStaysMissing) {
 TEST_F(CrashLogTest, ClosingWithoutRedirectionLeavesStandardOutputOpen) {
     const StdoutCapture capture;
     HCrashRptUtils::closeCrashLogFile();
-    hcrpt::printMessage("still here");
+    hcrpt::logInfo("still here");
     EXPECT_EQ(capture.text(), "[Crash Reporter] still here\n");
 }
 
@@ -191,7 +191,7 @@ TEST_F(CrashLogTest, ClosingWritesWhatIsBufferedAndMayBeRepeated) {
         HCrashRptUtils::closeCrashLogFile();
         if (fcntl(STDOUT_FILENO, F_GETFD) != -1) return 2;
         HCrashRptUtils::closeCrashLogFile();
-        hcrpt::printMessage("dropped");
+        hcrpt::logInfo("dropped");
         return 0;
     });
     EXPECT_EQ(child.wait(), exitedWith(0));

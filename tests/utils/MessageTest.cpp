@@ -18,13 +18,13 @@ using namespace test_support;
 
 TEST(MessageTest, MessageHasPrefixAndLineFeedAndIsFlushed) {
     const StdoutCapture capture;
-    hcrpt::printMessage("Deleted crash store.");
+    hcrpt::logInfo("Deleted crash store.");
     EXPECT_EQ(capture.flushedText(), "[Crash Reporter] Deleted crash store.\n");
 }
 
 TEST(MessageTest, ErrorHasItsOwnPrefixAndIsFlushed) {
     const StdoutCapture capture;
-    hcrpt::printError("Something failed.");
+    hcrpt::logError("Something failed.");
     EXPECT_EQ(capture.flushedText(), "[Crash Reporter] Error: Something failed.\n");
 }
 
@@ -38,20 +38,20 @@ TEST(MessageTest, UnflushedTextWaitsForTheNextMessage) {
     const StdoutCapture capture;
     hcrpt::printUnflushed("first ");
     EXPECT_EQ(capture.flushedText(), "");
-    hcrpt::printMessage("second");
+    hcrpt::logInfo("second");
     EXPECT_EQ(capture.flushedText(), "first [Crash Reporter] second\n");
 }
 
 TEST(MessageTest, MessagesKeepTheirOrderWithTheHostsStdio) {
     const StdoutCapture capture;
     std::fputs("host ", stdout);
-    hcrpt::printMessage("library");
+    hcrpt::logInfo("library");
     EXPECT_EQ(capture.flushedText(), "host [Crash Reporter] library\n");
 }
 
 TEST(MessageTest, TextMayHoldPercentSignsAndNulBytes) {
     const StdoutCapture capture;
-    hcrpt::printMessage(std::string("100%s\0x", 7));
+    hcrpt::logInfo(std::string("100%s\0x", 7));
     EXPECT_EQ(capture.flushedText(), std::string("[Crash Reporter] 100%s\0x\n", 25));
 }
 
@@ -65,7 +65,7 @@ TEST(MessageTest, ASignalCostsNothing) {
                                      errno = EINTR;
                                      return -1;
                                  });
-    hcrpt::printMessage("library");
+    hcrpt::logInfo("library");
     EXPECT_EQ(2, calls);
     EXPECT_EQ(capture.flushedText(), "host [Crash Reporter] library\n");
 }
@@ -73,13 +73,13 @@ TEST(MessageTest, ASignalCostsNothing) {
 TEST(MessageTest, AfterClosingMessagesAreDroppedAndNeverReachAnotherFile) {
     const TempDir dir;
     auto child = ChildProcess::fork([&] {
-        hcrpt::printMessage("before");
+        hcrpt::logInfo("before");
         hcrpt::closeStandardOutput();
         // The next file takes over descriptor 1.
         const int other = open((dir / "other").c_str(), O_WRONLY | O_CREAT, 0600);
         if (other != STDOUT_FILENO) return 2;
-        hcrpt::printMessage("after");
-        hcrpt::printError("after");
+        hcrpt::logInfo("after");
+        hcrpt::logError("after");
         hcrpt::printRaw("after");
         hcrpt::printUnflushed("after");
         hcrpt::closeStandardOutput();
@@ -94,7 +94,7 @@ TEST(MessageTest, FailedRedirectionLeavesStandardOutputWhereItIs) {
     const TempDir dir;
     auto child = ChildProcess::fork([&] {
         hcrpt::redirectStandardOutput(dir / "missing/log");
-        hcrpt::printMessage("still here");
+        hcrpt::logInfo("still here");
         return 0;
     });
     EXPECT_EQ(child.wait(), exitedWith(0));
