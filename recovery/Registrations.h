@@ -12,10 +12,10 @@ namespace hcrpt {
 class Registrations {
   public:
     Registrations();
-    /// Whether the process is registered on this machine, and on no other under the same id: the
-    /// names of traces hold no machine.
+    /// Returns true when the process is registered on this machine, and on no other under the same
+    /// id: the names of traces hold no machine.
     bool isOfThisMachine(const std::string& processId) const;
-    /// Whether processes of other machines are registered.
+    /// Returns true when processes of other machines are registered.
     bool hasOtherMachines() const;
 
   private:
@@ -23,9 +23,10 @@ class Registrations {
     std::unordered_set<std::string> m_others;
 };
 
-/// Whether a process that was registered on this machine, and may have left a raw trace at that
-/// time, has ended. One whose id another process has by now has, if the facts that it left show it;
-/// but a trace from that other process's time may be that one's, and it is waited for.
-bool hasEnded(const std::string& processId, const std::timespec& traceTime);
+/// Returns true when the process that was registered on this machine under that id, and may have
+/// left a raw trace at that time, has ended. It has also ended when its facts show that the id
+/// belongs to another process now; a trace from that other process's time may be that process's, so
+/// the answer is false then until that process has ended, too.
+[[nodiscard]] bool hasEnded(const std::string& processId, const std::timespec& traceTime);
 
 }  // namespace hcrpt

@@ -125,6 +125,18 @@ TEST_F(RawTracesTest, AnotherTraceThatCannotBeDemangledIsToldToo) {
     EXPECT_EQ(output.text(), once + once);
 }
 
+TEST_F(RawTracesTest, ALogThatGoesAndCannotBeMadeAgainIsToldOnceMore) {
+    ASSERT_EQ(mkfifo((store + "/hs_mangled_err_pid7.log").c_str(), 0600), 0);
+    demangleNew();
+    const std::string once = output.text();
+    add("hs_err_pid7.log");
+    demangleNew();
+    EXPECT_EQ(output.text(), once);
+    fs::remove(log);
+    demangleNew();
+    EXPECT_EQ(output.text(), once + once);
+}
+
 TEST_F(RawTracesTest, WithoutAStoreNothingHappens) {
     fs::remove_all(store);
     demangleNew();
