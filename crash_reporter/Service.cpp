@@ -138,7 +138,7 @@ bool Service::isOver() const {
     if (m_pass.isRunning() || m_carryOver.nextPoll()) return false;
     if (!m_processes.living().empty() || !m_snapshot.reports.empty()) return false;
     if (nobodyRuns) return *nobodyRuns;
-    return !HUTFile::exists(registrations()) || m_schedule.isDue(Deadline::firstRecord);
+    return !m_snapshot.hasRegistrations || m_schedule.isDue(Deadline::firstRecord);
 }
 
 /// @return false when work has arrived meanwhile.
