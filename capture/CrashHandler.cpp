@@ -12,6 +12,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include "base/ProcessEnd.h"
 #include "capture/CrashClaim.h"
 #include "capture/CrashStack.h"
 #include "capture/FurtherSignals.h"
@@ -20,7 +21,6 @@
 #include "capture/StandardDescriptors.h"
 #include "capture/Watchdog.h"
 #include "hcrpt/HCrashCapture.h"
-#include "utils/ProcessEnd.h"
 
 namespace HCrashReporter {
 namespace {

@@ -8,7 +8,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "utils/WholeOutput.h"
+#include "base/WriteAll.h"
+#include "utils/StdioOutput.h"
 
 namespace hcrpt {
 namespace {

@@ -4,14 +4,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
 
+#include "base/ReadAll.h"
+#include "base/WriteAll.h"
 #include "capture/CrashOutput.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptUtils.h"
 #include "utils/BoundedDemangle.h"
-#include "utils/WholeOutput.h"
 
 namespace HCrashReporter {
 namespace {
@@ -59,15 +59,8 @@ void writeChunk(HCrptLinuxExceptionHandler& handler, int fd, char* chunk, char* 
     }
 }
 
-// read() that goes on after signals.
 std::size_t readChunk(int fd, char* chunk) {
-    std::size_t got = 0;
-    while (got < kChunkSize) {
-        const ssize_t n = read(fd, chunk + got, kChunkSize - got);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) break;
-        got += static_cast<std::size_t>(n);
-    }
+    const std::size_t got = hcrpt::readAll(fd, chunk, kChunkSize);
     // Lines are looked for in the whole chunk: what an earlier one left must not be found.
     std::memset(chunk + got, 0, kChunkSize - got);
     return got;

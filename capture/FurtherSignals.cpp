@@ -4,15 +4,12 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <initializer_list>
-
+#include "base/FatalSignals.h"
 #include "capture/CrashClaim.h"
 #include "hcrpt/HCrashCapture.h"
 
 namespace hcrpt {
 namespace {
-
-constexpr int kFaults[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT};
 
 // Room for the kernel's part on any processor. It costs memory only where it is used.
 constexpr std::size_t kStackSize = std::size_t{32} * 1024;  // bytes
@@ -48,7 +45,7 @@ void handleFurtherSignals() {
     action.sa_sigaction = &onSignal;
     action.sa_flags = SA_SIGINFO | SA_ONSTACK | SA_RESTART;
     sigfillset(&action.sa_mask);
-    for (const int number : kFaults) {
+    for (const int number : kFaultSignals) {
         sigaction(number, &action, nullptr);
         sigdelset(&others, number);
     }

@@ -10,7 +10,8 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <initializer_list>
+
+#include "base/FatalSignals.h"
 
 namespace hcrpt {
 namespace {
@@ -25,10 +26,12 @@ void takeDefaultActions() {
     action.sa_handler = SIG_DFL;
     sigset_t blocked;
     sigfillset(&blocked);
-    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGALRM}) {
+    const auto takeDefaultAction = [&](int number) {
         sigaction(number, &action, nullptr);
         sigdelset(&blocked, number);
-    }
+    };
+    for (const int number : kFaultSignals) takeDefaultAction(number);
+    takeDefaultAction(SIGALRM);
     sigprocmask(SIG_SETMASK, &blocked, nullptr);
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "base/FatalSignals.h"
 #include "capture/RawTrace.h"
 #include "hcrpt/HCrashCapture.h"
 
@@ -20,8 +21,8 @@ HCrptLinuxExceptionHandler::HCrptLinuxExceptionHandler()
 HCrptLinuxExceptionHandler::~HCrptLinuxExceptionHandler() = default;
 
 bool HCrptLinuxExceptionHandler::install() {
-    for (const int number : {SIGILL, SIGFPE, SIGBUS, SIGABRT, SIGQUIT})
-        signal(number, m_signalHandler);
+    for (const int number : hcrpt::kFatalSignals)
+        if (number != SIGSEGV) signal(number, m_signalHandler);
     return signalSegvInstall();
 }
 

@@ -2,10 +2,10 @@
 
 #include <cstdio>
 
+#include "base/ProcessEnd.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptUtils.h"
 #include "utils/Message.h"
-#include "utils/ProcessEnd.h"
 
 namespace HCrashReporter {
 

@@ -8,7 +8,9 @@
 #include <cstdint>
 #include <cstring>
 
-#include "utils/WholeOutput.h"
+#include "base/ReadAll.h"
+#include "base/TextBuilder.h"
+#include "base/WriteAll.h"
 
 namespace hcrpt {
 namespace {
@@ -27,9 +29,7 @@ class CharacterReader {
     /// The next character; -1 at the end.
     int next() {
         if (m_position == m_filled) {
-            ssize_t got = -1;
-            do got = m_fd < 0 ? 0 : read(m_fd, m_buffer, sizeof m_buffer);
-            while (got < 0 && errno == EINTR);
+            const ssize_t got = m_fd < 0 ? 0 : readSome(m_fd, m_buffer, sizeof m_buffer);
             if (got <= 0) return -1;
             m_position = 0;
             m_filled = static_cast<unsigned>(got);
@@ -66,15 +66,10 @@ bool skipToPath(CharacterReader& in, int& c) {
 }
 
 void writeHex(int fd, std::uintptr_t value) {
-    char digits[2 + 2 * sizeof value];
-    char* next = digits + sizeof digits;
-    do {
-        *--next = "0123456789abcdef"[value % 16];
-        value /= 16;
-    } while (value != 0);
-    *--next = 'x';
-    *--next = '0';
-    writeAll(fd, next, static_cast<std::size_t>(digits + sizeof digits - next));
+    char buffer[2 + 2 * sizeof value + 1];
+    TextBuilder text(buffer, sizeof buffer);
+    text.addHex(value);
+    writeAll(fd, text.text(), text.length());
 }
 
 /// Copies the path whose first character has been read, up to the end of its line.

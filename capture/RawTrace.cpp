@@ -8,12 +8,12 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/WriteAll.h"
 #include "capture/BadCallTarget.h"
 #include "capture/FrameLines.h"
 #include "capture/GuardedUnwind.h"
 #include "capture/ModuleLines.h"
 #include "hcrpt/HCrashCapture.h"
-#include "utils/WholeOutput.h"
 
 namespace hcrpt {
 

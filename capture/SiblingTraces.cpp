@@ -10,12 +10,12 @@
 #include <string>
 
 #include "HUTEnv.h"
-#include "capture/SafeFormat.h"
+#include "base/TextBuilder.h"
+#include "base/WriteAll.h"
 #include "capture/SiblingLock.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "store/SessionPaths.h"
-#include "utils/WholeOutput.h"
 
 namespace hcrpt::SiblingTraces {
 namespace {

@@ -5,13 +5,13 @@
 #include <cerrno>
 
 #include "HUTEnv.h"
+#include "base/TextBuilder.h"
+#include "base/WriteAll.h"
 #include "capture/CrashOutput.h"
 #include "capture/CrashStack.h"
 #include "capture/RawTrace.h"
-#include "capture/SafeFormat.h"
 #include "capture/TraceHandOver.h"
 #include "hcrpt/HCrashCapture.h"
-#include "utils/WholeOutput.h"
 
 namespace HCrashReporter {
 namespace {

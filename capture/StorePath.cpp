@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "capture/SafeFormat.h"
+#include "base/TextBuilder.h"
 
 namespace hcrpt {
 namespace {

@@ -3,9 +3,9 @@
 #include <string>
 
 #include "HUTFile.h"
+#include "base/TextBuilder.h"
 #include "capture/CrashOutput.h"
 #include "capture/HeapProbe.h"
-#include "capture/SafeFormat.h"
 #include "capture/SiblingLock.h"
 #include "capture/SiblingTraces.h"
 #include "capture/StorePath.h"

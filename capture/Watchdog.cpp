@@ -6,7 +6,7 @@
 #include <time.h>
 #include <unistd.h>
 
-#include "utils/ProcessEnd.h"
+#include "base/ProcessEnd.h"
 
 namespace hcrpt::Watchdog {
 namespace {

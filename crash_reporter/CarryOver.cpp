@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include "base/FileIdentity.h"
 #include "crash_reporter/LivingRecords.h"
 #include "crash_reporter/Log.h"
 
@@ -16,7 +17,7 @@ bool leadsTo(const std::string& path, int fd) {
     struct stat named = {};
     struct stat held = {};
     return stat(path.c_str(), &named) == 0 && fstat(fd, &held) == 0 &&
-           named.st_dev == held.st_dev && named.st_ino == held.st_ino;
+           hcrpt::isSameFile(named, held);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "HUTEnv.h"
 #include "base/FileDescriptor.h"
+#include "base/FileIdentity.h"
 #include "hcrpt/HCrashReporter.h"
 #include "store/SessionPaths.h"
 
@@ -15,10 +16,6 @@ namespace crash_reporter {
 namespace {
 
 constexpr char kOlder[] = ".old";
-
-bool isSameFile(const struct stat& one, const struct stat& other) {
-    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
-}
 
 }  // namespace
 
@@ -36,7 +33,7 @@ void Log::keep() {
     if (fstat(STDOUT_FILENO, &current) != 0 || !S_ISREG(current.st_mode)) return;
     struct stat named = {};
     const bool there = lstat(m_path.c_str(), &named) == 0;
-    if (there && !isSameFile(current, named)) return;  // not ours to touch
+    if (there && !hcrpt::isSameFile(current, named)) return;  // not ours to touch
     if (there && current.st_size < m_maxBytes) return;
     if (there && std::rename(m_path.c_str(), (m_path + kOlder).c_str()) != 0) return;
     beginAnew();

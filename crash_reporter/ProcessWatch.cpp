@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <utility>
 
-#include "crash_reporter/Readable.h"
+#include "base/ReadyToRead.h"
 #include "hcrpt/HCrashRptUtils.h"
 
 namespace crash_reporter {
@@ -47,7 +47,8 @@ void ProcessWatch::addTo(std::vector<pollfd>& waits) const {
 void ProcessWatch::noticeEnds() {
     for (auto it = m_followed.begin(); it != m_followed.end();) {
         const bool inTable = HCrashRptUtils::isProcessRunning(it->first);
-        const bool ended = it->second.end.isOpen() ? isReadable(it->second.end.get()) : !inTable;
+        const bool ended =
+            it->second.end.isOpen() ? hcrpt::isReadyToRead(it->second.end.get()) : !inTable;
         if (!ended) {
             ++it;
             continue;

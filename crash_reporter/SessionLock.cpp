@@ -7,6 +7,7 @@
 
 #include <cerrno>
 
+#include "base/FileIdentity.h"
 #include "settings/FileNames.h"
 #include "store/SessionPaths.h"
 
@@ -56,8 +57,7 @@ bool SessionLock::isInPlace() const {
     struct stat held = {};
     struct stat named = {};
     return m_file.isOpen() && fstat(m_file.get(), &held) == 0 &&
-           lstat(path().c_str(), &named) == 0 && held.st_dev == named.st_dev &&
-           held.st_ino == named.st_ino;
+           lstat(path().c_str(), &named) == 0 && hcrpt::isSameFile(held, named);
 }
 
 }  // namespace crash_reporter

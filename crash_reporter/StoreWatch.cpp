@@ -31,8 +31,7 @@ bool isRelevant(const std::string& name) {
 
 bool StoreWatch::follow(const std::string& directory) {
     m_directory = directory;
-    m_device = 0;
-    m_inode = 0;
+    m_identity.reset();
     m_events.reset(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     if (m_events.isOpen() &&
         inotify_add_watch(m_events.get(), directory.c_str(), kArrivals | kEnd) < 0)
@@ -43,17 +42,13 @@ bool StoreWatch::follow(const std::string& directory) {
         inotify_add_watch(m_events.get(), above.c_str(), kGone | kEnd);
     }
     struct stat status = {};
-    if (stat(directory.c_str(), &status) == 0) {
-        m_device = status.st_dev;
-        m_inode = status.st_ino;
-    }
+    if (stat(directory.c_str(), &status) == 0) m_identity.emplace(status);
     return m_events.isOpen();
 }
 
 bool StoreWatch::isInPlace() const {
     struct stat status = {};
-    return stat(m_directory.c_str(), &status) == 0 && status.st_dev == m_device &&
-           status.st_ino == m_inode;
+    return stat(m_directory.c_str(), &status) == 0 && hcrpt::FileIdentity(status) == m_identity;
 }
 
 bool StoreWatch::takeEvents() {

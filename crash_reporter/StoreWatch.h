@@ -2,11 +2,11 @@
 /// Changes in the crash store.
 #pragma once
 
-#include <sys/types.h>
-
+#include <optional>
 #include <string>
 
 #include "base/FileDescriptor.h"
+#include "base/FileIdentity.h"
 
 namespace crash_reporter {
 
@@ -29,8 +29,7 @@ class StoreWatch {
 
   private:
     std::string m_directory;
-    dev_t m_device = 0;
-    ino_t m_inode = 0;
+    std::optional<hcrpt::FileIdentity> m_identity;
     hcrpt::FileDescriptor m_events{-1};
 };
 

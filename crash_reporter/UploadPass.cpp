@@ -11,13 +11,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <initializer_list>
 #include <string>
 
+#include "base/FatalSignals.h"
+#include "base/ProcessEnd.h"
+#include "base/ReadyToRead.h"
 #include "crash_reporter/Log.h"
-#include "crash_reporter/Readable.h"
 #include "hcrpt/HCrashReporter.h"
-#include "utils/ProcessEnd.h"
 
 namespace crash_reporter {
 namespace {
@@ -32,7 +32,7 @@ int fatalSignal(int waitStatus) {
 
 /// Not dieQuietly(): after SIGTERM the pass must still finish its current report.
 void leaveFaultsUnreported() {
-    for (const int number : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT}) signal(number, SIG_DFL);
+    for (const int number : hcrpt::kFaultSignals) signal(number, SIG_DFL);
 }
 
 [[noreturn]] void passInChild(pid_t parent, bool afterCrash) {
@@ -81,7 +81,7 @@ bool UploadPass::hasEnded() {
     if (m_child <= 0) return false;
     int status = 0;
     // The kernel closes its descriptors a moment before waitpid() succeeds.
-    const int flags = isReadable(m_end.get()) ? 0 : WNOHANG;
+    const int flags = hcrpt::isReadyToRead(m_end.get()) ? 0 : WNOHANG;
     pid_t got = -1;
     do got = waitpid(m_child, &status, flags);
     while (got < 0 && errno == EINTR);

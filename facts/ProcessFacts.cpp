@@ -8,9 +8,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 
 #include "HUTEnv.h"
+#include "base/ReadAll.h"
 #include "facts/ProcessState.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "store/AtomicFile.h"
@@ -61,13 +61,7 @@ std::optional<std::string> ownText(const std::string& path) {
                        status.st_uid == geteuid() &&
                        static_cast<std::size_t>(status.st_size) <= kMaxFactsFile;
     std::string text(isOwn ? static_cast<std::size_t>(status.st_size) : 0, '\0');
-    std::size_t got = 0;
-    while (got < text.size()) {
-        const ssize_t count = read(fd, text.data() + got, text.size() - got);
-        if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) break;
-        got += static_cast<std::size_t>(count);
-    }
+    const std::size_t got = readAll(fd, text.data(), text.size());
     close(fd);
     if (!isOwn || got < text.size()) return std::nullopt;
     return text;

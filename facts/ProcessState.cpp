@@ -2,11 +2,12 @@
 
 #include <unistd.h>
 
-#include <charconv>
 #include <fstream>
 #include <iterator>
 #include <sstream>
 #include <vector>
+
+#include "base/Digits.h"
 
 namespace hcrpt {
 namespace {
@@ -18,15 +19,6 @@ constexpr std::size_t kThreads = 17;
 constexpr std::size_t kStartTime = 19;
 
 constexpr long kNanoseconds = 1000000000;
-
-template <typename Number>
-std::optional<Number> numberIn(const std::string& text) {
-    Number number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [rest, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || rest != end) return std::nullopt;
-    return number;
-}
 
 }  // namespace
 

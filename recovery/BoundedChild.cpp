@@ -8,8 +8,8 @@
 
 #include <cerrno>
 
+#include "base/ProcessEnd.h"
 #include "utils/Message.h"
-#include "utils/ProcessEnd.h"
 #include "utils/QuietDeath.h"
 
 namespace hcrpt {

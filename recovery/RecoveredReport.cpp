@@ -2,10 +2,12 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <optional>
 
 #include "HUTEnv.h"
 #include "HUTFile.h"
+#include "base/ControlCharacters.h"
 #include "facts/ProcessFacts.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptMetaData.h"
@@ -30,10 +32,7 @@ std::optional<ProcessFacts> factsOf(const RawTrace& trace) {
 bool isUserName(const std::string& text) {
     constexpr std::size_t kMaxLength = 64;  // bytes
     if (text.empty() || text.size() > kMaxLength) return false;
-    for (const char character : text)
-        if (character == '/' || (character >= 0 && character < ' ') || character == '\x7f')
-            return false;
-    return true;
+    return text.find('/') == std::string::npos && std::none_of(text.begin(), text.end(), isControl);
 }
 
 std::string userOf(const RawTrace& trace) {

@@ -9,6 +9,7 @@
 
 #include "HUTEnv.h"
 #include "HUTFile.h"
+#include "base/Digits.h"
 #include "facts/ProcessFacts.h"
 #include "hcrpt/HCrashRptRecovery.h"
 #include "hcrpt/HCrashRptSettings.h"

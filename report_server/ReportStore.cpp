@@ -8,19 +8,10 @@
 #include <cstdio>
 #include <cstring>
 
+#include "base/WriteAll.h"
+
 namespace report_server {
 namespace {
-
-bool writeAll(int descriptor, const std::string& content) {
-    std::size_t done = 0;
-    while (done < content.size()) {
-        const ssize_t wrote = write(descriptor, content.data() + done, content.size() - done);
-        if (wrote < 0 && errno == EINTR) continue;
-        if (wrote < 0) return false;
-        done += static_cast<std::size_t>(wrote);
-    }
-    return true;
-}
 
 bool syncDirectory(const std::string& directory) {
     const int descriptor = open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -44,7 +35,8 @@ StoreResult storeReport(const std::string& directory, const std::string& clientN
     const int descriptor = mkostemp(temporary.data(), O_CLOEXEC);
     if (descriptor < 0) return failure("cannot make " + temporary);
 
-    bool good = writeAll(descriptor, content) && fsync(descriptor) == 0;
+    bool good =
+        hcrpt::writeAll(descriptor, content.data(), content.size()) && fsync(descriptor) == 0;
     good = close(descriptor) == 0 && good;
     std::string name;
     while (good) {

@@ -1,10 +1,9 @@
 #include "report_server/Request.h"
 
-#include <unistd.h>
-
-#include <cerrno>
-#include <charconv>
 #include <cstdlib>
+
+#include "base/Digits.h"
+#include "base/ReadAll.h"
 
 namespace report_server {
 
@@ -14,22 +13,12 @@ std::string variable(const char* name) {
 }
 
 std::optional<std::uint64_t> decimal(const std::string& text) {
-    std::uint64_t number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || stop != end) return std::nullopt;
-    return number;
+    return hcrpt::numberIn<std::uint64_t>(text);
 }
 
 std::optional<std::string> readBody(int descriptor, std::size_t length) {
     std::string body(length, '\0');
-    std::size_t have = 0;
-    while (have < length) {
-        const ssize_t got = read(descriptor, body.data() + have, length - have);
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) return std::nullopt;
-        have += static_cast<std::size_t>(got);
-    }
+    if (hcrpt::readAll(descriptor, body.data(), length) < length) return std::nullopt;
     return body;
 }
 

@@ -1,5 +1,5 @@
-#include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "HUTEnv.h"
 #include "HUTFile.h"
@@ -38,8 +38,7 @@ HCrptResourceMgr::HCrptResourceMgr() {
     mp_scratchBuffer1 = new char[kScratchSize]();
     mp_scratchBuffer2 = new char[kScratchSize]();
 
-    char pid[16];
-    std::snprintf(pid, sizeof pid, "%d", HUTEnv::getPid());
+    const std::string pid = std::to_string(HUTEnv::getPid());
     m_stackTraceLogPath += HCrashRptSettings::getCrashStorePath() + HUTFile::getDirSeparator() +
                            hcrpt::kTraceLogPrefix + pid + hcrpt::kTraceExtension;
     m_stackTraceTempFilePath += HCrashRptSettings::getStackTraceLogPath() +

@@ -1,5 +1,6 @@
 #include "store/RawTraces.h"
 
+#include "base/Digits.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "settings/FileNames.h"
 #include "store/FileListing.h"
@@ -37,12 +38,6 @@ std::vector<RawTrace> rawTracesInStore() {
         traces.push_back({{path, stackTraceLogOf(path), TraceIdentity(status)}, *processId});
     }
     return traces;
-}
-
-bool isProcessId(const std::string& text) {
-    constexpr std::size_t kMaxDigits = 10;
-    return !text.empty() && text.size() <= kMaxDigits &&
-           text.find_first_not_of("0123456789") == std::string::npos;
 }
 
 }  // namespace hcrpt

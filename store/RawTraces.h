@@ -34,7 +34,4 @@ std::optional<std::string> processIdOfTrace(const std::string& name);
 /// All raw traces of the crash store, in directory order.
 std::vector<RawTrace> rawTracesInStore();
 
-/// Returns true for a process id in digits.
-bool isProcessId(const std::string& text);
-
 }  // namespace hcrpt

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "HUTEnv.h"
+#include "base/Digits.h"
 #include "hcrpt/HCrashReporter.h"
 
 namespace hcrpt {
@@ -42,10 +43,7 @@ Records recordsIn(int fd) {
 std::optional<std::string> localProcess(const std::string& record) {
     const HCrashReporter::HClientProcessInfo process(record);
     const std::string pid = process.getProcessId();
-    constexpr std::size_t kMaxDigits = 9;
-    const bool isNumber = !pid.empty() && pid.size() <= kMaxDigits &&
-                          pid.find_first_not_of("0123456789") == std::string::npos;
-    if (!isNumber || process.getHostName() != HUTEnv::getHostName()) return std::nullopt;
+    if (!isProcessId(pid) || process.getHostName() != HUTEnv::getHostName()) return std::nullopt;
     return pid;
 }
 

@@ -1,5 +1,6 @@
 #include "HUTEnv.h"
 #include "HUTFile.h"
+#include "base/ControlCharacters.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "hcrpt/HCrashRptTransmit.h"
 #include "hcrpt/HCrashRptUtils.h"
@@ -40,7 +41,7 @@ bool HCrashRptFileTransmitMgr::uploadToServer(std::string report) {
     const std::string name = HUTFile(report).getName();
     if (!hcrpt::isPlainInDoubleQuotes(name)) {
         hcrpt::logError("crash report not sent, its name holds characters that a shell acts on: " +
-                        hcrpt::onOneLine(name));
+                        hcrpt::withoutControls(name));
         return false;
     }
     hcrpt::logInfo(HCrashRptUtils::getCurrentTime() + " : Sending crash report to Veltra server " +

@@ -10,8 +10,4 @@ namespace hcrpt {
 /// line feeds, which would run commands, insert variables or end the quotes.
 bool isPlainInDoubleQuotes(const std::string& text);
 
-/// The text with a question mark in place of each control character, so that it cannot look like
-/// further lines of a log.
-std::string onOneLine(const std::string& text);
-
 }  // namespace hcrpt

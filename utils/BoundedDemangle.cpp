@@ -6,14 +6,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <string>
 
-#include "utils/ProcessEnd.h"
+#include "base/ProcessEnd.h"
+#include "base/ReadAll.h"
+#include "base/WriteAll.h"
 #include "utils/QuietDeath.h"
-#include "utils/WholeOutput.h"
 
 namespace hcrpt {
 namespace {
@@ -62,17 +62,6 @@ void boundThisProcess() {
     setitimer(ITIMER_PROF, &time, nullptr);
 }
 
-std::string receiveAll(int fd) {
-    std::string all;
-    char piece[4096];
-    for (;;) {
-        const ssize_t count = read(fd, piece, sizeof piece);
-        if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) return all;
-        all.append(piece, static_cast<std::size_t>(count));
-    }
-}
-
 /// The child sends a mark for a result of which no part is missing: its exit status is not to be
 /// had where the host ignores SIGCHLD.
 enum Mark : char { kReadable = 'r', kNoName = 'n' };
@@ -94,7 +83,7 @@ DemangledName demangleApart(const char* name) {
     close(ends[1]);
     std::string answer;
     if (child > 0) {
-        answer = receiveAll(ends[0]);
+        answer = readToEnd(ends[0]);
         reap(child);
     }
     close(ends[0]);

@@ -6,7 +6,7 @@
 
 #include <cstdio>
 
-#include "utils/WholeOutput.h"
+#include "utils/StdioOutput.h"
 
 namespace {
 

@@ -7,12 +7,13 @@
 #include <cerrno>
 #include <initializer_list>
 
+#include "base/FatalSignals.h"
+
 namespace hcrpt {
 
 void dieQuietly() {
-    for (const int number :
-         {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT, SIGQUIT, SIGTERM, SIGPROF, SIGPIPE})
-        signal(number, SIG_DFL);
+    for (const int number : kFatalSignals) signal(number, SIG_DFL);
+    for (const int number : {SIGTERM, SIGPROF, SIGPIPE}) signal(number, SIG_DFL);
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "base/Digits.h"
 #include "velcurl/Text.h"
 
 namespace velcurl {
@@ -64,9 +65,7 @@ std::vector<std::string> curlArguments(const std::vector<std::string>& callers,
 }
 
 int totalTimeout(const std::string& chosen) {
-    if (chosen.empty() || chosen.size() > 3 ||
-        chosen.find_first_not_of("0123456789") != std::string::npos)
-        return kTotalTimeoutSeconds;
+    if (!hcrpt::isDigits(chosen, 3)) return kTotalTimeoutSeconds;
     const int seconds = std::stoi(chosen);
     // 0 means no bound at all to curl.
     return seconds >= 1 && seconds <= kTotalTimeoutSeconds ? seconds : kTotalTimeoutSeconds;

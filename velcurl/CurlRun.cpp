@@ -12,7 +12,7 @@
 #include <cerrno>
 
 #include "base/FileDescriptor.h"
-#include "utils/ProcessEnd.h"
+#include "base/ProcessEnd.h"
 
 namespace velcurl {
 namespace {

@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "base/ControlCharacters.h"
 #include "velcurl/Advice.h"
 #include "velcurl/CurlTrace.h"
 #include "velcurl/Text.h"
@@ -16,9 +17,7 @@ constexpr std::size_t kMaxQuote = 200;
 
 /// Text of the server's or curl's, fit for the inside of a line.
 std::string quote(const std::string& text) {
-    std::string shown = text.substr(0, kMaxQuote);
-    for (char& c : shown)
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = '?';
+    const std::string shown = hcrpt::withoutControls(text.substr(0, kMaxQuote));
     return text.size() > kMaxQuote ? shown + "..." : shown;
 }
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "utils/ProcessEnd.h"
+#include "base/ProcessEnd.h"
 #include "velcurl/CurlArguments.h"
 #include "velcurl/CurlEnvironment.h"
 #include "velcurl/CurlProgram.h"

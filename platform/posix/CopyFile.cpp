@@ -7,6 +7,10 @@
 #include <unistd.h>
 
 #include "base/FileDescriptor.h"
+#include "base/FileIdentity.h"
+#include "base/ReadAll.h"
+#include "base/TextBuilder.h"
+#include "base/WriteAll.h"
 
 namespace {
 
@@ -22,7 +26,8 @@ const mode_t kCrashDataMode = 0600;  // traces and reports are for their owner o
 class TemporaryName {
   public:
     void set(int number) {
-        snprintf(m_text, sizeof m_text, ".crashcopy_%d_%d_%d", getpid(), gettid(), number);
+        hcrpt::TextBuilder name(m_text, sizeof m_text);
+        name.add(".crashcopy_").add(getpid()).add("_").add(gettid()).add("_").add(number);
     }
     const char* text() const { return m_text; }
 
@@ -35,25 +40,13 @@ int openFile(int directory, const char* name, int flags) {
     return static_cast<int>(fd);
 }
 
-bool writeAll(int fd, const char* data, std::size_t size) {
-    while (size > 0) {
-        const ssize_t written = write(fd, data, size);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return false;
-        data += written;
-        size -= static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
 bool copyContent(int from, int to) {
     for (;;) {
         char buffer[kBufferBytes];
-        const ssize_t got = read(from, buffer, sizeof buffer);
-        if (got < 0 && errno == EINTR) continue;
+        const ssize_t got = hcrpt::readSome(from, buffer, sizeof buffer);
         if (got < 0) return false;
         if (got == 0) return true;
-        if (!writeAll(to, buffer, static_cast<std::size_t>(got))) return false;
+        if (!hcrpt::writeAll(to, buffer, static_cast<std::size_t>(got))) return false;
     }
 }
 
@@ -102,10 +95,6 @@ class TemporaryFile {
     bool m_isThere = false;
 };
 
-bool isSameFile(const struct stat& one, const struct stat& other) {
-    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
-}
-
 }  // namespace
 
 bool copyFileToDirectory(const std::string& path, const std::string& directory,
@@ -125,7 +114,7 @@ bool copyFileToDirectory(const std::string& path, const std::string& directory,
     struct stat there = {};
     if (fstatat(target.get(), name, &there, AT_SYMLINK_NOFOLLOW) == 0) {
         if (mode == HUTFile::COPY_KEEP) return false;
-        if (isSameFile(from, there)) return true;  // the file itself: nothing to do
+        if (hcrpt::isSameFile(from, there)) return true;  // the file itself: nothing to do
     }
     TemporaryFile copy(target.get());
     if (!copy.isThere() || !copyContent(source.get(), copy.get()) || !copy.close()) return false;

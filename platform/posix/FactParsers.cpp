@@ -4,6 +4,8 @@
 #include <sstream>
 #include <vector>
 
+#include "base/ControlCharacters.h"
+
 namespace facts {
 namespace {
 
@@ -19,9 +21,6 @@ bool isDigit(char c) {
 }
 bool isBeyondAscii(char c) {
     return static_cast<unsigned char>(c) >= 0x80;
-}
-bool isControl(char c) {
-    return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 char toLower(char c) {
     return isUpper(c) ? static_cast<char>(c - 'A' + 'a') : c;
@@ -58,7 +57,7 @@ std::vector<std::string> split(const std::string& text, char separator) {
 
 bool isUsableUserName(const std::string& name) {
     return !name.empty() && name.find('/') == std::string::npos &&
-           std::none_of(name.begin(), name.end(), isControl);
+           std::none_of(name.begin(), name.end(), hcrpt::isControl);
 }
 
 // A domain may come from the network's address service and is put unquoted into a command line.

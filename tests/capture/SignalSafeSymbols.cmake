@@ -31,11 +31,10 @@ signal_safe_symbols(StandardDescriptors fcntl open)
 signal_safe_symbols(CrashOutput poll stdout ftrylockfile funlockfile fileno_unlocked __fpending)
 signal_safe_symbols(CrashHandler _exit pthread_setcancelstate getrlimit setrlimit)
 signal_safe_symbols(CrashStack mmap mprotect sysconf)
-signal_safe_symbols(ModuleLines open read close)
+signal_safe_symbols(ModuleLines open close)
 signal_safe_symbols(RawTrace open close getpid lseek ftruncate fsync backtrace)
 signal_safe_symbols(FrameLines backtrace_symbols_fd dladdr1 writev)
 signal_safe_symbols(Interruption memcmp _Unwind_Backtrace _Unwind_GetCFA _Unwind_GetIP)
-signal_safe_symbols(SafeFormat)
 # The string, a short one without memory of its own, is for getHandler(), which is asked only where
 # no handler has been made.
 signal_safe_symbols(StackTraceTxtLog open close _ZdlPv _ZdlPvm

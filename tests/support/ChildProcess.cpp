@@ -14,7 +14,7 @@
 #include <fstream>
 #include <thread>
 
-#include "utils/ProcessEnd.h"
+#include "base/ProcessEnd.h"
 
 namespace test_support {
 namespace {

@@ -28,10 +28,5 @@ TEST(ShellTextTest, WhatCountsAsPlainReachesAProgramThroughAShellAsItStands) {
     EXPECT_TRUE(isPlainInDoubleQuotes(""));
 }
 
-TEST(ShellTextTest, ControlCharactersDoNotReachALine) {
-    EXPECT_EQ(onOneLine("a\nb\r\tc\x1b[0m\x7f z\xc3\xa4"), "a?b??c?[0m? z\xc3\xa4");
-    EXPECT_EQ(onOneLine(""), "");
-}
-
 }  // namespace
 }  // namespace hcrpt

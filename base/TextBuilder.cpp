@@ -1,4 +1,5 @@
-#include "capture/SafeFormat.h"
+// Runs on the 8 KiB alternate stack: small frames, no heap, no stdio, no strings.
+#include "base/TextBuilder.h"
 
 #include <cstring>
 
@@ -24,17 +25,23 @@ TextBuilder& TextBuilder::add(const char* text, std::size_t length) {
 }
 
 TextBuilder& TextBuilder::add(int number) {
-    char digits[12] = {};  // a sign, ten digits, a zero
-    char* next = digits + sizeof digits;
-    *--next = '\0';
+    if (number >= 0) return addDigits(static_cast<unsigned>(number), 10);
     // Negated as unsigned, since the smallest int has no positive counterpart.
-    unsigned rest = number < 0 ? 0U - static_cast<unsigned>(number) : static_cast<unsigned>(number);
+    return add("-").addDigits(0U - static_cast<unsigned>(number), 10);
+}
+
+TextBuilder& TextBuilder::addHex(std::uintptr_t number) {
+    return add("0x").addDigits(number, 16);
+}
+
+TextBuilder& TextBuilder::addDigits(std::uintptr_t number, unsigned base) {
+    char digits[20];  // the largest number has as many decimal digits
+    char* next = digits + sizeof digits;
     do {
-        *--next = static_cast<char>('0' + rest % 10);
-        rest /= 10;
-    } while (rest != 0);
-    if (number < 0) *--next = '-';
-    return add(next);
+        *--next = "0123456789abcdef"[number % base];
+        number /= base;
+    } while (number != 0);
+    return add(next, static_cast<std::size_t>(digits + sizeof digits - next));
 }
 
 }  // namespace hcrpt

@@ -1,9 +1,11 @@
 #include <gtest/gtest.h>
 
 #include <climits>
+#include <cstdint>
 #include <string>
+#include <utility>
 
-#include "capture/SafeFormat.h"
+#include "base/TextBuilder.h"
 
 using hcrpt::TextBuilder;
 
@@ -31,6 +33,20 @@ TEST(TextBuilderTest, WritesEveryKindOfNumber) {
         text.add(number);
         EXPECT_EQ(std::to_string(number), text.text());
         EXPECT_EQ(std::to_string(number).size(), text.length());
+    }
+}
+
+TEST(TextBuilderTest, WritesHexadecimalNumbers) {
+    for (const auto& [number, expected] : {std::pair<std::uintptr_t, const char*>{0, "0x0"},
+                                           {9, "0x9"},
+                                           {10, "0xa"},
+                                           {15, "0xf"},
+                                           {16, "0x10"},
+                                           {0x7f3a2c5d4e5f, "0x7f3a2c5d4e5f"},
+                                           {UINTPTR_MAX, "0xffffffffffffffff"}}) {
+        char buffer[32];
+        TextBuilder text(buffer, sizeof buffer);
+        EXPECT_STREQ(expected, text.addHex(number).text());
     }
 }
 

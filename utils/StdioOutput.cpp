@@ -1,23 +1,11 @@
 // Runs on the 8 KiB alternate stack: small frames, no heap, no strings.
-#include "utils/WholeOutput.h"
+#include "utils/StdioOutput.h"
 
 #include <stdio_ext.h>
-#include <unistd.h>
 
-#include <cerrno>
+#include "base/WriteAll.h"
 
 namespace hcrpt {
-
-bool writeAll(int fd, const char* data, std::size_t length) {
-    while (length > 0) {
-        const ssize_t written = write(fd, data, length);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return false;  // a device that takes nothing would be asked for ever
-        data += written;
-        length -= static_cast<std::size_t>(written);
-    }
-    return true;
-}
 
 namespace {
 
