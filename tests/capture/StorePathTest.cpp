@@ -19,12 +19,6 @@ std::string storePath() {
     return buffer;
 }
 
-mode_t modeOf(const std::string& path) {
-    struct stat status = {};
-    EXPECT_EQ(0, stat(path.c_str(), &status)) << path;
-    return status.st_mode & 07777;
-}
-
 TEST(StorePathTest, IsTheOneOfTheSettingsWhateverTheEnvironment) {
     for (const char* info :
          {"/home/u/proj:42", "/home/u/proj:4:2", "/home/u/proj", "/home/u/proj:", ":42", ":", ""}) {

@@ -53,9 +53,7 @@ TEST_F(SessionLockTest, IsAFileForItsOwnerOnly) {
     const mode_t before = umask(0);
     EXPECT_EQ(lock.take(), Outcome::taken);
     umask(before);
-    struct stat status = {};
-    ASSERT_EQ(stat((sessionDirectory + "/reporter.lock").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777U, 0600U);
+    EXPECT_EQ(test_support::modeOf(sessionDirectory + "/reporter.lock"), 0600U);
 }
 
 TEST_F(SessionLockTest, OneThatIsKilledLeavesItFree) {

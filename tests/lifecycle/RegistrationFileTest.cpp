@@ -73,9 +73,7 @@ TEST_F(RegistrationFileTest, AFreshSessionGetsAnEmptyFileAndTheLogSaysSo) {
 
 TEST_F(RegistrationFileTest, TheFileIsForItsOwnerOnlyWhateverTheUmask) {
     create();
-    struct stat status = {};
-    ASSERT_EQ(stat(registrations.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777u, 0600u);
+    EXPECT_EQ(test_support::modeOf(registrations), 0600u);
 }
 
 TEST_F(RegistrationFileTest, TheFileIsClosedAgain) {

@@ -56,47 +56,37 @@ TEST(GetTestcaseTest, WithoutScriptIsEmptyInsideAndOutside) {
 }
 
 TEST(GuiStrDumpTest, EachLineIsALeafInFileOrder) {
-    TempDir dir;
-    writeFile(dir / "dump", "first\n\n  second  \nlast without end");
-    Manager manager;
-    EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));
-    EXPECT_EQ(Texts{"GuiStrDump[first, ,   second  , last without end]"},
-              treeTexts(manager.getTable()));
+    const std::pair<const char*, const char*> rows[] = {
+        {"first\n\n  second  \nlast without end",
+         "GuiStrDump[first, ,   second  , last without end]"},
+        {"", "GuiStrDump"}};
+    for (const auto& [content, text] : rows) {
+        TempDir dir;
+        writeFile(dir / "dump", content);
+        Manager manager;
+        EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));
+        EXPECT_EQ(Texts{text}, treeTexts(manager.getTable()));
+    }
 }
 
-TEST(GuiStrDumpTest, EmptyFileGivesATableWithoutLeaves) {
+TEST(GuiStrDumpTest, FileThatIsMissingOrCannotBeOpenedAddsNothingAndSaysNothing) {
     TempDir dir;
-    writeFile(dir / "dump", "");
-    Manager manager;
-    EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));
-    EXPECT_EQ(Texts{"GuiStrDump"}, treeTexts(manager.getTable()));
+    SystemSpy spy;
+    StdoutCapture output;
+    for (const bool isThere : {false, true}) {
+        if (isThere) writeFile(dir / "dump", "line\n");
+        if (isThere) spy.files[dir / "dump"] = std::nullopt;
+        Manager manager;
+        EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));
+        EXPECT_TRUE(manager.getTable().empty());
+    }
+    EXPECT_EQ("", output.text());
 }
 
 TEST(GuiStrDumpTest, EmptyPathAddsNothing) {
     Manager manager;
     EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(""));
     EXPECT_TRUE(manager.getTable().empty());
-}
-
-TEST(GuiStrDumpTest, MissingFileAddsNothingAndSaysNothing) {
-    TempDir dir;
-    StdoutCapture output;
-    Manager manager;
-    EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));
-    EXPECT_TRUE(manager.getTable().empty());
-    EXPECT_EQ("", output.text());
-}
-
-TEST(GuiStrDumpTest, FileThatCannotBeOpenedAddsNothingAndSaysNothing) {
-    TempDir dir;
-    writeFile(dir / "dump", "line\n");
-    SystemSpy spy;
-    spy.files[dir / "dump"] = std::nullopt;
-    StdoutCapture output;
-    Manager manager;
-    EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));
-    EXPECT_TRUE(manager.getTable().empty());
-    EXPECT_EQ("", output.text());
 }
 
 TEST(GuiStrDumpTest, DumpThatExhaustsTheArenaIsMissingWithoutAWord) {

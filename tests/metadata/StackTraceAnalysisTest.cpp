@@ -88,10 +88,6 @@ TEST(StackTraceAnalysisTest, LogThatCannotBeOpenedSaysSoAndAddsAnEmptyTrace) {
     EXPECT_EQ(Texts{"stacktrace"}, treeTexts(manager.getTable()));
 }
 
-TEST(StackTraceAnalysisTest, EmptyLogGivesEmptyItems) {
-    EXPECT_EQ((Texts{"subSystem[]", "functionName[]"}), analysisOf({}));
-}
-
 TEST(StackTraceAnalysisTest, LastLineWithoutEndIsKept) {
     TempDir dir;
     writeFile(dir / "log", "one\ntwo");
@@ -131,69 +127,67 @@ TEST(StackTraceAnalysisTest, LogThatExhaustsTheArenaKeepsWhatItToldBefore) {
 
 // --- Choice of the frame -------------------------------------------------------------------------
 
-TEST(StackTraceAnalysisTest, WithoutInHouseFrameSubsystemAndFunctionAreEmpty) {
-    EXPECT_EQ((Texts{"subSystem[]", "functionName[]"}),
-              analysisOf({"/lib/libc.so.6(abort+0x12)[0x1]", "prog(main+0x1)[0x2]"}));
+struct Choice {
+    const char* name;
+    Texts log;
+    Texts items;
+};
+void PrintTo(const Choice& choice, std::ostream* out) {
+    *out << choice.name;
 }
 
-TEST(StackTraceAnalysisTest, OnlyTheFirstAcceptableFrameIsRecorded) {
-    EXPECT_EQ((Texts{"subSystem[A]", "functionName[f()]"}),
-              analysisOf({"libzeb_A.so(f()+0x1)[0x1]", "libzeb_B.so(g()+0x1)[0x2]",
-                          "libzeb_A.so(h()+0x1)[0x3]"}));
+const Texts kNoItems = {"subSystem[]", "functionName[]"};
+const Texts kItemsOfA = {"subSystem[A]", "functionName[f()]"};
+
+class StackTraceChoiceTest : public testing::TestWithParam<Choice> {};
+
+TEST_P(StackTraceChoiceTest, GivesTheItems) {
+    EXPECT_EQ(GetParam().items, analysisOf(GetParam().log));
 }
 
-TEST(StackTraceAnalysisTest, OnlyStandardLibraryFramesGiveTheFirstSubsystemAndNoFunction) {
-    EXPECT_EQ(
-        (Texts{"subSystem[A]", "functionName[]"}),
-        analysisOf({"libzeb_A.so(std::sort()+0x1)[0x1]", "libzeb_B.so(std::map()+0x1)[0x2]"}));
-}
-
-TEST(StackTraceAnalysisTest, AcceptedFrameShowsItsOwnSubsystemNotTheCarriedOne) {
-    EXPECT_EQ((Texts{"subSystem[B]", "functionName[g()]"}),
-              analysisOf({"libzeb_A.so(std::sort()+0x1)[0x1]", "libzeb_B.so(g()+0x1)[0x2]"}));
-}
-
-TEST(StackTraceAnalysisTest, FramesOfThisLibraryAreSkipped) {
-    EXPECT_EQ((Texts{"subSystem[]", "functionName[]"}),
-              analysisOf({"libzeb_HCrashReporter.so(f()+0x1)[0x1]"}));
-    EXPECT_EQ((Texts{"subSystem[]", "functionName[]"}),
-              analysisOf({"libzeb_A.so(HCrashReporter::f()+0x1)[0x1]"}));
-}
-
-// The word may stand anywhere in the line: a program's own function counts, too.
-TEST(StackTraceAnalysisTest, LineThatContainsTheInHouseWordAnywhereIsJudged) {
-    EXPECT_EQ((Texts{"subSystem[]", "functionName[f()]"}),
-              analysisOf({"/opt/libzeb_dir/prog(f()+0x1)[0x1]"}));
-}
-
-TEST(StackTraceAnalysisTest, FrameOfALibraryWithoutUnderscoreIsJudged) {
-    EXPECT_EQ((Texts{"subSystem[Router]", "functionName[f()]"}),
-              analysisOf({"/opt/lib/libzebRouter.so(f()+0x1)[0x1]"}));
-}
-
-TEST(StackTraceAnalysisTest, TwoErrorLinesGiveTwoSignalNumbers) {
-    EXPECT_EQ((Texts{"signalNumber[11]", "signalNumber[6]", "subSystem[A]", "functionName[f()]"}),
-              analysisOf({"# An unexpected error has occurred (11)",
-                          "# An unexpected error has occurred (6)", "libzeb_A.so(f()+0x1)[0x1]"}));
-}
-
-TEST(StackTraceAnalysisTest, ItemsStandInTheOrderInWhichTheirLinesAreMet) {
-    EXPECT_EQ((Texts{"subSystem[A]", "functionName[f()]", "signalNumber[11]"}),
-              analysisOf({"libzeb_A.so(f()+0x1)[0x1]", "# An unexpected error has occurred (11)"}));
-}
-
-TEST(StackTraceAnalysisTest, ErrorLineNeedsItsExactWords) {
-    EXPECT_EQ(
-        (Texts{"subSystem[]", "functionName[]"}),
-        analysisOf({"# an unexpected error has occurred (11)", "# An unexpected error (11)"}));
-}
-
-TEST(StackTraceAnalysisTest, ErrorLineMayBeAFrame) {
-    EXPECT_EQ((Texts{"signalNumber[f]", "subSystem[A]",
-                     "functionName[f) An unexpected error has "
-                     "occurred]"}),
-              analysisOf({"libzeb_A.so(f) An unexpected error has occurred+"}));
-}
+INSTANTIATE_TEST_SUITE_P(
+    Table, StackTraceChoiceTest,
+    testing::Values(
+        Choice{"EmptyLog", {}, kNoItems},
+        Choice{
+            "NoInHouseFrame", {"/lib/libc.so.6(abort+0x12)[0x1]", "prog(main+0x1)[0x2]"}, kNoItems},
+        Choice{
+            "OnlyTheFirstAcceptableFrame",
+            {"libzeb_A.so(f()+0x1)[0x1]", "libzeb_B.so(g()+0x1)[0x2]", "libzeb_A.so(h()+0x1)[0x3]"},
+            kItemsOfA},
+        Choice{"OnlyStandardLibraryFramesGiveTheFirstSubsystemAndNoFunction",
+               {"libzeb_A.so(std::sort()+0x1)[0x1]", "libzeb_B.so(std::map()+0x1)[0x2]"},
+               {"subSystem[A]", "functionName[]"}},
+        Choice{"AcceptedFrameShowsItsOwnSubsystemNotTheCarriedOne",
+               {"libzeb_A.so(std::sort()+0x1)[0x1]", "libzeb_B.so(g()+0x1)[0x2]"},
+               {"subSystem[B]", "functionName[g()]"}},
+        Choice{
+            "FramesOfThisLibraryAreSkipped", {"libzeb_HCrashReporter.so(f()+0x1)[0x1]"}, kNoItems},
+        Choice{"FunctionsOfThisLibraryAreSkipped",
+               {"libzeb_A.so(HCrashReporter::f()+0x1)[0x1]"},
+               kNoItems},
+        // A program's own function counts, too.
+        Choice{"TheInHouseWordMayStandAnywhereInTheLine",
+               {"/opt/libzeb_dir/prog(f()+0x1)[0x1]"},
+               {"subSystem[]", "functionName[f()]"}},
+        Choice{"LibraryWithoutUnderscore",
+               {"/opt/lib/libzebRouter.so(f()+0x1)[0x1]"},
+               {"subSystem[Router]", "functionName[f()]"}},
+        Choice{"TwoErrorLinesGiveTwoSignalNumbers",
+               {"# An unexpected error has occurred (11)", "# An unexpected error has occurred (6)",
+                "libzeb_A.so(f()+0x1)[0x1]"},
+               {"signalNumber[11]", "signalNumber[6]", "subSystem[A]", "functionName[f()]"}},
+        Choice{"ItemsStandInTheOrderInWhichTheirLinesAreMet",
+               {"libzeb_A.so(f()+0x1)[0x1]", "# An unexpected error has occurred (11)"},
+               {"subSystem[A]", "functionName[f()]", "signalNumber[11]"}},
+        Choice{"ErrorLineNeedsItsExactWords",
+               {"# an unexpected error has occurred (11)", "# An unexpected error (11)"},
+               kNoItems},
+        Choice{"ErrorLineMayBeAFrame",
+               {"libzeb_A.so(f) An unexpected error has occurred+"},
+               {"signalNumber[f]", "subSystem[A]",
+                "functionName[f) An unexpected error has occurred]"}}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 // --- One frame -------------------------------------------------------------------------------
 

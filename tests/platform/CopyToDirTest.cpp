@@ -20,12 +20,6 @@ namespace {
 using namespace test_support;
 using Names = std::vector<std::string>;
 
-mode_t modeOf(const std::string& path) {
-    struct stat status = {};
-    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
-    return status.st_mode & 07777;
-}
-
 class CopyToDirTest : public testing::Test {
   protected:
     void SetUp() override { ASSERT_TRUE(HUTFile(m_store).mkDir()); }

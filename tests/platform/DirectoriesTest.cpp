@@ -12,12 +12,6 @@ namespace {
 
 using namespace test_support;
 
-mode_t modeOf(const std::string& path) {
-    struct stat status = {};
-    EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
-    return status.st_mode & 07777;
-}
-
 class DirectoriesTest : public testing::Test {
   protected:
     void SetUp() override { HUTPlatform::setProduct({"Designer", "", 0, ""}); }

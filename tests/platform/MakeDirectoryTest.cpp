@@ -14,12 +14,6 @@ namespace {
 
 using namespace test_support;
 
-mode_t modeOf(const std::string& path) {
-    struct stat status = {};
-    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
-    return status.st_mode & 07777;
-}
-
 TEST(MkDirTest, MakesOneLevelOnly) {
     const TempDir dir;
     EXPECT_TRUE(HUTFile(dir / "a").mkDir());

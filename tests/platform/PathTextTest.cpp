@@ -1,43 +1,49 @@
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "posix/PathText.h"
 
 namespace {
 
+/// Paths, and what an operation makes of them.
+struct Row {
+    const char* path;
+    const char* result;
+};
+
+template <class Operation, std::size_t N>
+void expectRows(Operation operation, const Row (&rows)[N]) {
+    for (const Row& row : rows)
+        EXPECT_EQ(operation(row.path), row.result) << "'" << row.path << "'";
+}
+
 TEST(PathTextTest, TrailingSlashesGoButTheRootStays) {
-    EXPECT_EQ(path_text::withoutTrailingSlashes("/a/b//"), "/a/b");
-    EXPECT_EQ(path_text::withoutTrailingSlashes("a"), "a");
-    EXPECT_EQ(path_text::withoutTrailingSlashes("///"), "/");
-    EXPECT_EQ(path_text::withoutTrailingSlashes(""), "");
+    expectRows(path_text::withoutTrailingSlashes,
+               {{"/a/b//", "/a/b"}, {"a", "a"}, {"///", "/"}, {"", ""}});
 }
 
 TEST(PathTextTest, TheLastComponentDoesNotCountSlashesBehindIt) {
-    EXPECT_EQ(path_text::lastComponent("/a/b.log"), "b.log");
-    EXPECT_EQ(path_text::lastComponent("/a/b/"), "b");
-    EXPECT_EQ(path_text::lastComponent("b"), "b");
-    EXPECT_EQ(path_text::lastComponent("/"), "");
-    EXPECT_EQ(path_text::lastComponent(""), "");
+    expectRows(path_text::lastComponent,
+               {{"/a/b.log", "b.log"}, {"/a/b/", "b"}, {"b", "b"}, {"/", ""}, {"", ""}});
 }
 
 TEST(PathTextTest, TheParentOfABareNameIsTheWorkingDirectory) {
-    EXPECT_EQ(path_text::parentDirectory("b"), ".");
-    EXPECT_EQ(path_text::parentDirectory("/b"), "/");
-    EXPECT_EQ(path_text::parentDirectory("/a//b/"), "/a");
-    EXPECT_EQ(path_text::parentDirectory("a/b"), "a");
+    expectRows(path_text::parentDirectory,
+               {{"b", "."}, {"/b", "/"}, {"/a//b/", "/a"}, {"a/b", "a"}});
 }
 
 TEST(PathTextTest, TheRootIsAboveTheDirectoryOfThePrograms) {
-    EXPECT_EQ(path_text::installationRoot("/opt/p/bin/unwrapped/lnx64.o/host"), "/opt/p");
-    EXPECT_EQ(path_text::installationRoot("/bin/unwrapped/lnx64.o/host"), "/");
+    expectRows(path_text::installationRoot, {{"/opt/p/bin/unwrapped/lnx64.o/host", "/opt/p"},
+                                             {"/bin/unwrapped/lnx64.o/host", "/"}});
 }
 
 TEST(PathTextTest, AProgramElsewhereHasItsOwnDirectoryAsRoot) {
-    EXPECT_EQ(path_text::installationRoot("/usr/bin/host"), "/usr/bin");
-    EXPECT_EQ(path_text::installationRoot("/opt/bin/unwrapped/lnx64.o/deeper/host"),
-              "/opt/bin/unwrapped/lnx64.o/deeper");
-    EXPECT_EQ(path_text::installationRoot("/opt/xbin/unwrapped/lnx64.o/host"),
-              "/opt/xbin/unwrapped/lnx64.o");
-    EXPECT_EQ(path_text::installationRoot(""), "");
+    expectRows(path_text::installationRoot,
+               {{"/usr/bin/host", "/usr/bin"},
+                {"/opt/bin/unwrapped/lnx64.o/deeper/host", "/opt/bin/unwrapped/lnx64.o/deeper"},
+                {"/opt/xbin/unwrapped/lnx64.o/host", "/opt/xbin/unwrapped/lnx64.o"},
+                {"", ""}});
 }
 
 }  // namespace

@@ -123,9 +123,7 @@ TEST_F(RecoveredReportTest, OfATraceThatExhaustsTheArenaTheMarkIsKept) {
 
 TEST_F(RecoveredReportTest, AppearsWholeAndForItsOwnerOnly) {
     report();
-    struct stat status = {};
-    ASSERT_EQ(stat((store + "/" + kName).c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+    EXPECT_EQ(test_support::modeOf(store + "/" + kName), 0600U);
     EXPECT_EQ(test_support::namesIn(store),
               (Texts{kName, "hs_err_pid4194305.log", "hs_mangled_err_pid4194305.log",
                      "processRegFile.txt"}));

@@ -25,11 +25,6 @@ using Names = std::vector<std::string>;
 
 constexpr uid_t kSomeOrdinaryUser = 65534;
 
-mode_t permissionsOf(const std::string& path) {
-    struct stat status = {};
-    return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
-}
-
 constexpr rlim_t kRoom = 10;
 /// The first waits in the stream's buffer until the file is closed, the second is too long for it.
 const std::string kTooLongContents[] = {std::string(25, 'x'), std::string(100000, 'x')};
@@ -100,7 +95,7 @@ TEST(AtomicFileTest, IsForItsOwnerOnlyWhateverWasThereBefore) {
     for (const char* name : {"old", "new"}) {
         AtomicFile file(dir / name);
         ASSERT_TRUE(file.commit());
-        EXPECT_EQ(permissionsOf(dir / name), 0600U) << name;
+        EXPECT_EQ(modeOf(dir / name), 0600U) << name;
     }
 }
 
@@ -265,7 +260,7 @@ TEST(AtomicFileTest, WhatIsNoFileIsWrittenNotReplaced) {
     close(reader);
     EXPECT_TRUE(fs::is_fifo(fs::symlink_status(dir / "pipe")));
     EXPECT_TRUE(fs::is_symlink(dir / "link"));
-    EXPECT_EQ(permissionsOf(dir / "pipe"), 0644U);
+    EXPECT_EQ(modeOf(dir / "pipe"), 0644U);
     EXPECT_EQ(test_support::namesIn(dir.path()), (Names{"link", "pipe"}));
 }
 

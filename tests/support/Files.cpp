@@ -1,6 +1,7 @@
 #include "support/Files.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -41,6 +42,12 @@ std::vector<std::string> namesWithPrefix(const std::string& directory, const std
     for (const std::string& name : namesIn(directory))
         if (name.rfind(prefix, 0) == 0) names.push_back(name);
     return names;
+}
+
+mode_t modeOf(const std::string& path) {
+    struct stat status = {};
+    EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 07777;
 }
 
 std::size_t timesIn(const std::string& text, const std::string& part) {

@@ -2,6 +2,8 @@
 /// Files as a test writes and reads them.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 #include <vector>
 
@@ -17,6 +19,9 @@ void writeFile(const std::string& path, const std::string& content);
 std::vector<std::string> namesIn(const std::string& directory);
 /// Those that begin so; none without the directory.
 std::vector<std::string> namesWithPrefix(const std::string& directory, const std::string& prefix);
+
+/// Permissions of a file, not of what a link leads to; fails the test when there is none.
+mode_t modeOf(const std::string& path);
 
 /// How often a part stands in a text.
 std::size_t timesIn(const std::string& text, const std::string& part);

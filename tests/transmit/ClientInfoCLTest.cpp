@@ -6,6 +6,7 @@
 #include "support/ScopedFakePlatform.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
+#include "transmit/PlainFields.h"
 
 namespace {
 
@@ -129,71 +130,14 @@ TEST_F(ClientInfoCLTest, NothingHandsOutARegistrationIdOrACoreDumpDirectory) {
     EXPECT_EQ(info.probeAndGetTempDir(), temporary);
 }
 
-TEST_F(ClientInfoCLTest, EachSetterChangesItsOwnFieldOnlyAndNeitherChecksNorTrims) {
+TEST_F(ClientInfoCLTest, ItsFieldsArePlainTexts) {
     StdoutCapture output;
-    ClientInfoCL info;
-    info.setRegId(" r ");
-    info.setCoreDumpDir("c\n");
-    info.setTempDir("t");
-    info.setProxy("p q");
-    info.setCacert("missing.pem");
-    EXPECT_EQ(info.getRegId(), " r ");
-    EXPECT_EQ(info.getCoreDumpDir(), "c\n");
-    EXPECT_EQ(info.getTempDir(), "t");
-    EXPECT_EQ(info.getProxy(), "p q");
-    EXPECT_EQ(info.getCacert(), "missing.pem");
-}
-
-ClientInfoCL filled() {
-    ClientInfoCL info;
-    info.setRegId("r");
-    info.setCoreDumpDir("c");
-    info.setProxy("p");
-    info.setCacert("f");
-    return info;
-}
-
-TEST_F(ClientInfoCLTest, AssigningAFieldToItselfChangesNothing) {
-    StdoutCapture output;
-    ClientInfoCL info = filled();
-    info.setRegId(info.getRegId());
-    info.setCoreDumpDir(info.getCoreDumpDir());
-    info.setTempDir(info.getTempDir());
-    info.setProxy(info.getProxy());
-    info.setCacert(info.getCacert());
-    EXPECT_EQ(info.getRegId(), "r");
-    EXPECT_EQ(info.getCoreDumpDir(), "c");
-    EXPECT_EQ(info.getTempDir(), temporary);
-    EXPECT_EQ(info.getProxy(), "p");
-    EXPECT_EQ(info.getCacert(), "f");
-}
-
-TEST_F(ClientInfoCLTest, WhatAGetterGaveStaysWhenTheFieldChanges) {
-    StdoutCapture output;
-    ClientInfoCL info = filled();
-    const std::string& regId = info.getRegId();
-    const std::string& coreDumpDir = info.getCoreDumpDir();
-    const std::string& tempDir = info.getTempDir();
-    const std::string& proxy = info.getProxy();
-    const std::string& cacert = info.getCacert();
-    info.setRegId("");
-    info.setCoreDumpDir("");
-    info.setTempDir("");
-    info.setProxy("");
-    info.setCacert("");
-    EXPECT_EQ(regId, "r");
-    EXPECT_EQ(coreDumpDir, "c");
-    EXPECT_EQ(tempDir, temporary);
-    EXPECT_EQ(proxy, "p");
-    EXPECT_EQ(cacert, "f");
-}
-
-TEST_F(ClientInfoCLTest, ACopyIsIndependent) {
-    StdoutCapture output;
-    ClientInfoCL info;
-    const ClientInfoCL copy = info;
-    info.setTempDir("after");
-    EXPECT_EQ(copy.getTempDir(), temporary);
+    transmit_test::expectPlainFields<ClientInfoCL>(
+        {{&ClientInfoCL::setRegId, &ClientInfoCL::getRegId},
+         {&ClientInfoCL::setCoreDumpDir, &ClientInfoCL::getCoreDumpDir},
+         {&ClientInfoCL::setTempDir, &ClientInfoCL::getTempDir},
+         {&ClientInfoCL::setProxy, &ClientInfoCL::getProxy},
+         {&ClientInfoCL::setCacert, &ClientInfoCL::getCacert}});
 }
 
 }  // namespace

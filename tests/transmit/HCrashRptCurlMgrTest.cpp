@@ -11,6 +11,7 @@
 namespace {
 
 using namespace test_support;
+using Words = std::vector<std::string>;
 
 constexpr char kSuccess[] = "HTTP/1.1 200 OK";
 
@@ -371,46 +372,36 @@ TEST_F(HCrashRptCurlMgrTest, ALogThatIsADirectoryIsASilentFailure) {
     EXPECT_EQ(output.text(), "");
 }
 
-TEST_F(HCrashRptCurlMgrTest, AnEmptyLogIsAFailureWithNothingToEcho) {
-    writeFile(log, "");
-    StdoutCapture output;
-    EXPECT_FALSE(HCrashRptCurlMgr::isUploadSuccess(log));
-    EXPECT_EQ(output.text(), "");
-}
-
-TEST_F(HCrashRptCurlMgrTest, ALogWhoseFirstLineShowsSuccessEchoesThatLineOnly) {
-    writeFile(log, "HTTP/1.1 200 OK\nsecond\nthird\n");
-    StdoutCapture output;
-    EXPECT_TRUE(HCrashRptCurlMgr::isUploadSuccess(log));
-    EXPECT_EQ(output.flushedText(), "[Crash Reporter] CURL LOG: HTTP/1.1 200 OK\n");
-}
-
-TEST_F(HCrashRptCurlMgrTest, TheEchoStopsAtTheMatchAnywhereInALine) {
-    writeFile(log, "* Connected\n\n< HTTP/1.1 200 OK\r\n< Date: today\n");
-    StdoutCapture output;
-    EXPECT_TRUE(HCrashRptCurlMgr::isUploadSuccess(log));
-    EXPECT_EQ(output.flushedText(),
-              "[Crash Reporter] CURL LOG: * Connected\n"
-              "[Crash Reporter] CURL LOG: \n"
-              "[Crash Reporter] CURL LOG: < HTTP/1.1 200 OK\r\n");
-}
-
-TEST_F(HCrashRptCurlMgrTest, ALastLineWithoutLineFeedCounts) {
-    writeFile(log, "first\nHTTP/1.1 200 OK");
-    StdoutCapture output;
-    EXPECT_TRUE(HCrashRptCurlMgr::isUploadSuccess(log));
-    EXPECT_EQ(output.flushedText(),
-              "[Crash Reporter] CURL LOG: first\n"
-              "[Crash Reporter] CURL LOG: HTTP/1.1 200 OK\n");
-}
-
-TEST_F(HCrashRptCurlMgrTest, ASuccessLineBrokenInTwoIsNone) {
-    writeFile(log, "HTTP/1.1 200\n OK\n");
-    StdoutCapture output;
-    EXPECT_FALSE(HCrashRptCurlMgr::isUploadSuccess(log));
-    EXPECT_EQ(output.flushedText(),
-              "[Crash Reporter] CURL LOG: HTTP/1.1 200\n"
-              "[Crash Reporter] CURL LOG:  OK\n");
+TEST_F(HCrashRptCurlMgrTest, ALogIsEchoedUpToTheLineThatShowsSuccess) {
+    struct Case {
+        const char* title;
+        const char* log;
+        bool success;
+        Words echoed;
+    };
+    const Case cases[] = {
+        {"empty", "", false, {}},
+        {"in the first line", "HTTP/1.1 200 OK\nsecond\nthird\n", true, {"HTTP/1.1 200 OK"}},
+        {"anywhere in a line",
+         "* Connected\n\n< HTTP/1.1 200 OK\r\n< Date: today\n",
+         true,
+         {"* Connected", "", "< HTTP/1.1 200 OK\r"}},
+        {"a last line without line feed",
+         "first\nHTTP/1.1 200 OK",
+         true,
+         {"first", "HTTP/1.1 200 OK"}},
+        {"broken in two", "HTTP/1.1 200\n OK\n", false, {"HTTP/1.1 200", " OK"}},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(each.title);
+        writeFile(log, each.log);
+        StdoutCapture output;
+        EXPECT_EQ(HCrashRptCurlMgr::isUploadSuccess(log), each.success);
+        std::string echo;
+        for (const std::string& line : each.echoed)
+            echo += "[Crash Reporter] CURL LOG: " + line + "\n";
+        EXPECT_EQ(output.flushedText(), echo);
+    }
 }
 
 }  // namespace

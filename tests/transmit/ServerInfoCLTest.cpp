@@ -3,6 +3,7 @@
 #include <type_traits>
 
 #include "hcrpt/HCrashRptTransmit.h"
+#include "transmit/PlainFields.h"
 
 namespace {
 
@@ -17,51 +18,11 @@ TEST(ServerInfoCLTest, IsEmptyAtFirst) {
     EXPECT_EQ(info.getAccess(), "");
 }
 
-TEST(ServerInfoCLTest, EachSetterChangesItsOwnFieldOnlyAndNeitherChecksNorTrims) {
-    ServerInfoCL info;
-    info.setUrl(" no url ");
-    info.setDomainName("domain\t");
-    info.setAccess("far too long for an access code");
-    EXPECT_EQ(info.getUrl(), " no url ");
-    EXPECT_EQ(info.getDomainName(), "domain\t");
-    EXPECT_EQ(info.getAccess(), "far too long for an access code");
-}
-
-TEST(ServerInfoCLTest, AssigningAFieldToItselfChangesNothing) {
-    ServerInfoCL info;
-    info.setUrl("https://u");
-    info.setDomainName("d");
-    info.setAccess("a");
-    info.setUrl(info.getUrl());
-    info.setDomainName(info.getDomainName());
-    info.setAccess(info.getAccess());
-    EXPECT_EQ(info.getUrl(), "https://u");
-    EXPECT_EQ(info.getDomainName(), "d");
-    EXPECT_EQ(info.getAccess(), "a");
-}
-
-TEST(ServerInfoCLTest, WhatAGetterGaveStaysWhenTheFieldChanges) {
-    ServerInfoCL info;
-    info.setUrl("https://u");
-    info.setDomainName("d");
-    info.setAccess("a");
-    const std::string& url = info.getUrl();
-    const std::string& domainName = info.getDomainName();
-    const std::string& access = info.getAccess();
-    info.setUrl("");
-    info.setDomainName("");
-    info.setAccess("");
-    EXPECT_EQ(url, "https://u");
-    EXPECT_EQ(domainName, "d");
-    EXPECT_EQ(access, "a");
-}
-
-TEST(ServerInfoCLTest, ACopyIsIndependent) {
-    ServerInfoCL info;
-    info.setUrl("before");
-    const ServerInfoCL copy = info;
-    info.setUrl("after");
-    EXPECT_EQ(copy.getUrl(), "before");
+TEST(ServerInfoCLTest, ItsFieldsArePlainTexts) {
+    transmit_test::expectPlainFields<ServerInfoCL>(
+        {{&ServerInfoCL::setUrl, &ServerInfoCL::getUrl},
+         {&ServerInfoCL::setDomainName, &ServerInfoCL::getDomainName},
+         {&ServerInfoCL::setAccess, &ServerInfoCL::getAccess}});
 }
 
 }  // namespace

@@ -109,11 +109,8 @@ TEST_F(BackupStoreTest, StoreAndReportAreForTheirOwnerOnly) {
     umask(0);
     const StdoutCapture capture;
     HCrashRptUtils::moveFileToBackupStore(report, HCrashRptSettings::SEND_SUCCESS);
-    struct stat status = {};
-    ASSERT_EQ(stat(store.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0700U);
-    ASSERT_EQ(stat((store + "/CrashReport_x.json.send_success").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0600U);
+    EXPECT_EQ(test_support::modeOf(store), 0700U);
+    EXPECT_EQ(test_support::modeOf(store + "/CrashReport_x.json.send_success"), 0600U);
 }
 
 TEST_F(BackupStoreTest, MissingReportMakesTheStoreAndNothingElse) {

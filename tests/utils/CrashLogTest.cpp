@@ -33,11 +33,6 @@ class CrashLogTest : public test_support::SessionScene {
         "[Crash Reporter] Started with processId = 4711, at dir = '/some/where', at time = ";
 };
 
-mode_t permissionsOf(const std::string& path) {
-    struct stat status = {};
-    return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
-}
-
 }  // namespace
 
 TEST_F(CrashLogTest, FlagIsFalseUntilTheRedirection) {
@@ -90,55 +85,37 @@ TEST_F(CrashLogTest, OlderLogOfTheSameProcessIdIsEmptied) {
     EXPECT_EQ(content.size(), startLine.size() + 25);
 }
 
-TEST_F(CrashLogTest, LogIsForItsOwnerOnly) {
+TEST_F(CrashLogTest, LogIsForItsOwnerOnlyAlsoWhereOthersCouldReadAnOlderOne) {
     makeSessionDirectory();
-    auto child = ChildProcess::fork([&] {
-        umask(0);
-        HCrashRptUtils::redirectStdoutToCrashLog();
-        return 0;
-    });
-    EXPECT_EQ(child.wait(), exitedWith(0));
-    EXPECT_EQ(permissionsOf(log), 0600U);
+    for (const bool isThere : {false, true}) {
+        if (isThere) {
+            ASSERT_EQ(chmod(log.c_str(), 0644), 0);
+        }
+        auto child = ChildProcess::fork([&] {
+            umask(0);
+            HCrashRptUtils::redirectStdoutToCrashLog();
+            return 0;
+        });
+        EXPECT_EQ(child.wait(), exitedWith(0));
+        EXPECT_EQ(modeOf(log), 0600U);
+    }
 }
 
-TEST_F(CrashLogTest, OlderLogThatOthersCouldReadIsTakenBack) {
+TEST_F(CrashLogTest, SecondRedirectionDoesNothingAlsoAfterClosing) {
     makeSessionDirectory();
-    test_support::writeFile(log, "");
-    ASSERT_EQ(chmod(log.c_str(), 0644), 0);
-    auto child = ChildProcess::fork([&] {
-        HCrashRptUtils::redirectStdoutToCrashLog();
-        return 0;
-    });
-    EXPECT_EQ(child.wait(), exitedWith(0));
-    EXPECT_EQ(permissionsOf(log), 0600U);
-}
-
-TEST_F(CrashLogTest, SecondRedirectionDoesNothing) {
-    makeSessionDirectory();
-    auto child = ChildProcess::fork([&] {
-        HCrashRptUtils::redirectStdoutToCrashLog();
-        const std::string first = test_support::readFile(log);
-        platform.fakePid = 4712;
-        HCrashRptUtils::redirectStdoutToCrashLog();
-        return test_support::readFile(log) == first ? 0 : 2;
-    });
-    EXPECT_EQ(child.wait(), exitedWith(0));
-    EXPECT_FALSE(fs::exists(reporterLog("4712")));
-}
-
-TEST_F(CrashLogTest, RedirectionAfterClosingDoesNothing) {
-    makeSessionDirectory();
-    auto child = ChildProcess::fork([&] {
-        HCrashRptUtils::redirectStdoutToCrashLog();
-        const std::string first = test_support::readFile(log);
-        HCrashRptUtils::closeCrashLogFile();
-        if (!HCrashRptUtils::redirectedStdOut) return 2;
-        platform.fakePid = 4712;
-        HCrashRptUtils::redirectStdoutToCrashLog();
-        return test_support::readFile(log) == first ? 0 : 3;
-    });
-    EXPECT_EQ(child.wait(), exitedWith(0));
-    EXPECT_FALSE(fs::exists(reporterLog("4712")));
+    for (const bool isClosed : {false, true}) {
+        auto child = ChildProcess::fork([&] {
+            HCrashRptUtils::redirectStdoutToCrashLog();
+            const std::string first = test_support::readFile(log);
+            if (isClosed) HCrashRptUtils::closeCrashLogFile();
+            if (!HCrashRptUtils::redirectedStdOut) return 2;
+            platform.fakePid = 4712;
+            HCrashRptUtils::redirectStdoutToCrashLog();
+            return test_support::readFile(log) == first ? 0 : 3;
+        });
+        EXPECT_EQ(child.wait(), exitedWith(0));
+        EXPECT_FALSE(fs::exists(reporterLog("4712")));
+    }
 }
 
 TEST_F(CrashLogTest, MissingDirectoryCountsAsRedirectedAndLeavesTheConsole) {

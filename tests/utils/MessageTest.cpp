@@ -16,22 +16,24 @@
 
 using namespace test_support;
 
-TEST(MessageTest, MessageHasPrefixAndLineFeedAndIsFlushed) {
-    const StdoutCapture capture;
-    hcrpt::logInfo("Deleted crash store.");
-    EXPECT_EQ(capture.flushedText(), "[Crash Reporter] Deleted crash store.\n");
-}
-
-TEST(MessageTest, ErrorHasItsOwnPrefixAndIsFlushed) {
-    const StdoutCapture capture;
-    hcrpt::logError("Something failed.");
-    EXPECT_EQ(capture.flushedText(), "[Crash Reporter] Error: Something failed.\n");
-}
-
-TEST(MessageTest, RawTextIsPrintedAsItIsAndFlushed) {
-    const StdoutCapture capture;
-    hcrpt::printRaw("\nno prefix");
-    EXPECT_EQ(capture.flushedText(), "\nno prefix");
+TEST(MessageTest, EachKindHasItsPrefixAndIsFlushed) {
+    const struct {
+        void (*print)(const std::string& text);
+        std::string text, printed;
+    } cases[] = {
+        {[](const std::string& text) { hcrpt::logInfo(text); }, "Deleted crash store.",
+         "[Crash Reporter] Deleted crash store.\n"},
+        {[](const std::string& text) { hcrpt::logError(text); }, "Something failed.",
+         "[Crash Reporter] Error: Something failed.\n"},
+        {[](const std::string& text) { hcrpt::printRaw(text); }, "\nno prefix", "\nno prefix"},
+        {[](const std::string& text) { hcrpt::logInfo(text); }, std::string("100%s\0x", 7),
+         std::string("[Crash Reporter] 100%s\0x\n", 25)},
+    };
+    for (const auto& each : cases) {
+        const StdoutCapture capture;
+        each.print(each.text);
+        EXPECT_EQ(capture.flushedText(), each.printed);
+    }
 }
 
 TEST(MessageTest, UnflushedTextWaitsForTheNextMessage) {
@@ -47,12 +49,6 @@ TEST(MessageTest, MessagesKeepTheirOrderWithTheHostsStdio) {
     std::fputs("host ", stdout);
     hcrpt::logInfo("library");
     EXPECT_EQ(capture.flushedText(), "host [Crash Reporter] library\n");
-}
-
-TEST(MessageTest, TextMayHoldPercentSignsAndNulBytes) {
-    const StdoutCapture capture;
-    hcrpt::logInfo(std::string("100%s\0x", 7));
-    EXPECT_EQ(capture.flushedText(), std::string("[Crash Reporter] 100%s\0x\n", 25));
 }
 
 TEST(MessageTest, ASignalCostsNothing) {
@@ -125,7 +121,5 @@ TEST(MessageTest, RedirectionLeavesTheRightsOfWhatIsNoFileAlone) {
     });
     EXPECT_EQ(child.wait(), exitedWith(0));
     close(reader);
-    struct stat status = {};
-    ASSERT_EQ(stat((dir / "log").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0644U);
+    EXPECT_EQ(test_support::modeOf(dir / "log"), 0644U);
 }

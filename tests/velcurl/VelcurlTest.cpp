@@ -138,34 +138,32 @@ TEST_F(VelcurlTest, UnusableLibrariesOfAHostApplicationDoNotKeepItFromStarting) 
 }
 #endif
 
-TEST_F(VelcurlTest, ASuccessHasNothingButCurlsOutputs) {
-    makeFakeCurl(std::string(kAnswers200) + "; echo answer");
-    ChildProcess child = start({"https://host/"});
-    EXPECT_EQ(child.wait(), exitedWith(0));
-    EXPECT_EQ(child.standardOutput(), "answer\n");
-    EXPECT_EQ(child.standardError(), kTraceOf200);
-}
-
-TEST_F(VelcurlTest, AFailureHasItsVerdictBeforeCurlsOutputsAndCurlsStatus) {
-    makeFakeCurl("echo answer; echo 'curl: (52) Empty reply from server' >&2; exit 52");
-    ChildProcess child = start({"https://host/"});
-    EXPECT_EQ(child.wait(), exitedWith(52));
-    EXPECT_EQ(child.standardOutput(), "answer\n");
-    EXPECT_EQ(child.standardError(),
-              "velcurl: no answer from host: curl 52 (Empty reply from server); the server closed "
-              "the connection: see its log\n"
-              "curl: (52) Empty reply from server\n");
-}
-
-TEST_F(VelcurlTest, AnAnswerThatIsNoAcceptanceEndsWith22EvenIfCurlIsContent) {
-    makeFakeCurl("printf '< HTTP/1.1 201 Created\\r\\n< \\r\\n' >&2; echo 'HTTP/1.1 200 OK'");
-    ChildProcess child = start({"https://host/"});
-    EXPECT_EQ(child.wait(), exitedWith(22));
-    EXPECT_EQ(child.standardOutput(), "HTTP/1.1 200 OK\n");
-    EXPECT_EQ(child.standardError(),
-              "velcurl: not accepted: HTTP status 201 (Created) from host: \"HTTP 1.1 200 OK\"; "
-              "only status 200 says that a report is stored\n"
-              "< HTTP/1.1 201 Created\r\n< \r\n");
+// A failure has its verdict before what curl put out, and curl's status; an answer that is no
+// acceptance ends with 22 even if curl is content.
+TEST_F(VelcurlTest, CurlsOutputsFollowTheVerdictOfAFailure) {
+    const struct {
+        std::string curl;
+        int status;
+        std::string output, errors;
+    } cases[] = {
+        {std::string(kAnswers200) + "; echo answer", 0, "answer\n", kTraceOf200},
+        {"echo answer; echo 'curl: (52) Empty reply from server' >&2; exit 52", 52, "answer\n",
+         "velcurl: no answer from host: curl 52 (Empty reply from server); the server closed the "
+         "connection: see its log\n"
+         "curl: (52) Empty reply from server\n"},
+        {"printf '< HTTP/1.1 201 Created\\r\\n< \\r\\n' >&2; echo 'HTTP/1.1 200 OK'", 22,
+         "HTTP/1.1 200 OK\n",
+         "velcurl: not accepted: HTTP status 201 (Created) from host: \"HTTP 1.1 200 OK\"; only "
+         "status 200 says that a report is stored\n"
+         "< HTTP/1.1 201 Created\r\n< \r\n"},
+    };
+    for (const auto& each : cases) {
+        makeFakeCurl(each.curl);
+        ChildProcess child = start({"https://host/"});
+        EXPECT_EQ(child.wait(), exitedWith(each.status));
+        EXPECT_EQ(child.standardOutput(), each.output);
+        EXPECT_EQ(child.standardError(), each.errors);
+    }
 }
 
 TEST_F(VelcurlTest, InOneLogTheVerdictIsTheFirstLine) {
