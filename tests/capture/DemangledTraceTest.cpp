@@ -1,8 +1,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <functional>
 #include <iterator>
@@ -356,14 +359,52 @@ TEST(PrintTraceTest, ARawTraceFileThatCannotBeReadIsNoFailure) {
     EXPECT_EQ(end, HCrptResourceMgr::allocateMem(0)) << "memory was taken that nothing needs";
 }
 
+/// Reads of the raw trace give a few bytes at a time, each after a signal, and after so many bytes
+/// what is to come at the end.
+class HaltingReads {
+  public:
+    HaltingReads(std::size_t bytes, ssize_t end) : m_left(bytes), m_end(end) {}
+
+  private:
+    std::optional<ssize_t> read(int fd, void* data, std::size_t size) {
+        m_isInterrupted = !m_isInterrupted;
+        if (m_isInterrupted) {
+            errno = EINTR;
+            return -1;
+        }
+        const std::size_t wanted = std::min({size, m_left, std::size_t(7)});
+        m_left -= wanted;
+        if (wanted > 0) return syscall(SYS_read, fd, data, wanted);
+        errno = EIO;
+        return m_end;
+    }
+    std::size_t m_left;
+    ssize_t m_end;
+    bool m_isInterrupted = false;
+    seams::ScopedSeam<decltype(seams::onRead)> m_seam{
+        seams::onRead,
+        [this](int fd, void* data, std::size_t size) { return read(fd, data, size); }};
+};
+
+TEST(PrintTraceTest, ReadsThatAreShortOrInterruptedGiveTheWholeTrace) {
+    const CrashScene scene;
+    const std::string raw = behindTheFirstChunk("libx.so(_Z3foov+0x1)\nsecond\n");
+    const HaltingReads reads(2 * kChunk, 0);
+    EXPECT_EQ("libx.so(foo()+0x1)\nsecond\n", withoutFirstChunk(traceOver(scene, raw, kAllFrames)));
+}
+
+TEST(PrintTraceTest, AReadThatFailsEndsTheTraceThere) {
+    const CrashScene scene;
+    const HaltingReads reads(0, -1);
+    EXPECT_EQ("", traceOver(scene, behindTheFirstChunk("second\n"), kAllFrames));
+}
+
 TEST(PrintTraceTest, ANewRawTraceFileMayBeReadByAll) {
     const CrashScene scene;
     const mode_t before = umask(0);
     traceOver(scene, "", 9);
     umask(before);
-    struct stat status = {};
-    ASSERT_EQ(0, stat(scene.rawTrace().c_str(), &status));
-    EXPECT_EQ(0644U, status.st_mode & 07777U);
+    EXPECT_EQ(test_support::modeOf(scene.rawTrace()), 0644U);
 }
 
 // A caller may look at the frames of an earlier walk.

@@ -104,6 +104,7 @@ TEST(ExceptionHandlersTest, AnUnknownNameGivesNullAndDecidesNothing) {
 
 TEST(ExceptionHandlersTest, TheManagerGivesTheSameHandler) {
     HCrptExceptionMgr* const manager = HCrptExceptionMgr::get();
+    ASSERT_NE(nullptr, manager);
     EXPECT_EQ(manager, HCrptExceptionMgr::get());
     EXPECT_EQ(nullptr, manager->getHandler("unknown"));
     Base* const handler = manager->getHandler("Self");
@@ -111,20 +112,19 @@ TEST(ExceptionHandlersTest, TheManagerGivesTheSameHandler) {
     EXPECT_EQ(handler, Base::get(""));
 }
 
-TEST(ExceptionHandlersTest, TheHostsHandlerLiesInTheArena) {
-    void* const end = HCrptResourceMgr::allocateMem(0);
-    Base* const handler = Base::get("");
-    EXPECT_EQ(end, dynamic_cast<void*>(handler));
-    EXPECT_EQ(static_cast<char*>(end) + sizeof(HCrptLinuxExceptionHandler),
-              HCrptResourceMgr::allocateMem(0));
-}
-
-TEST(ExceptionHandlersTest, TheReportersHandlerLiesInTheArena) {
-    void* const end = HCrptResourceMgr::allocateMem(0);
-    Base* const handler = Base::get("Self");
-    EXPECT_EQ(end, dynamic_cast<void*>(handler));
-    EXPECT_EQ(static_cast<char*>(end) + sizeof(HCrptSelfLinuxExceptionHandler),
-              HCrptResourceMgr::allocateMem(0));
+TEST(ExceptionHandlersTest, TheHandlerLiesInTheArena) {
+    const std::pair<const char*, std::size_t> rows[] = {
+        {"", sizeof(HCrptLinuxExceptionHandler)}, {"Self", sizeof(HCrptSelfLinuxExceptionHandler)}};
+    for (const auto& [name, size] : rows) {
+        ChildProcess host = ChildProcess::fork([&, handlerName = name, handlerSize = size] {
+            void* const end = HCrptResourceMgr::allocateMem(0);
+            Base* const handler = Base::get(handlerName);
+            if (end != dynamic_cast<void*>(handler)) return 1;
+            return HCrptResourceMgr::allocateMem(0) == static_cast<char*>(end) + handlerSize ? 0
+                                                                                             : 2;
+        });
+        EXPECT_EQ(exitedWith(0), host.wait()) << name;
+    }
 }
 
 TEST(ExceptionHandlersTest, LaterRequestsTakeNothingFromTheArena) {

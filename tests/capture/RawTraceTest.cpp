@@ -12,6 +12,7 @@
 #include "capture/RawTrace.h"
 #include "capture/TraceLines.h"
 #include "hcrpt/HCrashCapture.h"
+#include "support/ChildProcess.h"
 #include "support/LinkSeams.h"
 #include "support/TempDir.h"
 
@@ -197,6 +198,17 @@ TEST(RawTraceTest, PrimingTakesAWholeTraceAndKeepsNoDescriptor) {
     close(after);
     EXPECT_EQ(before, after);
     EXPECT_NE(nullptr, s_btArray[1]);
+}
+
+// A descriptor like any other.
+TEST(RawTraceTest, PrimingUsesAndClosesDescriptorZeroWhereItIsFree) {
+    test_support::ChildProcess host = test_support::ChildProcess::fork([] {
+        close(STDIN_FILENO);
+        hcrpt::primeRawTrace();
+        if (fcntl(STDIN_FILENO, F_GETFD) >= 0) return 1;
+        return s_btArray[1] != nullptr ? 0 : 2;
+    });
+    EXPECT_EQ(test_support::exitedWith(0), host.wait());
 }
 
 TEST(RawTraceTest, MakingAHandlerPrimes) {

@@ -129,8 +129,10 @@ TEST_F(UploadPassTest, WithoutAProcessToHaveItIsMadeHere) {
     EXPECT_TRUE(pass.hasEnded());
     EXPECT_FALSE(pass.hasEnded());
     EXPECT_EQ(namesIn(backup).size(), 2U);
-    EXPECT_NE(output.text().find("[Crash Reporter] Error: Could not start a process"),
-              std::string::npos);
+    EXPECT_EQ(test_support::timesIn(output.text(),
+                                    "[Crash Reporter] Error: Could not start a process for the "
+                                    "upload, uploading in this one.\n"),
+              1U);
 }
 
 TEST(StopSignalTest, ASignalMakesItsDescriptorReadableAndEndsNothing) {

@@ -1,12 +1,16 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 #include "facts/ProcessFacts.h"
 #include "facts/ProcessState.h"
 #include "recovery/DeadSession.h"
 #include "support/ChildProcess.h"
+#include "support/LinkSeams.h"
 
 namespace {
 
@@ -43,9 +47,7 @@ TEST_F(ProcessFactsTest, AreInOneHiddenFileForItsOwnerOnly) {
     umask(before);
     EXPECT_EQ(test_support::namesIn(store),
               std::vector<std::string>{".processfacts_testhost_" + std::to_string(getpid())});
-    struct stat status = {};
-    ASSERT_EQ(stat(ownPath().c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777U, 0600U);
+    EXPECT_EQ(test_support::modeOf(ownPath()), 0600U);
 }
 
 TEST_F(ProcessFactsTest, ALaterCallReplacesWhatAnEarlierOneHasLeft) {
@@ -130,6 +132,41 @@ TEST_F(ProcessFactsTest, AHugeFileIsNotRead) {
     EXPECT_TRUE(readFacts(ownPath()));
     writeFile(ownPath(), largest + " ");
     EXPECT_FALSE(readFacts(ownPath()));
+}
+
+TEST_F(ProcessFactsTest, AreReadWholeThoughReadsAreShortOrInterrupted) {
+    writeFile(ownPath(), R"({"userName": "u", "testcase": "t"})");
+    bool isInterrupted = false;
+    const seams::ScopedSeam seam(seams::onRead,
+                                 [&](int fd, void* bytes, std::size_t) -> std::optional<ssize_t> {
+                                     isInterrupted = !isInterrupted;
+                                     if (!isInterrupted) return syscall(SYS_read, fd, bytes, 1);
+                                     errno = EINTR;
+                                     return -1;
+                                 });
+    const auto facts = readFacts(ownPath());
+    ASSERT_TRUE(facts);
+    EXPECT_EQ(facts->userName, "u");
+    EXPECT_EQ(facts->testcase, "t");
+}
+
+TEST_F(ProcessFactsTest, AReadThatFailsOrEndsTooEarlyGivesNone) {
+    const std::string text = R"({"userName": "u"})";
+    writeFile(ownPath(), text + " ");
+    for (const ssize_t end : {-1, 0}) {
+        bool isFirst = true;
+        const seams::ScopedSeam seam(
+            seams::onRead, [&](int fd, void* bytes, std::size_t) -> std::optional<ssize_t> {
+                // What comes is a whole object: only its length tells that it is not all.
+                if (isFirst) {
+                    isFirst = false;
+                    return syscall(SYS_read, fd, bytes, text.size());
+                }
+                errno = EIO;
+                return end;
+            });
+        EXPECT_FALSE(readFacts(ownPath())) << end;
+    }
 }
 
 TEST_F(ProcessFactsTest, ALinkIsNotFollowed) {

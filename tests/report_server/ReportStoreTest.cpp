@@ -2,9 +2,14 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
 
 #include "report_server/ReportStore.h"
 #include "support/ChildProcess.h"
+#include "support/LinkSeams.h"
 #include "support/TempDir.h"
 
 namespace report_server {
@@ -25,9 +30,7 @@ TEST(ReportStoreTest, TheFileHoldsTheContentUnderAStampedName) {
 TEST(ReportStoreTest, OnlyTheOwnerMayRead) {
     TempDir dir;
     const StoreResult result = storeReport(dir.path(), "r", "x");
-    struct stat status = {};
-    ASSERT_EQ(stat((dir / result.name).c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777u, 0600u);
+    EXPECT_EQ(test_support::modeOf(dir / result.name), 0600u);
 }
 
 TEST(ReportStoreTest, ReportsOfOneNameNeverReplaceEachOther) {
@@ -68,13 +71,53 @@ TEST(ReportStoreTest, AnEmptyReportIsStored) {
     EXPECT_EQ(readFile(dir / result.name), "");
 }
 
+TEST(ReportStoreTest, WritesThatAreShortOrInterruptedStoreTheWholeReport) {
+    TempDir dir;
+    bool isInterrupted = false;
+    const seams::ScopedSeam seam(
+        seams::onWrite, [&](int fd, const void* data, std::size_t) -> std::optional<ssize_t> {
+            isInterrupted = !isInterrupted;
+            if (!isInterrupted) return syscall(SYS_write, fd, data, 1);
+            errno = EINTR;
+            return -1;
+        });
+    EXPECT_EQ(readFile(dir / storeReport(dir.path(), "r", "content").name), "content");
+}
+
+TEST(ReportStoreTest, AReportThatCannotBeWrittenOrSyncedIsAnErrorAndLeavesNothing) {
+    TempDir dir;
+    const auto expectError = [&](const std::string& error) {
+        const StoreResult result = storeReport(dir.path(), "r", "content");
+        EXPECT_EQ(result.name, "");
+        EXPECT_EQ(result.error, error + dir.path() + ": Input/output error");
+        EXPECT_TRUE(namesIn(dir.path()).empty()) << error;
+    };
+    const auto fails = [](auto...) {
+        errno = EIO;
+        return -1;
+    };
+    {
+        const seams::ScopedSeam seam(seams::onWrite, fails);
+        expectError("cannot store in ");
+    }
+    for (const int failing : {1, 2}) {  // the report's, then the directory's
+        int syncs = 0;
+        const seams::ScopedSeam seam(seams::onFsync, [&](int) {
+            errno = EIO;
+            return ++syncs == failing ? std::optional<int>(-1) : std::nullopt;
+        });
+        expectError(failing == 1 ? "cannot store in " : "cannot sync ");
+    }
+}
+
 TEST(ReportStoreTest, AStoreThatIsMissingOrAFileIsAnError) {
     TempDir dir;
     writeFile(dir / "file", "");
     for (const std::string& store : {dir / "missing", dir / "file"}) {
         const StoreResult result = storeReport(store, "r", "x");
         EXPECT_EQ(result.name, "");
-        EXPECT_NE(result.error.find(store), std::string::npos) << result.error;
+        EXPECT_EQ(result.error.rfind("cannot make " + store + "/.incoming-", 0), 0U)
+            << result.error;
     }
     EXPECT_EQ(storeReport("", "r", "x").error, "no store is configured");
 }

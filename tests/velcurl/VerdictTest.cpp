@@ -147,30 +147,69 @@ TEST(ServerOfTest, IsTheHostAndPortOfTheLastArgument) {
     EXPECT_EQ(serverOf(Words()), "");
 }
 
-TEST(AdviceTest, ThereIsAnAdviceForEveryStatus) {
-    for (int status = 0; status < 1000; ++status) EXPECT_NE(adviceOnHttp(status), "") << status;
-    for (int status = 1; status < 256; ++status) EXPECT_NE(adviceOnCurl(status), "") << status;
-    EXPECT_EQ(adviceOnHttp(204), "only status 200 says that a report is stored");
-    EXPECT_EQ(adviceOnHttp(308),
-              "redirects are not followed: check the address and what answers there");
-    EXPECT_EQ(adviceOnHttp(418), "the server refuses the upload: see its log");
-    EXPECT_EQ(adviceOnHttp(599), "the server is in trouble: see its log");
+TEST(AdviceTest, EveryAnswerHasItsAdvice) {
+    const std::pair<int, const char*> rows[] = {
+        {0, "only status 200 says that a report is stored"},
+        {200, "only HTTP/1.1 with the reason OK counts"},
+        {299, "only status 200 says that a report is stored"},
+        {300, "redirects are not followed: check the address and what answers there"},
+        {399, "redirects are not followed: check the address and what answers there"},
+        {400, "the server cannot read the upload: compare the versions of both sides"},
+        {401, "the server wants a login: the address may be another server's"},
+        {403, "check the access code, and whether the server shuts this machine out"},
+        {404, "no report server is at this address"},
+        {405, "no report server is at this address"},
+        {407, "the proxy wants a login: check the proxy variables"},
+        {408, "the upload took the server too long: check the network"},
+        {413, "the report is longer than the server takes"},
+        {418, "the server refuses the upload: see its log"},
+        {429, "the server limits uploads: send the filed report later"},
+        {499, "the server refuses the upload: see its log"},
+        {500, "the server is in trouble: see its log"},
+        {502, "a gateway stands before the server and does not reach it"},
+        {503, "the server is overloaded or being maintained"},
+        {504, "a gateway stands before the server and does not reach it"},
+        {599, "the server is in trouble: see its log"},
+        {999, "the server is in trouble: see its log"},
+    };
+    for (const auto& [status, advice] : rows) EXPECT_EQ(adviceOnHttp(status), advice) << status;
 }
 
-TEST(AdviceTest, AProxyThatRefusesIsToldFromAConnectionThatIsCut) {
-    for (const char* words :
-         {"CONNECT tunnel failed, response 407", "Received HTTP code 407 from proxy after CONNECT"})
-        EXPECT_EQ(adviceOnCurl(56, words),
-                  "the proxy does not let the upload through: check the proxy variables");
-    EXPECT_EQ(adviceOnCurl(56, "Recv failure: Connection reset by peer"),
-              "the connection was cut: check server, proxies and network");
-}
-
-TEST(AdviceTest, AServerWithoutHttp11IsToldFromOneWithoutTls) {
-    EXPECT_EQ(adviceOnCurl(35, "tlsv1 alert no application protocol"),
-              "the server does not speak HTTP/1.1, perhaps HTTP/2 only");
-    EXPECT_EQ(adviceOnCurl(35, "wrong version number"),
-              "what answers there does not agree on TLS: too old, or no TLS server");
+TEST(AdviceTest, EveryFailureOfCurlsHasItsAdvice) {
+    const struct {
+        int status;
+        const char* words;  // of curl's own
+        const char* advice;
+    } rows[] = {
+        {1, "", "what answers there does not speak HTTP/1.1"},
+        {2, "", "curl does not know an option: check its version"},
+        {3, "", "see the trace below"},
+        {5, "", "check the proxy variables and this machine's name servers"},
+        {6, "", "check this machine's name servers and network"},
+        {7, "", "nobody listens there, or a firewall refuses it"},
+        {8, "", "what answers there does not speak proper HTTP"},
+        {18, "", "the connection was cut: check server, proxies and network"},
+        {26, "", "the report cannot be read"},
+        {28, "", "the server, or the network before it, is silent or too slow"},
+        {35, "wrong version number",
+         "what answers there does not agree on TLS: too old, or no TLS server"},
+        {35, "tlsv1 alert no application protocol",
+         "the server does not speak HTTP/1.1, perhaps HTTP/2 only"},
+        {52, "", "the server closed the connection: see its log"},
+        {55, "", "the connection was cut: check server, proxies and network"},
+        {56, "Recv failure: Connection reset by peer",
+         "the connection was cut: check server, proxies and network"},
+        {56, "CONNECT tunnel failed, response 407",
+         "the proxy does not let the upload through: check the proxy variables"},
+        {56, "Received HTTP code 407 from proxy after CONNECT",
+         "the proxy does not let the upload through: check the proxy variables"},
+        {63, "", "no report server answers so"},
+        {77, "", "cacert.pem cannot be read or holds no certificate"},
+        {97, "", "check the proxy variables and the proxy"},
+        {255, "", "see the trace below"},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(adviceOnCurl(row.status, row.words), row.advice) << row.status << row.words;
 }
 
 TEST(AdviceTest, CurlsWordsTellWhatIsWrongWithACertificate) {
