@@ -1,4 +1,4 @@
-// Runs on the 8 KiB alternate stack: small frames, no heap, no stdio, no strings.
+// Runs before the raw trace is safe: small frames, no heap, no stdio, no strings.
 #include "capture/GuardedUnwind.h"
 
 #include <sched.h>

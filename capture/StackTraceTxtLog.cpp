@@ -1,4 +1,4 @@
-// Runs on the 8 KiB alternate stack up to the hand-over: small frames, no heap, no strings.
+// Up to the hand-over the raw trace is not safe: small frames, no heap, no strings.
 #include <fcntl.h>
 #include <unistd.h>
 

@@ -109,8 +109,9 @@ class HCRPT_EXPORT HCrptExceptionHandlerBase {
     static HCrptExceptionHandlerBase* get(std::string name);
 
     /// Writes the raw trace, hands it to the crash store and waits up to 100 seconds for the
-    /// stack-trace log. Needs little of the current stack: all but the trace itself runs on the
-    /// crash stack. Messages on standard output tell where the trace is. @crashtime
+    /// stack-trace log. Where descriptor 0 is closed it fails, but within the crash handler, which
+    /// opens the null device there. Needs little of the current stack: all but the trace itself
+    /// runs on the crash stack. Messages on standard output tell where the trace is. @crashtime
     static void writeStackTraceTxtLog(int sig);
     /// Gathers the facts of this process and writes the JSON report into the crash store. No
     /// failure leaves it. @crashtime
@@ -144,7 +145,11 @@ class HCRPT_EXPORT HCrptLinuxExceptionHandler : public HCrptExceptionHandlerBase
     /// unchanged when they are taken or there is nothing to demangle. @crashtime
     void demangle(int fd, char* line);
 
-    /// The crash handler: trace, report, end with 128 + sig. Never returns. @crashtime
+    /// The crash handler: trace, report, end with 128 + sig. Never returns. Only one thread of a
+    /// process gets to that; another one waits here for the end. A fault of the crash handler
+    /// itself ends the process at once. A child that shares its parent's memory (vfork()) does all
+    /// this in a copy of itself. While it runs, fatal signals of other processes are ignored, the
+    /// host's interval timers are stopped, and threads that call exit() are held. @crashtime
     static void crptDefaultLinuxHandler(int sig);
 
   private:

@@ -56,7 +56,8 @@ extern HCRPT_EXPORT HCrashRptSettings::ConsentType consentType;
 // --- Host application ---------------------------------------------------------------------
 
 /// Registers this process, then installs the crash handlers, whether or not it could register.
-/// Takes about 2 seconds when there is no registration file, 3 when its lock is held.
+/// Takes about 2 seconds when there is no registration file, 3 when its lock is held. An alternate
+/// stack of more than 8,192 bytes that the thread had before stays its alternate stack.
 HCRPT_EXPORT void registration();
 /// Appends this process's record to the registration file, for which it waits up to 2 seconds and
 /// which it never creates. Silent.

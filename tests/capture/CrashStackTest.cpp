@@ -9,10 +9,12 @@
 #include <fstream>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "capture/CrashStack.h"
 #include "hcrpt/HCrashCapture.h"
+#include "support/ChildProcess.h"
 
 namespace CrashStack = hcrpt::CrashStack;
 
@@ -109,6 +111,52 @@ TEST(CrashStackTest, ANestedRunStaysOnTheStackBelowTheOuterOne) {
     EXPECT_LT(nested.afterwards, nested.outer);
     EXPECT_LT(nested.outer - nested.afterwards, kNear);
     EXPECT_EQ(nested.outer, frameOfRun());
+}
+
+// A fault on that stack interrupts what must still be shown.
+TEST(CrashStackTest, AnEntryFromTheStackItselfStaysBelow) {
+    ASSERT_TRUE(CrashStack::reserve());
+    Nested nested;
+    const auto enterNested = [](void* argument) {
+        auto& frames = *static_cast<Nested*>(argument);
+        frames.outer = FRAME_ADDRESS();
+        CrashStack::enter(&noteFrame, &frames.inner);
+        asm volatile("");
+    };
+    CrashStack::run(enterNested, &nested);
+    EXPECT_LT(nested.inner, nested.outer);
+    EXPECT_LT(nested.outer - nested.inner, kNear);
+}
+
+TEST(CrashStackTest, OneThreadUsesItAtATime) {
+    ASSERT_TRUE(CrashStack::reserve());
+    Nested nested;
+    const auto runOnThread = [](void* argument) {
+        auto& frames = *static_cast<Nested*>(argument);
+        frames.outer = FRAME_ADDRESS();
+        std::thread([&] { frames.inner = frameOfRun(); }).join();
+    };
+    CrashStack::run(runOnThread, &nested);
+    EXPECT_GT(distance(nested.outer, nested.inner), kNear);
+}
+
+// The process may be a copy of one in which another thread used it.
+TEST(CrashStackTest, TheThreadThatEntersItHasItWhoeverUsedItBefore) {
+    ASSERT_TRUE(CrashStack::reserve());
+    Nested nested;
+    const auto enterOnThread = [](void* argument) {
+        auto& frames = *static_cast<Nested*>(argument);
+        frames.outer = FRAME_ADDRESS();
+        // The copy has the one thread that made it.
+        test_support::ChildProcess copy = test_support::ChildProcess::fork([&frames] {
+            Address inner = 0;
+            std::thread([&inner] { CrashStack::enter(&noteFrame, &inner); }).join();
+            return distance(frames.outer, inner) < kNear ? 0 : 1;
+        });
+        frames.afterwards = copy.wait() == test_support::exitedWith(0) ? 1 : 0;
+    };
+    CrashStack::run(enterOnThread, &nested);
+    EXPECT_EQ(1U, nested.afterwards);
 }
 
 struct Mapping {

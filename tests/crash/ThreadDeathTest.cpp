@@ -56,6 +56,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Death{"AmongIntervalTimersOf50ms", "interval-timers-50ms", SIGSEGV},
                     Death{"AmongPosixTimersOfManySignals", "posix-timers", SIGSEGV},
                     Death{"InAVforkChild", "vfork-child", SIGSEGV},
+                    Death{"UnderAThreadThatSendsAborts", "impatient-thread", SIGSEGV},
                     Death{"BesideExit", "exit-beside", SIGSEGV},
                     Death{"BesideAReturnFromMain", "return-beside", SIGSEGV},
                     Death{"BesideQuickExit", "quick-exit-beside", SIGSEGV},

@@ -159,6 +159,21 @@ void failWhileExiting() {
     std::exit(kStillAlive);
 }
 
+// --- Signals of the host
+// ----------------------------------------------------------------------------
+
+/// A thread that watches over the others ends the process when they stand still.
+void failUnderImpatientThread() {
+    std::thread([] {
+        awaitRawTrace();
+        for (;;) {
+            kill(getpid(), SIGABRT);
+            usleep(1000);
+        }
+    }).detach();
+    failing::nullWrite();
+}
+
 // --- Alternate stacks
 // -------------------------------------------------------------------------------
 
@@ -205,6 +220,7 @@ Scenarios threadScenarios() {
         {"interval-timers-1ms", [] { failAmongIntervalTimers(1000); }},
         {"interval-timers-50ms", [] { failAmongIntervalTimers(50000); }},
         {"posix-timers", failAmongPosixTimers},
+        {"impatient-thread", failUnderImpatientThread},
         {"exit-beside", [] { failOnWorker(), std::exit(kStillAlive); }},
         {"return-beside", failOnWorker},
         {"quick-exit-beside", [] { failOnWorker(), std::quick_exit(kStillAlive); }},
