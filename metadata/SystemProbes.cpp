@@ -2,18 +2,16 @@
 // crashing process as best effort: whatever fails leaves its value empty, but for the exceptions
 // that the public header names.
 
-#include <stdio.h>
 #include <sys/utsname.h>
 
-#include <cerrno>
 #include <cstddef>
 #include <fstream>
-#include <stdexcept>
 
 #include "HUTEnv.h"
 #include "base/OpenStream.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "metadata/NodeMemory.h"
+#include "metadata/Pipeline.h"
 #include "metadata/ProbeParsers.h"
 
 namespace HCrashRptMetaData {
@@ -21,17 +19,12 @@ namespace {
 
 constexpr std::size_t kPieceSize = 128;  // bytes, the final zero included
 
-/// What fgets() does, but for signals: a handler of the host that interrupts the read (the end of
-/// the command itself raises SIGCHLD) would cost fgets() the piece that it has begun.
-bool readPiece(FILE* stream, char (&piece)[kPieceSize]) {
+/// What fgets() does.
+bool readPiece(hcrpt::Pipeline& command, char (&piece)[kPieceSize]) {
     std::size_t length = 0;
     while (length < kPieceSize - 1) {
-        const int character = getc(stream);
-        if (character == EOF) {
-            if (ferror(stream) == 0 || errno != EINTR) break;
-            clearerr(stream);
-            continue;
-        }
+        const int character = command.next();
+        if (character < 0) break;
         piece[length++] = static_cast<char>(character);
         if (character == '\n') break;
     }
@@ -51,18 +44,17 @@ std::string utilizationCommand() {
 }  // namespace
 
 std::string Manager::execLinuxCommand(std::string cmd) const {
-    FILE* stream = popen(cmd.c_str(), "r");
-    if (stream == nullptr) throw std::runtime_error("popen() failed!");
+    hcrpt::Pipeline command(cmd);
     std::string output;
     char piece[kPieceSize];
-    while (readPiece(stream, piece)) {
+    while (readPiece(command, piece)) {
         output += piece;
         // On purpose whatever it is: that drops the line end, but also a character of a longer line
         // at each border of pieces, and the last one of a line without end.
         if (!output.empty()) output.pop_back();
     }
-    pclose(stream);
-    return output;
+    // Half an output might be taken for a fact.
+    return command.isLate() ? std::string() : output;
 }
 
 std::string Manager::extract_cpuModel() const {

@@ -82,6 +82,8 @@ class HCRPT_EXPORT Manager {
 
     /// Standard output of a shell command, read in pieces of up to 127 characters of which each
     /// loses its last one. That drops line ends, and a character of a longer line at each border.
+    /// A command that takes longer than five seconds is ended, with all that it has started, and
+    /// counts as one that prints nothing.
     /// @throws std::runtime_error "popen() failed!"
     std::string execLinuxCommand(std::string cmd) const;
     /// The first "model name" of /proc/cpuinfo; empty when there is none.

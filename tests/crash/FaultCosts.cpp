@@ -359,7 +359,8 @@ Cost costOf(const Death& death, const Fault& fault) {
         case SYS_renameat:
             return call.target == kRawTraceCopy ? copyOfTrace() : copyOfLog();
         case SYS_poll:
-            return nextMessage(death, index);
+            // Without it a tool's output is read at once, and waited for there.
+            return call.target == kPipe ? nothing() : nextMessage(death, index);
         case SYS_ftruncate:
             return framesStayTwice();
         case SYS_lseek:

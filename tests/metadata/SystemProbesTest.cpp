@@ -166,6 +166,22 @@ TEST(ExecLinuxCommandTest, LeavesNoDescriptorAndNoChildBehind) {
     EXPECT_EQ(ECHILD, errno);
 }
 
+TEST(ExecLinuxCommandTest, CommandThatHangsIsEndedWithAllThatItHasStartedAndPrintsNothing) {
+    const test_support::TempDir directory;
+    const std::string ids = directory / "ids";
+    ChildProcess other = ChildProcess::fork([] { return pause(); });
+    EXPECT_EQ("", Manager().execLinuxCommand("echo half; echo $$ >" + ids +
+                                             "; (sleep 1000; :) & echo $! >>" + ids + "; wait"));
+    std::ifstream in(ids);
+    int ended = 0;
+    for (pid_t id = 0; in >> id; ++ended)
+        EXPECT_TRUE(test_support::eventually([id] { return kill(id, 0) != 0; })) << id;
+    EXPECT_EQ(2, ended);
+    EXPECT_FALSE(other.hasEnded()) << "no part of the command";
+    other.signal(SIGKILL);
+    other.wait();
+}
+
 // --- /proc -----------------------------------------------------------------------------------
 
 TEST(SystemProbesTest, CpuModelIsThatOfThisMachine) {
