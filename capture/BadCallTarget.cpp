@@ -1,14 +1,14 @@
 // Runs before the raw trace is safe: small frames, no heap, no stdio, no strings.
 #include "capture/BadCallTarget.h"
 
-#include <sys/uio.h>
 #include <ucontext.h>
-#include <unistd.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <initializer_list>
+
+#include "capture/SafeMemory.h"
 
 namespace hcrpt {
 namespace {
@@ -25,13 +25,6 @@ bool isBadCallTarget(const mcontext_t& state) {
     constexpr greg_t kPageFault = 14;
     constexpr greg_t kInstructionFetch = 0x10;
     return state.gregs[REG_TRAPNO] == kPageFault && (state.gregs[REG_ERR] & kInstructionFetch) != 0;
-}
-
-/// Reads memory that may not be there.
-bool readMemory(void* from, void* to, std::size_t size) {
-    const iovec local = {to, size};
-    const iovec remote = {from, size};
-    return process_vm_readv(getpid(), &local, 1, &remote, 1, 0) == static_cast<ssize_t>(size);
 }
 
 /// Whether the instruction before the address is a call, in any of its forms.

@@ -10,11 +10,13 @@
 //   5. end with 128 + signal: no exit handlers, no flush, no core
 #include <pthread.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include "base/ProcessEnd.h"
 #include "capture/CrashClaim.h"
 #include "capture/CrashStack.h"
+#include "capture/Environment.h"
 #include "capture/FurtherSignals.h"
 #include "capture/ProcessCopy.h"
 #include "capture/SiblingLock.h"
@@ -40,10 +42,19 @@ void liftLimits() {
     }
 }
 
+// A mask that takes the owner's rights would leave traces and reports that their owner cannot read,
+// in directories that nobody can enter. The rights of others stay as the host has them.
+void keepOwnersRights() {
+    constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
+    umask(umask(kOthers) & kOthers);
+}
+
 void handleCrash(void* signal) {
     const int sig = *static_cast<const int*>(signal);
     hcrpt::handleFurtherSignals();
     liftLimits();
+    keepOwnersRights();
+    hcrpt::Environment::restoreIfLost();
     hcrpt::occupyStandardDescriptors();
     hcrpt::SiblingLock::acquire();
     hcrpt::Watchdog::enable(kExitStatusOfSignal + sig);

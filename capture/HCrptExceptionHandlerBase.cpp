@@ -2,6 +2,7 @@
 
 #include "capture/CrashClaim.h"
 #include "capture/CrashStack.h"
+#include "capture/Environment.h"
 #include "capture/ExitHold.h"
 #include "capture/RawTrace.h"
 #include "capture/SiblingLock.h"
@@ -19,6 +20,7 @@ HCrptExceptionHandlerBase::HCrptExceptionHandlerBase() {
     // heap beneath the alternate one.
     if (!hcrpt::CrashStack::reserve()) throw std::bad_alloc();
     hcrpt::CrashClaim::prepare();
+    hcrpt::Environment::keep();
     hcrpt::TraceHandOver::prepare();
     hcrpt::SiblingTraces::prepare();
     hcrpt::SiblingLock::prepare();

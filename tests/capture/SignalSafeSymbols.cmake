@@ -29,7 +29,7 @@ signal_safe_symbols(ProcessCopy _exit _Fork sigaction sigprocmask sigfillset sys
     __fpurge)
 signal_safe_symbols(StandardDescriptors fcntl open)
 signal_safe_symbols(CrashOutput poll stdout ftrylockfile funlockfile fileno_unlocked __fpending)
-signal_safe_symbols(CrashHandler _exit pthread_setcancelstate getrlimit setrlimit)
+signal_safe_symbols(CrashHandler _exit pthread_setcancelstate getrlimit setrlimit umask)
 signal_safe_symbols(CrashStack mmap mprotect sysconf)
 signal_safe_symbols(ModuleLines open close)
 signal_safe_symbols(RawTrace open close getpid lseek ftruncate fsync backtrace)
@@ -42,4 +42,7 @@ signal_safe_symbols(StackTraceTxtLog open close _ZdlPv _ZdlPvm
 signal_safe_symbols(StorePath getenv mkdir)
 signal_safe_symbols(GuardedUnwind _exit waitpid sigaction sigdelset sigfillset sigprocmask setitimer
     prctl)
-signal_safe_symbols(BadCallTarget getpid process_vm_readv)
+signal_safe_symbols(BadCallTarget)
+signal_safe_symbols(SafeMemory getpid process_vm_readv)
+# mmap(), mprotect() and stpcpy() make the copy at start-up.
+signal_safe_symbols(Environment environ getenv mmap mprotect stpcpy)

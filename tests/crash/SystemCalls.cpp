@@ -43,9 +43,11 @@ const std::map<long, Kind> kKinds = {
     {SYS_prlimit64, {"prlimit64", {EPERM}}},
     {SYS_prctl, {"prctl", {EPERM}}},
     {SYS_timer_create, {"timer_create", {EAGAIN}}},
+    {SYS_process_vm_readv, {"process_vm_readv", {EPERM}}},
     {SYS_uname, {"uname", {EFAULT}}},
     // These fail for arguments that make no sense, if at all.
     {SYS_getpid, {"getpid", {}}},
+    {SYS_umask, {"umask", {}}},
     {SYS_gettid, {"gettid", {}}},
     {SYS_rt_sigprocmask, {"rt_sigprocmask", {}}},
     {SYS_rt_sigaction, {"rt_sigaction", {}}},

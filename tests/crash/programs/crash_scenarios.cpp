@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <pthread.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -36,7 +37,8 @@ namespace failing = zeb::failing;
 namespace {
 
 constexpr int kStillAlive = 3;
-constexpr unsigned kLong = 1000;  // seconds; longer than any test
+constexpr std::uintptr_t kNowhere = 0x12345678000;  // canonical, and never mapped
+constexpr unsigned kLong = 1000;                    // seconds; longer than any test
 
 using Action = std::function<void()>;
 
@@ -218,6 +220,17 @@ void withoutData() {
     failing::nullWrite();
 }
 
+void withoutEnvironment(char** instead) {
+    environ = instead;
+    failing::nullWrite();
+}
+
+/// An environment overrun by something else.
+void withWildEntries() {
+    environ[0] = reinterpret_cast<char*>(kNowhere);
+    failing::nullWrite();
+}
+
 /// Tells what the stand-ins below are to do.
 enum class Fault { none, atFirstStep, atReport };
 Fault s_fault = Fault::none;
@@ -278,6 +291,23 @@ const std::map<std::string, Action> kScenarios = {
     {"no-address-space-hard", [] { withoutAddressSpace(true); }},
     {"no-data", withoutData},
     {"no-file-size", withoutFileSize},
+    {"cleared-environment",
+     [] {
+         clearenv();
+         failing::nullWrite();
+     }},
+    {"environment-without-session",
+     [] {
+         unsetenv("ZEB_SESSION_INFO");
+         failing::nullWrite();
+     }},
+    {"wild-environment", [] { withoutEnvironment(reinterpret_cast<char**>(kNowhere)); }},
+    {"wild-entries", withWildEntries},
+    {"mask-of-all-rights",
+     [] {
+         umask(0777);
+         failing::nullWrite();
+     }},
 };
 
 /// Whether the watch sees what it is there for.
