@@ -1,5 +1,6 @@
 // What a crashing process does, in order, and what is on disk after each step:
 //
+//   0. the interrupted instruction, as a first raw trace in the working directory (FirstTrace.cpp)
 //   1. raw trace in the working directory,   (on the crash stack from the first step on:
 //      frame by frame                         StackTraceTxtLog.cpp, RawTrace.cpp)
 //   2. copy of the raw trace in the crash    (TraceHandOver.cpp)
@@ -17,6 +18,7 @@
 #include "capture/CrashClaim.h"
 #include "capture/CrashStack.h"
 #include "capture/Environment.h"
+#include "capture/FirstTrace.h"
 #include "capture/FurtherSignals.h"
 #include "capture/ProcessCopy.h"
 #include "capture/SiblingLock.h"
@@ -51,6 +53,8 @@ void keepOwnersRights() {
 
 void handleCrash(void* signal) {
     const int sig = *static_cast<const int*>(signal);
+    // Before any call that a sandbox may forbid. The file is a sibling's while that crashes.
+    if (hcrpt::SiblingLock::tryAcquire()) hcrpt::FirstTrace::write(sig);
     hcrpt::handleFurtherSignals();
     liftLimits();
     keepOwnersRights();

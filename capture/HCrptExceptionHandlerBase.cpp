@@ -4,6 +4,7 @@
 #include "capture/CrashStack.h"
 #include "capture/Environment.h"
 #include "capture/ExitHold.h"
+#include "capture/FirstTrace.h"
 #include "capture/RawTrace.h"
 #include "capture/SiblingLock.h"
 #include "capture/SiblingTraces.h"
@@ -21,6 +22,7 @@ HCrptExceptionHandlerBase::HCrptExceptionHandlerBase() {
     if (!hcrpt::CrashStack::reserve()) throw std::bad_alloc();
     hcrpt::CrashClaim::prepare();
     hcrpt::Environment::keep();
+    hcrpt::FirstTrace::prepare();
     hcrpt::TraceHandOver::prepare();
     hcrpt::SiblingTraces::prepare();
     hcrpt::SiblingLock::prepare();

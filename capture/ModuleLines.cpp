@@ -65,13 +65,6 @@ bool skipToPath(CharacterReader& in, int& c) {
     return c == '/';
 }
 
-void writeHex(int fd, std::uintptr_t value) {
-    char buffer[2 + 2 * sizeof value + 1];
-    TextBuilder text(buffer, sizeof buffer);
-    text.addHex(value);
-    writeAll(fd, text.text(), text.length());
-}
-
 /// Copies the path whose first character has been read, up to the end of its line.
 void writePath(int fd, CharacterReader& in) {
     char piece[64] = {'/'};
@@ -114,6 +107,8 @@ void writeModuleLine(int fd, const void* address) {
     Mapping mapping;
     std::uintptr_t module = 0;  // the file of the mappings gone through, and where it begins
     std::uintptr_t begin = 0;
+    char buffer[64];
+    TextBuilder end(buffer, sizeof buffer);
     while (readMapping(maps, mapping)) {
         // The loader maps a module's parts in the order of their addresses, with nothing but
         // memory of its own between them.
@@ -125,17 +120,14 @@ void writeModuleLine(int fd, const void* address) {
         const bool isFile = skipToPath(maps, c);
         if (isFile && value >= mapping.start && value < mapping.end) {
             writePath(fd, maps);
-            writeAll(fd, "(+", 2);
             // Not the offset in the file: linkers may lay out memory otherwise.
-            writeHex(fd, value - begin);
-            writeAll(fd, ")", 1);
+            end.add("(+").addHex(value - begin).add(")");
             break;
         }
         while (c != '\n' && c != -1) c = maps.next();
     }
-    writeAll(fd, "[", 1);
-    writeHex(fd, value);
-    writeAll(fd, "]\n", 2);
+    end.add("[").addHex(value).add("]\n");
+    writeAll(fd, end.text(), end.length());
 }
 
 }  // namespace hcrpt

@@ -31,13 +31,23 @@ std::timespec now() {
 }
 
 /// @return whether this thread has the mutex now.
-bool lockWithin(std::time_t seconds) {
-    std::timespec end = now();
-    end.tv_sec += seconds;
-    const int result = pthread_mutex_clocklock(&s_shared->mutex, CLOCK_MONOTONIC, &end);
+bool hasLocked(int result) {
     // Every holder dies with the lock: that is how it is released.
     if (result == EOWNERDEAD) pthread_mutex_consistent(&s_shared->mutex);
     return result == 0 || result == EOWNERDEAD;
+}
+
+bool lockWithin(std::time_t seconds) {
+    std::timespec end = now();
+    end.tv_sec += seconds;
+    return hasLocked(pthread_mutex_clocklock(&s_shared->mutex, CLOCK_MONOTONIC, &end));
+}
+
+void enterHolder() {
+    s_holds = true;
+    s_predecessor = s_shared->holder;
+    s_shared->holder = {getpid(), Stage::started};
+    s_shared->deadline = now().tv_sec + maxHoldSeconds;
 }
 
 }  // namespace
@@ -65,10 +75,14 @@ void acquire() {
     constexpr std::time_t kSlice = 1;  // seconds; the holder changes meanwhile, and its deadline
     while (!lockWithin(kSlice))
         if (now().tv_sec > s_shared->deadline) return;
-    s_holds = true;
-    s_predecessor = s_shared->holder;
-    s_shared->holder = {getpid(), Stage::started};
-    s_shared->deadline = now().tv_sec + maxHoldSeconds;
+    enterHolder();
+}
+
+bool tryAcquire() {
+    if (s_shared == nullptr || s_holds) return true;
+    if (!hasLocked(pthread_mutex_trylock(&s_shared->mutex))) return false;
+    enterHolder();
+    return true;
 }
 
 void note(Stage stage) {

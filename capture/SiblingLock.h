@@ -24,6 +24,10 @@ enum class Stage : int { started, traceCopied, reported };
 /// not waited for any longer. @signalsafe
 void acquire();
 
+/// Takes the lock without waiting, where no sibling crashes. Makes no system call but getpid().
+/// @return true when no sibling has it. @signalsafe
+bool tryAcquire();
+
 /// How long after taking the lock a process counts as stuck, in seconds: somewhat more than its
 /// watchdog allows. Tests shorten it.
 extern long maxHoldSeconds;

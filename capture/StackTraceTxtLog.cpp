@@ -1,8 +1,5 @@
 // Up to the hand-over the raw trace is not safe: small frames, no heap, no strings.
-#include <fcntl.h>
 #include <unistd.h>
-
-#include <cerrno>
 
 #include "HUTEnv.h"
 #include "base/TextBuilder.h"
@@ -10,6 +7,7 @@
 #include "capture/CrashOutput.h"
 #include "capture/CrashStack.h"
 #include "capture/RawTrace.h"
+#include "capture/TraceFile.h"
 #include "capture/TraceHandOver.h"
 #include "hcrpt/HCrashCapture.h"
 
@@ -24,22 +22,12 @@ void announce(int sig) {
     hcrpt::putStdout(line.text(), line.length());
 }
 
-void writeHeader(int fd, int sig) {
-    char buffer[60] = {};
-    hcrpt::TextBuilder header(buffer, sizeof buffer);
-    header.add("#\n# An unexpected error has occurred (").add(sig).add(")\n#\nStack:\n");
-    hcrpt::writeAll(fd, header.text(), header.length());
-}
-
 }  // namespace
 
 void HCrptExceptionHandlerBase::writeStackTraceTxtLog(int sig) {
     announce(sig);
 
-    // Not truncated: see writeRawTrace() for what becomes of an older, longer file.
-    const char* const path = HCrptResourceMgr::getStacktraceTempFilePath().c_str();
-    const int fd =
-        static_cast<int>(TEMP_FAILURE_RETRY(open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0644)));
+    const int fd = hcrpt::openRawTrace();
     if (fd < 1) {  // on purpose: descriptor 0 counts as a failure too
         hcrpt::putStdout(
             "Unable to write a stacktrace file, probably because current directory is not "
@@ -47,7 +35,7 @@ void HCrptExceptionHandlerBase::writeStackTraceTxtLog(int sig) {
         hcrpt::flushStdout();
         return;
     }
-    writeHeader(fd, sig);
+    hcrpt::writeTraceHeader(fd, sig);
     hcrpt::TraceHandOver handOver;
     if (HCrptResourceMgr::isReleased()) {
         hcrpt::writeRawTrace(fd);  // the handler object went with the arena

@@ -37,7 +37,10 @@ signal_safe_symbols(FrameLines backtrace_symbols_fd dladdr1 writev)
 signal_safe_symbols(Interruption memcmp _Unwind_Backtrace _Unwind_GetCFA _Unwind_GetIP)
 # The string, a short one without memory of its own, is for getHandler(), which is asked only where
 # no handler has been made.
-signal_safe_symbols(StackTraceTxtLog open close _ZdlPv _ZdlPvm
+signal_safe_symbols(FirstTrace _dl_find_object fsync close fstat fchmod readlink pthread_sigmask
+    sigdelset sigfillset)
+signal_safe_symbols(TraceFile open)
+signal_safe_symbols(StackTraceTxtLog close _ZdlPv _ZdlPvm
     _ZNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE10_M_disposeEv)
 signal_safe_symbols(StorePath getenv mkdir)
 signal_safe_symbols(GuardedUnwind _exit waitpid sigaction sigdelset sigfillset sigprocmask setitimer

@@ -69,10 +69,11 @@ void removeTraceItems(Record& record) {
     removeItems(record, {"signalNumber", "subSystem", "functionName", "stacktrace"});
 }
 
-Cost trace() {
-    return {"both traces", [](Record& record) {
-                for (const char* name : {kRawTrace, kRawTraceCopy, kLog, kLogCopy})
-                    record.files.erase(name);
+/// All but the first trace, which was written before.
+Cost trace(const std::string& firstTrace) {
+    return {"both traces, but for the interrupted instruction", [firstTrace](Record& record) {
+                for (const char* name : {kRawTraceCopy, kLog, kLogCopy}) record.files.erase(name);
+                record.files[kRawTrace] = firstTrace;
                 removeTraceItems(record);
                 replace(record.output,
                         "Please check this file for stacktrace: <directory>/hs_err_pid<pid>.log",
@@ -245,7 +246,8 @@ Cost nextMessage(const Death& death, std::size_t index) {
 Cost costOfOpen(const Death& death, std::size_t index) {
     const Call& call = death.calls[index];
     const std::string& target = call.target;
-    if (target == kRawTrace) return (call.arguments[2] & O_CREAT) != 0 ? trace() : copyOfTrace();
+    if (target == kRawTrace)
+        return (call.arguments[2] & O_CREAT) != 0 ? trace(death.firstTrace) : copyOfTrace();
     if (target == kStore || target == kRawTraceCopyBegun) return copyOfTrace();
     if (target == "." || target == kLogCopyBegun) return copyOfLog();
     if (target == kLog && isOfTraces(death, index)) return copyOfLog();
@@ -301,7 +303,7 @@ Cost costOfWrite(const Death& death, std::size_t index) {
     if (call.target == kLogCopyBegun) return copyOfLog();
     if (call.target == kReportBegun) return report("");
     if (call.target != kRawTrace) return nothing();
-    if (ordinal(death, index) == 0) return header();
+    if (death.calls[index - 1].number == SYS_openat) return header();
     return call.result == 1 ? lastLineFeed() : nothing();
 }
 
@@ -332,11 +334,24 @@ Cost costOfStat(const Death& death, std::size_t index) {
     return nothing();
 }
 
+/// Whether the call is one of the first trace, which the complete one replaces.
+bool isOfFirstTrace(const Death& death, std::size_t index) {
+    if (death.calls[index].target != kRawTrace) return false;
+    const auto opened = std::count_if(
+        death.calls.begin(), death.calls.begin() + static_cast<std::ptrdiff_t>(index) + 1,
+        [](const Call& call) {
+            return call.number == SYS_openat && call.target == kRawTrace &&
+                   (call.arguments[2] & O_CREAT) != 0;
+        });
+    return opened < 2;
+}
+
 }  // namespace
 
 Cost costOf(const Death& death, const Fault& fault) {
     const std::size_t index = fault.call;
     const Call& call = death.calls[index];
+    if (isOfFirstTrace(death, index)) return nothing();
     if (call.number == SYS_clock_nanosleep)
         return {"nothing: the pause goes on", [](Record& record) { ++record.pauses; }};
     if (!fault.error || *fault.error == EINTR) return nothing();

@@ -178,6 +178,7 @@ Death dieWith(Surroundings surroundings, const std::optional<Fault>& fault) {
     trace.fault = fault;
     pid_t host = -1;
     std::string copy;
+    std::string firstTrace;
     std::set<std::string> before;
     trace.atFailure = [&](pid_t pid) {
         host = pid;
@@ -192,6 +193,9 @@ Death dieWith(Surroundings surroundings, const std::optional<Fault>& fault) {
         before = filesBelow(scene.work);
     };
     trace.afterCall = [&](const Call& call) {
+        if (call.number == SYS_fsync && firstTrace.empty())
+            firstTrace = test_support::readFile(scene.work + "/hs_mangled_err_pid" +
+                                                std::to_string(host) + ".log");
         if (call.number == SYS_clock_nanosleep && fs::exists(copy))
             HCrashReportMgr::MangledStackTraceHandler().demangleBTFile(copy);
     };
@@ -205,6 +209,7 @@ Death dieWith(Surroundings surroundings, const std::optional<Fault>& fault) {
     death.record = recordOf(files, eraser);
     death.record.end = end;
     death.record.output = eraser.text(test_support::readFile(output));
+    death.firstTrace = eraser.text(firstTrace);
     death.calls = trace.calls();
     for (Call& call : death.calls) {
         call.target = eraser.path(call.target);

@@ -55,6 +55,7 @@ struct Death {
     Surroundings surroundings = Surroundings::usual;
     Record record;
     std::vector<Call> calls;
+    std::string firstTrace;  ///< what the raw trace held before the complete one was begun
 };
 
 /// Lets a host die. The stack-trace log is made in the pause after the raw trace has come into the

@@ -27,6 +27,7 @@
 #include "HUTPlatform.h"
 #include "crash/programs/AllocatorWatch.h"
 #include "crash/programs/Failing.h"
+#include "crash/programs/Sandbox.h"
 #include "crash/programs/Scenario.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashReporter.h"
@@ -231,6 +232,21 @@ void withWildEntries() {
     failing::nullWrite();
 }
 
+/// What the crash handler calls to protect itself, and to start tools.
+const std::vector<long> kProtectiveCalls = {
+    SYS_clone,        SYS_clone3,      SYS_vfork, SYS_fork,  SYS_execve, SYS_process_vm_readv,
+    SYS_prlimit64,    SYS_getrlimit,   SYS_prctl, SYS_umask, SYS_poll,   SYS_setitimer,
+    SYS_timer_create, SYS_sigaltstack, SYS_pipe2, SYS_fchmod};
+
+void inSandbox(sandbox::Answer answer) {
+    if (answer == sandbox::Answer::kill)
+        sandbox::allowOnly(
+            {SYS_openat, SYS_write, SYS_fsync, SYS_getpid, SYS_gettid, SYS_rt_sigprocmask}, answer);
+    else
+        sandbox::forbid(kProtectiveCalls, answer);
+    failing::nullWrite();
+}
+
 /// Tells what the stand-ins below are to do.
 enum class Fault { none, atFirstStep, atReport };
 Fault s_fault = Fault::none;
@@ -303,6 +319,13 @@ const std::map<std::string, Action> kScenarios = {
      }},
     {"wild-environment", [] { withoutEnvironment(reinterpret_cast<char**>(kNowhere)); }},
     {"wild-entries", withWildEntries},
+    {"sandbox-kill", [] { inSandbox(sandbox::Answer::kill); }},
+    {"sandbox-error", [] { inSandbox(sandbox::Answer::error); }},
+    {"sandbox-trap",
+     [] {
+         sandbox::failForbiddenCalls();
+         inSandbox(sandbox::Answer::trap);
+     }},
     {"mask-of-all-rights",
      [] {
          umask(0777);

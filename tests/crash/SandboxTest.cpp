@@ -1,0 +1,45 @@
+// Hosts in a sandbox (seccomp) that forbids system calls of the crash handler.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <string>
+
+#include "crash/CrashScene.h"
+#include "crash/Expectations.h"
+
+using namespace crash_test;
+
+namespace {
+
+constexpr char kNotice[] =
+    "Following is a partial stack trace, only, likely due to stack corruption\n";
+
+TEST(SandboxTest, OneThatKillsLeavesTheInterruptedInstruction) {
+    CrashScene scene;
+    const Outcome outcome = scene.run("sandbox-kill");
+    EXPECT_EQ(test_support::killedBy(SIGSYS), outcome.end);
+    const std::string start = headerOf(SIGSEGV) + kNotice;
+    ASSERT_EQ(start, outcome.rawTrace.substr(0, start.size())) << outcome.rawTrace;
+    const std::string frames = outcome.rawTrace.substr(start.size());
+    EXPECT_EQ(frames.find('\n'), frames.size() - 1) << "one line: " << frames;
+    EXPECT_NE(std::string::npos, frames.find("/libzeb_failing.so(+0x")) << frames;
+    EXPECT_NE(std::string::npos, frames.find(")[0x")) << frames;
+}
+
+TEST(SandboxTest, AForbiddenCallThatFailsCostsNoTrace) {
+    CrashScene scene;
+    const Outcome outcome = scene.run("sandbox-error");
+    expectWholeRecord(outcome, SIGSEGV);
+    expectNamed(outcome, "zeb::failing::nullWrite()");
+    EXPECT_EQ(std::string::npos, outcome.rawTrace.find(kNotice));
+}
+
+TEST(SandboxTest, ASignalHandlerThatStandsInForForbiddenCallsIsCalled) {
+    CrashScene scene;
+    const Outcome outcome = scene.run("sandbox-trap");
+    expectWholeRecord(outcome, SIGSEGV);
+    expectNamed(outcome, "zeb::failing::nullWrite()");
+    EXPECT_EQ(std::string::npos, outcome.rawTrace.find(kNotice));
+}
+
+}  // namespace
