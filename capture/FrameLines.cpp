@@ -58,16 +58,13 @@ void writeReturnLine(int fd, const void* address) {
     static_cast<void>(!writev(fd, line, sizeof line / sizeof *line));
 }
 
-void writeFrameLines(void* const* frames, int count, const void* before, const void* handlersCaller,
-                     int fd) {
-    for (int i = 0; i < count; before = frames[i++]) {
-        const bool isReturnAddress =
-            handlersCaller == nullptr || (frames[i] != handlersCaller && before != handlersCaller);
-        if (isReturnAddress)
-            writeReturnLine(fd, frames[i]);
-        else
-            backtrace_symbols_fd(frames + i, 1, fd);
-    }
+void writeFrameLine(int fd, void* frame, const void* before, const void* handlersCaller) {
+    const bool isReturnAddress =
+        handlersCaller == nullptr || (frame != handlersCaller && before != handlersCaller);
+    if (isReturnAddress)
+        writeReturnLine(fd, frame);
+    else
+        backtrace_symbols_fd(&frame, 1, fd);
 }
 
 }  // namespace hcrpt

@@ -12,13 +12,12 @@ namespace hcrpt {
 /// lock, which backtrace_symbols_fd() takes too.
 void writeReturnLine(int fd, const void* address);
 
-/// Writes a line for each frame of a backtrace. All frames hold return addresses but two: the
+/// Writes the line of a frame of a backtrace. All frames hold return addresses but two: the
 /// handler's caller, where a signal handler will go on, and the frame after it, the interrupted
 /// instruction. Their lines are those of backtrace_symbols_fd().
-/// @param before the frame before the first; null: there is none
+/// @param before the frame before this one; null: there is none
 /// @param handlersCaller null: no frame was interrupted
 /// @signalsafe as writeReturnLine() is.
-void writeFrameLines(void* const* frames, int count, const void* before, const void* handlersCaller,
-                     int fd);
+void writeFrameLine(int fd, void* frame, const void* before, const void* handlersCaller);
 
 }  // namespace hcrpt

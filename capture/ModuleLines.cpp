@@ -83,6 +83,7 @@ void writePath(int fd, CharacterReader& in) {
 struct Mapping {
     std::uintptr_t start = 0;
     std::uintptr_t end = 0;
+    bool isExecutable = false;
     std::uintptr_t inode = 0;  // its digits read as hexadecimal: tells files apart all the same
 };
 
@@ -91,10 +92,14 @@ bool readMapping(CharacterReader& in, Mapping& mapping) {
     mapping.start = readHex(in);
     mapping.end = readHex(in);
     if (mapping.end == 0) return false;
-    for (int i = 0; i < 5; ++i) in.next();  // "r-xp "
-    readHex(in);                            // offset
-    readHex(in);                            // major:
-    readHex(in);                            // minor
+    in.next();  // r
+    in.next();  // w
+    mapping.isExecutable = in.next() == 'x';
+    in.next();  // p
+    in.next();
+    readHex(in);  // offset
+    readHex(in);  // major:
+    readHex(in);  // minor
     mapping.inode = readHex(in);
     return true;
 }
@@ -128,6 +133,19 @@ void writeModuleLine(int fd, const void* address) {
     }
     end.add("[").addHex(value).add("]\n");
     writeAll(fd, end.text(), end.length());
+}
+
+bool findMappedRange(std::uintptr_t address, MappedRange& range) {
+    CharacterReader maps("/proc/self/maps");
+    Mapping mapping;
+    while (readMapping(maps, mapping)) {
+        if (address >= mapping.start && address < mapping.end) {
+            range = {mapping.start, mapping.end, mapping.isExecutable};
+            return true;
+        }
+        for (int c = 0; c != '\n' && c != -1;) c = maps.next();
+    }
+    return false;
 }
 
 }  // namespace hcrpt

@@ -10,9 +10,11 @@
 
 #include "base/WriteAll.h"
 #include "capture/BadCallTarget.h"
+#include "capture/FrameChain.h"
 #include "capture/FrameLines.h"
 #include "capture/GuardedUnwind.h"
 #include "capture/ModuleLines.h"
+#include "capture/ModuleList.h"
 #include "hcrpt/HCrashCapture.h"
 
 namespace hcrpt {
@@ -32,9 +34,13 @@ struct Walk {
     Interruption interruption = {};
     bool isAfterJump = false;  // there is a bad call target to return from
     BadCallTarget jump = {};
+    FrameChain chain = {};       // of frames that no unwinder knows
+    ModuleList unreadable = {};  // a look into their symbols has faulted
 };
 
 int s_framesOnDisk = 0;
+// The frame whose line is being written; null: none.
+const void* volatile s_frameInWork = nullptr;
 
 void writeModuleLines(void* const* frames, int count, int fd) {
     for (int i = 0; i < count; ++i) {
@@ -44,18 +50,23 @@ void writeModuleLines(void* const* frames, int count, int fd) {
 }
 
 void writeLines(const Walk& walk, void* const* frames, int count, const void* before) {
-    if (walk.isByModule)
-        writeModuleLines(frames, count, walk.fd);
-    else
-        writeFrameLines(frames, count, before, walk.interruption.handlersCaller, walk.fd);
+    if (walk.isByModule) return writeModuleLines(frames, count, walk.fd);
+    for (int i = 0; i < count; before = frames[i++]) {
+        s_frameInWork = frames[i];
+        if (walk.unreadable.holds(frames[i]))
+            writeModuleLine(walk.fd, frames[i]);
+        else
+            writeFrameLine(walk.fd, frames[i], before, walk.interruption.handlersCaller);
+        s_frameInWork = nullptr;
+    }
 }
 
 /// The line of the last frame of a backtrace.
 void writeLastLine(const Walk& walk, int frames) {
     void* const* const last = s_btArray + frames - 1;
-    // The bad call target, of which the last frame is the return address, is not among the frames
-    // yet.
-    const bool isAlone = frames == 1 || (walk.isAfterJump && *last == walk.jump.returnAddress);
+    // What was interrupted below this return address is not among the frames yet.
+    const bool isAlone = frames == 1 || (walk.isAfterJump && *last == walk.jump.returnAddress) ||
+                         (walk.chain.caller != nullptr && *last == walk.chain.caller);
     writeLines(walk, last, 1, isAlone ? nullptr : *(last - 1));
 }
 
@@ -90,8 +101,9 @@ void writeWholeTrace(const Walk& walk, int frames, off_t linesSize) {
 // that is no signal handler.
 void findWhatWasInterrupted(void* self) {
     Walk& walk = *static_cast<Walk*>(self);
-    if (getpid() != walk.process && findInterruption(walk.interruption))
-        walk.isAfterJump = findBadCallTarget(walk.interruption, walk.jump);
+    if (getpid() == walk.process || !findInterruption(walk.interruption)) return;
+    walk.isAfterJump = findBadCallTarget(walk.interruption, walk.jump);
+    if (!walk.isAfterJump) findFrameChain(walk.interruption, walk.chain);
 }
 
 void unwindOnce(void* self) {
@@ -112,29 +124,60 @@ void unwindOnce(void* self) {
 
     // The walk came to its end, so the trace is not partial. One frame more than it finds fits in.
     if (walk.isAfterJump) found = insertTarget(walk.jump, s_btArray, found);
+    found = insertChain(walk.chain, s_btArray, found, static_cast<int>(kBacktraceDepth) - 1);
     writeWholeTrace(walk, found, position(walk.fd) - lines);
     sync(walk.fd);
 }
 
+void writeNotice(const Walk& walk) {
+    writeAll(walk.fd, partialStackTraceMsg, std::strlen(partialStackTraceMsg));
+    sync(walk.fd);
+}
+
+/// Where the unwinder has not got beyond the signal handler: the interrupted instruction, and what
+/// the frame pointers lead to.
+void writeUnreachedFrames(const Walk& walk) {
+    const bool isAtHandler = s_btArray[s_framesOnDisk - 1] == walk.interruption.handlersCaller;
+    if (!isAtHandler || walk.isAfterJump || walk.chain.caller != nullptr) return;
+    if (walk.chain.count == 0) {
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how a register holds it
+        writeModuleLine(
+            walk.fd, reinterpret_cast<void*>(walk.interruption.state->uc_mcontext.gregs[REG_RIP]));
+    }
+    writeModuleLines(walk.chain.frames, walk.chain.count, walk.fd);
+    sync(walk.fd);
+}
+
 void unwindRepeatedly(Walk& walk) {
-    if (runGuarded(&unwindOnce, &walk) || s_framesOnDisk > 0) return;
-    // Not even this library's own frame: looking up its name waits for the loader's lock, which
-    // another thread holds and may never give back. Then the modules must do.
-    walk.isByModule = true;
-    runGuarded(&unwindOnce, &walk);
+    for (;;) {
+        s_frameInWork = nullptr;
+        if (runGuarded(&unwindOnce, &walk)) return;
+        if (s_frameInWork == nullptr && s_framesOnDisk > 0) {
+            writeUnreachedFrames(walk);  // the unwinder has faulted
+            return;
+        }
+        // The lookup of a name has faulted, or hangs. Not even this library's own frame: another
+        // thread holds the loader's lock and may never give it back. Otherwise the library's file
+        // was cut or overwritten, and its symbols with it. The line of a module needs neither.
+        if (walk.isByModule) return;
+        if (s_framesOnDisk == 0 || !walk.unreadable.add(s_frameInWork)) walk.isByModule = true;
+        startAnew(walk);
+        writeNotice(walk);
+    }
 }
 
 }  // namespace
 
 void writeRawTrace(int fd) {
     Walk walk = {fd, position(fd), getpid()};
-    writeAll(fd, partialStackTraceMsg, std::strlen(partialStackTraceMsg));
-    sync(fd);
+    writeNotice(walk);
 
     s_framesOnDisk = 0;
     runGuarded(&findWhatWasInterrupted, &walk);
     if (walk.isAfterJump) returnToCaller(walk.jump);
+    const SavedFrame interrupted = continueAfterChain(walk.chain);
     unwindRepeatedly(walk);
+    restoreFrame(walk.chain, interrupted);
     if (walk.isAfterJump) goBackToTarget(walk.jump);
 }
 
@@ -142,7 +185,7 @@ void primeRawTrace() {
     const int fd = open("/dev/null", O_WRONLY | O_CLOEXEC);
     const int count = backtrace(s_btArray, static_cast<int>(kBacktraceDepth));
     if (fd < 0) return;
-    writeFrameLines(s_btArray, count, nullptr, nullptr, fd);
+    for (int i = 0; i < count; ++i) writeFrameLine(fd, s_btArray[i], nullptr, nullptr);
     close(fd);
 }
 

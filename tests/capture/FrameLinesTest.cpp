@@ -92,15 +92,14 @@ TEST(FrameLinesTest, AnAddressInNoModuleStandsAlone) {
 
 TEST(FrameLinesTest, TheHandlersCallerAndTheInterruptedFrameKeepTheirOwnNames) {
     void* const frames[] = {frameLinesCaller, frameLinesNeighbour, frameLinesNeighbour + 1};
-    const auto linesOf = [&](int first, int count, const void* before, const void* caller) {
-        return textOf(
-            [&](int fd) { hcrpt::writeFrameLines(frames + first, count, before, caller, fd); });
+    const auto lineOf = [&](int i, const void* before, const void* caller) {
+        return textOf([&](int fd) { hcrpt::writeFrameLine(fd, frames[i], before, caller); });
     };
     // The first frame calls the handler, so the second was interrupted; the third made a call.
-    EXPECT_EQ(traceLines(frames, 2) + returnLine(frames[2]),
-              linesOf(0, 3, nullptr, frameLinesCaller));
-    EXPECT_EQ(traceLines(frames + 1, 1), linesOf(1, 1, frameLinesCaller, frameLinesCaller));
-    EXPECT_EQ(returnLine(frames[1]), linesOf(1, 1, frameLinesCaller, nullptr));
+    EXPECT_EQ(traceLines(frames, 1), lineOf(0, nullptr, frameLinesCaller));
+    EXPECT_EQ(traceLines(frames + 1, 1), lineOf(1, frames[0], frameLinesCaller));
+    EXPECT_EQ(returnLine(frames[2]), lineOf(2, frames[1], frameLinesCaller));
+    EXPECT_EQ(returnLine(frames[1]), lineOf(1, frames[0], nullptr));
 }
 
 }  // namespace

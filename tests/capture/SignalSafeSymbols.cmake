@@ -40,6 +40,8 @@ signal_safe_symbols(Interruption memcmp _Unwind_Backtrace _Unwind_GetCFA _Unwind
 signal_safe_symbols(FirstTrace _dl_find_object fsync close fstat fchmod readlink pthread_sigmask
     sigdelset sigfillset)
 signal_safe_symbols(TraceFile open)
+signal_safe_symbols(ModuleList _dl_find_object)
+signal_safe_symbols(FrameChain _Unwind_Find_FDE _dl_find_object)
 signal_safe_symbols(StackTraceTxtLog close _ZdlPv _ZdlPvm
     _ZNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE10_M_disposeEv)
 signal_safe_symbols(StorePath getenv mkdir)

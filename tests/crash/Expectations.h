@@ -15,6 +15,10 @@ inline std::string headerOf(int signal) {
     return "#\n# An unexpected error has occurred (" + std::to_string(signal) + ")\n#\nStack:\n";
 }
 
+/// What a raw trace holds before its frames, until the walk over the stack has come to its end.
+constexpr char kNotice[] =
+    "Following is a partial stack trace, only, likely due to stack corruption\n";
+
 /// Raw trace, its copy and the stack-trace log.
 inline void expectTraces(const Outcome& outcome, int signal) {
     EXPECT_EQ(test_support::exitedWith(128 + signal), outcome.end);

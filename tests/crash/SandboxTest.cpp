@@ -11,9 +11,6 @@ using namespace crash_test;
 
 namespace {
 
-constexpr char kNotice[] =
-    "Following is a partial stack trace, only, likely due to stack corruption\n";
-
 TEST(SandboxTest, OneThatKillsLeavesTheInterruptedInstruction) {
     CrashScene scene;
     const Outcome outcome = scene.run("sandbox-kill");

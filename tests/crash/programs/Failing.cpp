@@ -67,6 +67,20 @@ void callNull() {
     function();
 }
 
+void callGenerated() {
+    constexpr std::size_t kSize = 4096;
+    constexpr unsigned char kCode[] = {
+        // push %rbp; mov %rsp,%rbp; call *%rdi; pop %rbp; ret
+        0x55, 0x48, 0x89, 0xe5, 0xff, 0xd7, 0x5d, 0xc3,
+        // push %rbp; mov %rsp,%rbp; xor %eax,%eax; mov %al,(%rax); pop %rbp; ret
+        0x55, 0x48, 0x89, 0xe5, 0x31, 0xc0, 0x88, 0x00, 0x5d, 0xc3};
+    void* const memory = mmap(nullptr, kSize, PROT_READ | PROT_WRITE | PROT_EXEC,
+                              MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    std::memcpy(memory, kCode, sizeof kCode);
+    auto* const inner = static_cast<unsigned char*>(memory) + 8;
+    reinterpret_cast<void (*)(void*)>(memory)(inner);
+}
+
 void jumpNowhere() {
     void (*volatile function)() = reinterpret_cast<void (*)()>(kNowhere);
     function();

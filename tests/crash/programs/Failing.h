@@ -14,6 +14,8 @@ void callAbort();
 void throwUncaught();
 void callNull();
 void jumpNowhere();
+/// Fails in code without unwind tables, called by more of it.
+void callGenerated();
 void smashReturnAddress();
 /// Puts an address that cannot be read where the caller's frame pointer was saved, then fails. From
 /// there on no unwinder finds the way; its attempt faults.

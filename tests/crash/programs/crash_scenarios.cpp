@@ -247,6 +247,36 @@ void inSandbox(sandbox::Answer answer) {
     failing::nullWrite();
 }
 
+constexpr char kCutLibrary[] = "./libzeb_cut.so";
+
+/// A function of a library of its own copy.
+void* functionToCut(const char* name) {
+    std::ofstream(kCutLibrary, std::ios::binary)
+        << std::ifstream(LIBRARY_TO_CUT, std::ios::binary).rdbuf();
+    return dlsym(dlopen(kCutLibrary, RTLD_NOW), name);
+}
+
+void cutLibrary() {
+    if (truncate(kCutLibrary, 0) != 0) _exit(2);
+}
+
+void callIntoCutLibrary() {
+    const auto function = reinterpret_cast<void (*)()>(functionToCut("neighbourOfAbort"));
+    cutLibrary();
+    function();
+}
+
+void returnIntoCutLibrary() {
+    reinterpret_cast<void (*)(void (*)())>(functionToCut("callBack"))(cutLibrary);
+}
+
+void failBelowCutLibrary() {
+    reinterpret_cast<void (*)(void (*)())>(functionToCut("callBack"))([] {
+        cutLibrary();
+        failing::nullWrite();
+    });
+}
+
 /// Tells what the stand-ins below are to do.
 enum class Fault { none, atFirstStep, atReport };
 Fault s_fault = Fault::none;
@@ -326,6 +356,10 @@ const std::map<std::string, Action> kScenarios = {
          sandbox::failForbiddenCalls();
          inSandbox(sandbox::Answer::trap);
      }},
+    {"generated-code", failing::callGenerated},
+    {"cut-library", callIntoCutLibrary},
+    {"return-into-cut-library", returnIntoCutLibrary},
+    {"below-cut-library", failBelowCutLibrary},
     {"mask-of-all-rights",
      [] {
          umask(0777);
