@@ -7,7 +7,7 @@
 #include "hcrpt/HCrashReporter.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "hcrpt/HCrashRptUtils.h"
-#include "tests/support/ScopedFakePlatform.h"
+#include "support/ScopedFakePlatform.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include "fuzz/support/Fuzz.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "hcrpt/HCrashRptWriters.h"
-#include "tests/support/ScopedFakePlatform.h"
+#include "support/ScopedFakePlatform.h"
 
 using HCrashRptMetaData::Manager;
 using HCrashRptMetaData::TableNode;

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "HUTBackend.h"
 #include "HUTEnv.h"
 #include "HUTFork.h"
-#include "posix/HUTBackend.h"
 
 namespace {
 

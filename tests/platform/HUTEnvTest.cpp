@@ -8,10 +8,10 @@
 #include <set>
 #include <thread>
 
+#include "HUTBackend.h"
 #include "HUTEnv.h"
 #include "HUTPlatform.h"
 #include "posix/FactParsers.h"
-#include "posix/HUTBackend.h"
 #include "support/ChildProcess.h"
 #include "support/ScopedEnvVar.h"
 #include "support/TempDir.h"

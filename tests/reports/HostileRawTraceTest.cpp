@@ -7,8 +7,8 @@
 #include <string>
 
 #include "hcrpt/HCrashReportMgr.h"
-#include "tests/support/ChildProcess.h"
-#include "tests/support/TempDir.h"
+#include "support/ChildProcess.h"
+#include "support/TempDir.h"
 
 using namespace test_support;
 

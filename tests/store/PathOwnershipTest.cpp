@@ -2,7 +2,7 @@
 #include <unistd.h>
 
 #include "store/PathOwnership.h"
-#include "tests/crash_reporter/StoreScene.h"
+#include "crash_reporter/StoreScene.h"
 
 namespace {
 

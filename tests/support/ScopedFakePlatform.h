@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "posix/HUTBackend.h"
+#include "HUTBackend.h"
 
 namespace test_support {
 

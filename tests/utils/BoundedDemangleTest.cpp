@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "support/ChildProcess.h"
 #include "support/LinkSeams.h"
-#include "tests/support/ChildProcess.h"
 #include "utils/BoundedDemangle.h"
 
 using namespace test_support;
