@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <cstdlib>
 
-#include "capture/GuardedUnwind.h"
+#include "base/BoundedChild.h"
 
 namespace hcrpt {
 namespace {
@@ -23,7 +23,7 @@ void takeMemory(void*) {
 
 bool heapIsUsable() {
     static bool s_hasFailed = false;
-    if (!s_hasFailed) s_hasFailed = !runGuarded(&takeMemory, nullptr);
+    if (!s_hasFailed) s_hasFailed = !runInSharedChild(&takeMemory, nullptr);
     return !s_hasFailed;
 }
 

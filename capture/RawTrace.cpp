@@ -8,11 +8,11 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/BoundedChild.h"
 #include "base/WriteAll.h"
 #include "capture/BadCallTarget.h"
 #include "capture/FrameChain.h"
 #include "capture/FrameLines.h"
-#include "capture/GuardedUnwind.h"
 #include "capture/ModuleLines.h"
 #include "capture/ModuleList.h"
 #include "hcrpt/HCrashCapture.h"
@@ -45,7 +45,7 @@ const void* volatile s_frameInWork = nullptr;
 void writeModuleLines(void* const* frames, int count, int fd) {
     for (int i = 0; i < count; ++i) {
         writeModuleLine(fd, frames[i]);
-        guardedProgress();
+        sharedChildProgress();
     }
 }
 
@@ -119,7 +119,7 @@ void unwindOnce(void* self) {
         writeLastLine(walk, depth);
         sync(walk.fd);
         s_framesOnDisk = found;
-        guardedProgress();
+        sharedChildProgress();
     }
 
     // The walk came to its end, so the trace is not partial. One frame more than it finds fits in.
@@ -151,7 +151,7 @@ void writeUnreachedFrames(const Walk& walk) {
 void unwindRepeatedly(Walk& walk) {
     for (;;) {
         s_frameInWork = nullptr;
-        if (runGuarded(&unwindOnce, &walk)) return;
+        if (runInSharedChild(&unwindOnce, &walk)) return;
         if (s_frameInWork == nullptr && s_framesOnDisk > 0) {
             writeUnreachedFrames(walk);  // the unwinder has faulted
             return;
@@ -173,7 +173,7 @@ void writeRawTrace(int fd) {
     writeNotice(walk);
 
     s_framesOnDisk = 0;
-    runGuarded(&findWhatWasInterrupted, &walk);
+    runInSharedChild(&findWhatWasInterrupted, &walk);
     if (walk.isAfterJump) returnToCaller(walk.jump);
     const SavedFrame interrupted = continueAfterChain(walk.chain);
     unwindRepeatedly(walk);

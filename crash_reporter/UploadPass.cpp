@@ -30,7 +30,7 @@ int fatalSignal(int waitStatus) {
     return std::max(WEXITSTATUS(waitStatus) - kExitStatusOfSignal, 0);
 }
 
-/// Not dieQuietly(): after SIGTERM the pass must still finish its current report.
+/// Not every signal: after SIGTERM the pass must still finish its current report.
 void leaveFaultsUnreported() {
     for (const int number : hcrpt::kFaultSignals) signal(number, SIG_DFL);
 }

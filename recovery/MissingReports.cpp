@@ -1,13 +1,14 @@
 // Which raw traces are left without a report, and who writes them.
 #include <algorithm>
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "HUTFile.h"
+#include "base/BoundedChild.h"
 #include "hcrpt/HCrashReportMgr.h"
 #include "hcrpt/HCrashRptRecovery.h"
-#include "recovery/BoundedChild.h"
 #include "recovery/RecoveredReport.h"
 #include "recovery/Registrations.h"
 #include "recovery/ReportIndex.h"
@@ -17,7 +18,7 @@
 
 namespace {
 
-using hcrpt::ChildResult;
+using hcrpt::ChildEnd;
 using hcrpt::RawTrace;
 using hcrpt::TraceMemory;
 
@@ -36,18 +37,19 @@ bool hasLog(const RawTrace& trace) {
 }
 
 /// @return whether there is one now; not where a forked child's had come.
-bool writeReport(const RawTrace& trace, ChildResult& result) {
+bool writeReport(const RawTrace& trace, ChildEnd& end) {
     const std::string path = hcrpt::reportPath(trace);
-    result = hcrpt::runInChild(
-        [&] {
-            if (!hasLog(trace))
-                HCrashReportMgr::MangledStackTraceHandler().demangleBTFile(trace.path);
-            return hcrpt::hasReportOfForkedChild(trace) || hcrpt::writeRecoveredReport(trace, path);
-        },
-        kTimeForReport);
-    if (result != ChildResult::succeeded) {
+    hcrpt::printRaw("");  // otherwise the child, too, writes what the stream's buffer holds
+    const auto write = [&]() -> std::optional<std::string> {
+        if (!hasLog(trace)) HCrashReportMgr::MangledStackTraceHandler().demangleBTFile(trace.path);
+        if (hcrpt::hasReportOfForkedChild(trace) || hcrpt::writeRecoveredReport(trace, path))
+            return "";
+        return std::nullopt;
+    };
+    end = hcrpt::runInForkedChild(write, {kTimeForReport, {}}).end;
+    if (end != ChildEnd::answered) {
         hcrpt::logError("Could not write a crash report in place of ended process " +
-                        trace.processId + ".");
+                          trace.processId + ".");
         return false;
     }
     if (!HUTFile::exists(path)) return false;
@@ -75,10 +77,10 @@ int writeMissingReports() {
         // forever.
         TraceMemory::ofLibrary().setJudged(trace.path, trace.identity);
         if (hcrpt::hasReport(trace)) continue;
-        ChildResult result = ChildResult::failed;
-        if (writeReport(trace, result)) ++written;
+        ChildEnd end = ChildEnd::failed;
+        if (writeReport(trace, end)) ++written;
         // The others get their turn in the next pass, after what crashing processes wait for.
-        if (result == ChildResult::timedOut) break;
+        if (end == ChildEnd::timedOut) break;
     }
     return written;
 }

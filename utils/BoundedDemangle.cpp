@@ -1,29 +1,26 @@
 #include "utils/BoundedDemangle.h"
 
 #include <cxxabi.h>
-#include <fcntl.h>
-#include <sys/time.h>
-#include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string>
 
-#include "base/ProcessEnd.h"
-#include "base/ReadAll.h"
-#include "base/WriteAll.h"
-#include "utils/QuietDeath.h"
+#include "base/BoundedChild.h"
 
 namespace hcrpt {
 namespace {
 
 // A name of that many parts is demangled within milliseconds.
 constexpr std::uint64_t kFewParts = 1UL << 16;
-constexpr suseconds_t kMaxTime = 128000;  // microseconds of processor time
-constexpr suseconds_t kShortestTime = 8000;
+// Of processor time.
+constexpr std::chrono::microseconds kMaxTime{128000};
+constexpr std::chrono::microseconds kShortestTime{8000};
 
-suseconds_t timeForNextName = kMaxTime;
+std::chrono::microseconds timeForNextName = kMaxTime;
 
 constexpr bool isReferenceNumber(char c) {
     return c == '_' || c == 'L' || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z');
@@ -54,48 +51,16 @@ DemangledName demangleHere(const char* name) {
     return readable;
 }
 
-/// Makes this process die quietly of whatever goes wrong, and of the end of its time.
-void boundThisProcess() {
-    dieQuietly();
-    itimerval time = {};
-    time.it_value.tv_usec = timeForNextName;
-    setitimer(ITIMER_PROF, &time, nullptr);
-}
-
-/// The child sends a mark for a result of which no part is missing: its exit status is not to be
-/// had where the host ignores SIGCHLD.
-enum Mark : char { kReadable = 'r', kNoName = 'n' };
-
-[[noreturn]] void demangleInChild(const char* name, int result) {
-    boundThisProcess();
-    const DemangledName readable = demangleHere(name);
-    if (readable != nullptr) writeAll(result, readable.get(), std::strlen(readable.get()));
-    const char mark = readable != nullptr ? kReadable : kNoName;
-    writeAll(result, &mark, 1);
-    endProcess(0);
-}
-
 DemangledName demangleApart(const char* name) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) return nullptr;
-    const pid_t child = fork();
-    if (child == 0) demangleInChild(name, ends[1]);
-    close(ends[1]);
-    std::string answer;
-    if (child > 0) {
-        answer = readToEnd(ends[0]);
-        reap(child);
-    }
-    close(ends[0]);
-    if (child < 0) return nullptr;
-
-    if (answer.empty()) {
+    const ChildAnswer answer = runInForkedChild(
+        [name]() -> std::optional<std::string> {
+            const DemangledName readable = demangleHere(name);
+            return readable != nullptr ? readable.get() : "";  // empty: it is no mangled name
+        },
+        {{}, timeForNextName});
+    if (answer.end == ChildEnd::failed)
         timeForNextName = std::max(timeForNextName / 2, kShortestTime);
-        return nullptr;
-    }
-    if (answer.back() != kReadable) return nullptr;
-    answer.pop_back();
-    return DemangledName(strdup(answer.c_str()));
+    return DemangledName(answer.text.empty() ? nullptr : strdup(answer.text.c_str()));
 }
 
 }  // namespace

@@ -45,8 +45,6 @@ signal_safe_symbols(FrameChain _Unwind_Find_FDE _dl_find_object)
 signal_safe_symbols(StackTraceTxtLog close _ZdlPv _ZdlPvm
     _ZNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEE10_M_disposeEv)
 signal_safe_symbols(StorePath getenv mkdir)
-signal_safe_symbols(GuardedUnwind _exit waitpid sigaction sigdelset sigfillset sigprocmask setitimer
-    prctl)
 signal_safe_symbols(BadCallTarget)
 signal_safe_symbols(SafeMemory getpid process_vm_readv)
 # mmap(), mprotect() and stpcpy() make the copy at start-up.

@@ -1,5 +1,4 @@
 // Runs before the raw trace is safe: small frames, no heap, no stdio, no strings.
-#include "capture/GuardedUnwind.h"
 
 #include <sched.h>
 #include <signal.h>
@@ -11,11 +10,13 @@
 
 #include <cerrno>
 
+#include "base/BoundedChild.h"
 #include "base/FatalSignals.h"
 
 namespace hcrpt {
 namespace {
 
+// They mean something only while a shared child runs, which the calling thread waits for.
 bool s_inChild = false;
 volatile bool s_cameToItsEnd = false;
 
@@ -40,7 +41,7 @@ void takeDefaultActions() {
 [[noreturn, gnu::noinline]] void childMain(void (*body)(void*), void* argument) {
     s_inChild = true;
     takeDefaultActions();
-    guardedProgress();
+    sharedChildProgress();
     body(argument);
     s_cameToItsEnd = true;
     _exit(0);
@@ -66,14 +67,14 @@ class DumpsOff {
 
 }  // namespace
 
-void guardedProgress() {
+void sharedChildProgress() {
     if (!s_inChild) return;
     itimerval timer = {};
-    timer.it_value.tv_sec = kGuardedStepSeconds;
+    timer.it_value.tv_sec = kSharedChildStepSeconds;
     setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
-bool runGuarded(void (*body)(void*), void* argument) {
+bool runInSharedChild(void (*body)(void*), void* argument) {
     s_cameToItsEnd = false;
     s_inChild = false;  // this may be the copy of a process that was about to walk
     const DumpsOff dumpsOff;

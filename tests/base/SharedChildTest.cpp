@@ -13,12 +13,12 @@
 #include <cstddef>
 #include <cstdlib>
 
-#include "capture/GuardedUnwind.h"
+#include "base/BoundedChild.h"
 #include "support/ChildProcess.h"
 #include "support/MissingSystemCall.h"
 
-using hcrpt::kGuardedStepSeconds;
-using hcrpt::runGuarded;
+using hcrpt::kSharedChildStepSeconds;
+using hcrpt::runInSharedChild;
 using namespace test_support;
 
 namespace {
@@ -71,98 +71,98 @@ void wait(int seconds) {
     }
 }
 
-TEST(GuardedUnwindTest, TheBodyRunsInAChildThatSharesTheMemory) {
+TEST(SharedChildTest, TheBodyRunsInAChildThatSharesTheMemory) {
     pid_t pid = 0;
-    EXPECT_TRUE(runGuarded(&notePid, &pid));
+    EXPECT_TRUE(runInSharedChild(&notePid, &pid));
     EXPECT_NE(0, pid);
     EXPECT_NE(processId(), pid);
 }
 
-TEST(GuardedUnwindTest, AFaultEndsTheChildAlone) {
+TEST(SharedChildTest, AFaultEndsTheChildAlone) {
     const CountedSignal handler(SIGSEGV);
     int number = 0;
-    EXPECT_FALSE(runGuarded(&noteAndFault, &number));
+    EXPECT_FALSE(runInSharedChild(&noteAndFault, &number));
     EXPECT_EQ(42, number) << "what was done before stays";
     EXPECT_EQ(0, s_handled) << "the host's handler is not for the child's faults";
 }
 
-TEST(GuardedUnwindTest, AFaultEndsTheChildEvenWhereItsSignalIsBlockedOrIgnored) {
+TEST(SharedChildTest, AFaultEndsTheChildEvenWhereItsSignalIsBlockedOrIgnored) {
     ChildProcess host = ChildProcess::fork([] {
         sigset_t all;
         sigfillset(&all);
         sigprocmask(SIG_SETMASK, &all, nullptr);
         signal(SIGABRT, SIG_IGN);
-        return runGuarded([](void*) { raise(SIGABRT); }, nullptr) ? 1 : 0;
+        return runInSharedChild([](void*) { raise(SIGABRT); }, nullptr) ? 1 : 0;
     });
     EXPECT_EQ(exitedWith(0), host.wait());
 }
 
-TEST(GuardedUnwindTest, AfterAFaultTheNextBodyRuns) {
+TEST(SharedChildTest, AfterAFaultTheNextBodyRuns) {
     int number = 0;
-    EXPECT_FALSE(runGuarded(&noteAndFault, &number));
+    EXPECT_FALSE(runInSharedChild(&noteAndFault, &number));
     pid_t pid = 0;
-    EXPECT_TRUE(runGuarded(&notePid, &pid));
+    EXPECT_TRUE(runInSharedChild(&notePid, &pid));
 }
 
-TEST(GuardedUnwindTest, ABodyThatHangsIsEndedAfterOneStep) {
+TEST(SharedChildTest, ABodyThatHangsIsEndedAfterOneStep) {
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(runGuarded(&hang, nullptr));
+    EXPECT_FALSE(runInSharedChild(&hang, nullptr));
     const auto passed = std::chrono::steady_clock::now() - start;
-    EXPECT_GE(passed, std::chrono::milliseconds(1000 * kGuardedStepSeconds - 100));
-    EXPECT_LT(passed, std::chrono::seconds(10 * kGuardedStepSeconds));
+    EXPECT_GE(passed, std::chrono::milliseconds(1000 * kSharedChildStepSeconds - 100));
+    EXPECT_LT(passed, std::chrono::seconds(10 * kSharedChildStepSeconds));
 }
 
-TEST(GuardedUnwindTest, ABodyThatMakesProgressHasItsTime) {
-    EXPECT_TRUE(runGuarded(
+TEST(SharedChildTest, ABodyThatMakesProgressHasItsTime) {
+    EXPECT_TRUE(runInSharedChild(
         [](void*) {
             for (int step = 0; step < 2; ++step) {
-                wait(kGuardedStepSeconds - 2);
-                hcrpt::guardedProgress();
+                wait(kSharedChildStepSeconds - 2);
+                hcrpt::sharedChildProgress();
             }
         },
         nullptr));
 }
 
-TEST(GuardedUnwindTest, ProgressOutsideAWalkSetsNoTimer) {
+TEST(SharedChildTest, ProgressOutsideAWalkSetsNoTimer) {
     pid_t pid = 0;
-    runGuarded(&notePid, &pid);
-    hcrpt::guardedProgress();
+    runInSharedChild(&notePid, &pid);
+    hcrpt::sharedChildProgress();
     itimerval timer = {};
     getitimer(ITIMER_REAL, &timer);
     EXPECT_EQ(0, timer.it_value.tv_sec);
     EXPECT_EQ(0, timer.it_value.tv_usec);
 }
 
-TEST(GuardedUnwindTest, TheHostSeesNoChild) {
+TEST(SharedChildTest, TheHostSeesNoChild) {
     const CountedSignal handler(SIGCHLD);
     pid_t pid = 0;
-    runGuarded(&notePid, &pid);
+    runInSharedChild(&notePid, &pid);
     int number = 0;
-    runGuarded(&noteAndFault, &number);
+    runInSharedChild(&noteAndFault, &number);
     EXPECT_EQ(0, s_handled);
     EXPECT_EQ(-1, waitpid(-1, nullptr, WNOHANG));
     EXPECT_EQ(ECHILD, errno);
     EXPECT_EQ(-1, kill(pid, 0)) << "it is still there";
 }
 
-TEST(GuardedUnwindTest, AChildOfTheHostsIsLeftToTheHost) {
+TEST(SharedChildTest, AChildOfTheHostsIsLeftToTheHost) {
     const pid_t child = fork();
     if (child == 0) _exit(7);
     pid_t pid = 0;
-    runGuarded(&notePid, &pid);
+    runInSharedChild(&notePid, &pid);
     int status = 0;
     EXPECT_EQ(child, waitpid(-1, &status, 0));
     EXPECT_EQ(7, WEXITSTATUS(status));
 }
 
-TEST(GuardedUnwindTest, TheHostsSignalsTimerAndLimitsStay) {
+TEST(SharedChildTest, TheHostsSignalsTimerAndLimitsStay) {
     const CountedSignal handler(SIGSEGV);
     rlimit limitBefore = {};
     getrlimit(RLIMIT_CORE, &limitBefore);
     sigset_t maskBefore;
     sigprocmask(SIG_SETMASK, nullptr, &maskBefore);
     int number = 0;
-    runGuarded(&noteAndFault, &number);
+    runInSharedChild(&noteAndFault, &number);
 
     rlimit limit = {};
     getrlimit(RLIMIT_CORE, &limit);
@@ -182,22 +182,22 @@ void noteDumpable(void* dumpable) {
     *static_cast<int*>(dumpable) = prctl(PR_GET_DUMPABLE);
 }
 
-TEST(GuardedUnwindTest, DumpsAreOffDuringAWalkOnly) {
+TEST(SharedChildTest, DumpsAreOffDuringAWalkOnly) {
     for (const int before : {1, 0}) {
         ASSERT_EQ(0, prctl(PR_SET_DUMPABLE, before));
         int during = -1;
-        EXPECT_TRUE(runGuarded(&noteDumpable, &during));
+        EXPECT_TRUE(runInSharedChild(&noteDumpable, &during));
         EXPECT_EQ(0, during);
         EXPECT_EQ(before, prctl(PR_GET_DUMPABLE));
     }
 }
 
-TEST(GuardedUnwindTest, WithoutAChildTheBodyRunsInTheCallingProcess) {
+TEST(SharedChildTest, WithoutAChildTheBodyRunsInTheCallingProcess) {
     constexpr int kNoFilters = 77;
     ChildProcess host = ChildProcess::fork([] {
         if (!takeAwaySystemCall(SYS_clone)) return kNoFilters;
         pid_t pid = 0;
-        if (!runGuarded(&notePid, &pid)) return 1;
+        if (!runInSharedChild(&notePid, &pid)) return 1;
         return pid == processId() ? 0 : 2;
     });
     const test_support::ExitState end = host.wait();
