@@ -49,7 +49,7 @@ bool writeReport(const RawTrace& trace, ChildEnd& end) {
     end = hcrpt::runInForkedChild(write, {kTimeForReport, {}}).end;
     if (end != ChildEnd::answered) {
         hcrpt::logError("Could not write a crash report in place of ended process " +
-                          trace.processId + ".");
+                        trace.processId + ".");
         return false;
     }
     if (!HUTFile::exists(path)) return false;

@@ -1,8 +1,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "store/PathOwnership.h"
 #include "crash_reporter/StoreScene.h"
+#include "store/PathOwnership.h"
 
 namespace {
 
