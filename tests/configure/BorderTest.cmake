@@ -2,6 +2,7 @@
 # says whether the target may see it.
 cmake_minimum_required(VERSION 3.25)
 
+list(REMOVE_ITEM DIRECTORIES "")  # what a generator expression leaves of installed directories
 list(TRANSFORM DIRECTORIES PREPEND -I)
 execute_process(
     COMMAND ${CMAKE_COMMAND} -E echo "#include \"${HEADER}\""
