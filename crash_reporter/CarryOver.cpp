@@ -3,6 +3,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
+#include <iterator>
+
 #include "base/FileIdentity.h"
 #include "crash_reporter/LivingRecords.h"
 #include "crash_reporter/Log.h"
@@ -26,6 +29,12 @@ void CarryOver::holdOpen(const std::string& registrations) {
     m_path = registrations;
     m_old.reset(open(registrations.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
     m_nextPoll.reset();
+    m_stale.clear();
+    if (!m_old.isOpen()) return;
+    const Records records = recordsIn(m_old.get());
+    const Records living = livingOf(records);
+    std::set_difference(records.begin(), records.end(), living.begin(), living.end(),
+                        std::inserter(m_stale, m_stale.end()));
 }
 
 void CarryOver::begin(Time now) {
@@ -43,7 +52,7 @@ void CarryOver::poll(Time now) {
     Records missing;
     const Records present = recordsIn(m_path);
     for (const std::string& record : livingOf(recordsIn(m_old.get())))
-        if (present.count(record) == 0) missing.insert(record);
+        if (present.count(record) == 0 && m_stale.count(record) == 0) missing.insert(record);
     const bool done = missing.empty() || appendRecords(missing);
     if (done)
         for (const std::string& record : missing)

@@ -30,6 +30,9 @@ class CarryOver {
   private:
     std::string m_path;
     hcrpt::FileDescriptor m_old{-1};
+    /// Records that were known to be of no living process when the file was still in place. The
+    /// facts that showed it go with the old store.
+    Records m_stale;
     std::optional<Time> m_nextPoll;
     Time m_end;
     BackOff m_pauses{std::chrono::milliseconds(100), std::chrono::seconds(1)};

@@ -2,16 +2,15 @@
 
 #include <string>
 
-#include "hcrpt/HCrashRptUtils.h"
+#include "facts/RegisteredProcess.h"
+#include "hcrpt/HCrashRptSettings.h"
 
 namespace crash_reporter {
 
 Records livingOf(const Records& records) {
     Records living;
-    for (const std::string& record : records) {
-        const std::optional<std::string> pid = localProcess(record);
-        if (pid && HCrashRptUtils::isProcessRunning(*pid)) living.insert(record);
-    }
+    for (const std::string& record : records)
+        if (hcrpt::isStillRunning(record)) living.insert(record);
     return living;
 }
 

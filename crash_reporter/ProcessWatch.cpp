@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "base/ReadyToRead.h"
+#include "facts/RegisteredProcess.h"
 #include "hcrpt/HCrashRptUtils.h"
 
 namespace crash_reporter {
@@ -33,9 +34,12 @@ void ProcessWatch::follow(const Records& records) {
         const std::optional<std::string> pid = localProcess(record);
         if (!pid || m_followed.count(*pid) != 0 || m_ended.count(*pid) != 0) continue;
         const int end = openProcess(*pid);
-        if (end < 0 && (errno == ESRCH || !HCrashRptUtils::isProcessRunning(*pid))) continue;
+        if (end < 0 && errno == ESRCH) continue;
+        hcrpt::FileDescriptor process(end);
+        // Asked after the open: from now on the descriptor and the id mean the same process.
+        if (!hcrpt::isStillRunning(record)) continue;
         m_followed.emplace(std::piecewise_construct, std::forward_as_tuple(*pid),
-                           std::forward_as_tuple(record, end));
+                           std::forward_as_tuple(record, process.release()));
     }
 }
 

@@ -92,6 +92,26 @@ Service::State Service::replaceEarlierStore() {
     const StoreReplacement replacement;
     if (HUTFile::exists(registrations()) && !HCrashReporter::isExitCondition())
         return State::serving;
+    replaceStore(replacement);
+    return State::serving;
+}
+
+/// Replaces a store in which only stale records are left: their process ids belong to other
+/// processes now, or they have none. isExitCondition() knows ids alone, so such a record would keep
+/// the crash reporter forever.
+void Service::replaceStaleStore() {
+    const bool mayBeNeeded = m_pass.isRunning() || m_carryOver.nextPoll() ||
+                             m_processes.nextPoll() || !m_processes.living().empty() ||
+                             !m_snapshot.reports.empty();
+    if (mayBeNeeded || exitCondition().value_or(true)) return;
+    const StoreReplacement replacement;
+    followProcesses();
+    if (!m_processes.living().empty()) return;
+    logInfo("Only records of other processes are left, making a fresh crash store.");
+    replaceStore(replacement);
+}
+
+void Service::replaceStore(const StoreReplacement& replacement) {
     m_carryOver.holdOpen(registrations());
     const bool aside = replacement.putAside();
     HCrashReporter::createProcessRegistrationFile();
@@ -100,7 +120,6 @@ Service::State Service::replaceEarlierStore() {
     allowTimeToRegister(now);
     m_carryOver.begin(now);
     if (!m_store.isInPlace()) m_store.follow(HCrashRptSettings::getCrashStorePath());
-    return State::serving;
 }
 
 /// The pass that runs ends after its current report.
@@ -117,7 +136,9 @@ bool Service::tryToEnd() {
             exitCondition();
             return false;
         case State::serving:
-            return isOver() && leave();
+            if (isOver()) return leave();
+            replaceStaleStore();
+            return false;
         case State::stopping:
             if (m_pass.isRunning()) return false;
             logInfo("Asked to leave by a signal, leaving. Waiting reports: " +

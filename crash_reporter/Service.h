@@ -14,6 +14,7 @@
 #include "crash_reporter/Schedule.h"
 #include "crash_reporter/SessionLock.h"
 #include "crash_reporter/StopSignal.h"
+#include "crash_reporter/StoreReplacement.h"
 #include "crash_reporter/StoreRestoration.h"
 #include "crash_reporter/StoreWatch.h"
 #include "crash_reporter/UploadPass.h"
@@ -54,6 +55,8 @@ class Service {
     // --- States ---
     [[nodiscard]] State begin();
     [[nodiscard]] State replaceEarlierStore();
+    void replaceStaleStore();
+    void replaceStore(const StoreReplacement& replacement);
     [[nodiscard]] State stop();
     [[nodiscard]] bool tryToEnd();
     [[nodiscard]] bool isOver() const;

@@ -11,6 +11,7 @@
 
 #include "HUTEnv.h"
 #include "base/ReadAll.h"
+#include "facts/ProcessIdScope.h"
 #include "facts/ProcessState.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "store/AtomicFile.h"
@@ -25,6 +26,8 @@ struct Field {
 };
 constexpr Field kFields[] = {
     {"startTime", &ProcessFacts::startTime},
+    {"bootId", &ProcessFacts::bootId},
+    {"pidNamespace", &ProcessFacts::pidNamespace},
     {"userName", &ProcessFacts::userName},
     {"productName", &ProcessFacts::productName},
     {"programName", &ProcessFacts::programName},
@@ -74,6 +77,8 @@ ProcessFacts factsOfThisProcess() {
     ProcessFacts facts;
     const auto state = processState(std::to_string(HUTEnv::getPid()));
     if (state) facts.startTime = state->startTime;
+    facts.bootId = bootId();
+    facts.pidNamespace = pidNamespace();
     facts.userName = HUTEnv::getUserName();
     facts.productName = HUTEnv::getProductName();
     facts.programName = HUTEnv::getProgramName();

@@ -10,6 +10,9 @@ namespace hcrpt {
 /// Texts as they would stand in the process's own report.
 struct ProcessFacts {
     std::string startTime;  ///< as in ProcessState
+    // Process ids begin anew with each boot and in each pid namespace.
+    std::string bootId;
+    std::string pidNamespace;
     std::string userName;
     std::string productName;
     std::string programName;

@@ -60,4 +60,11 @@ std::optional<std::timespec> wallClockStart(const std::string& startTime) {
     return start;
 }
 
+bool isOfEarlierProcess(const std::timespec& written, const std::string& processId) {
+    constexpr std::time_t kMargin = 60;  // seconds
+    const auto state = processState(processId);
+    const auto start = state ? wallClockStart(state->startTime) : std::nullopt;
+    return start && written.tv_sec + kMargin < start->tv_sec;
+}
+
 }  // namespace hcrpt

@@ -24,4 +24,9 @@ std::optional<ProcessState> processState(const std::string& processId);
 /// @return nothing when the text is no number.
 std::optional<std::timespec> wallClockStart(const std::string& startTime);
 
+/// Returns true when a file of that age was written by another process than the one that has the
+/// process id now: that one started more than a minute later. The minute allows for a clock that
+/// is adjusted. False when there is no such process.
+bool isOfEarlierProcess(const std::timespec& written, const std::string& processId);
+
 }  // namespace hcrpt

@@ -9,6 +9,8 @@
 #include "HUTFile.h"
 #include "base/ControlCharacters.h"
 #include "facts/ProcessFacts.h"
+#include "facts/ProcessIdScope.h"
+#include "facts/ProcessState.h"
 #include "hcrpt/HCrashCapture.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "recovery/WrittenBy.h"
@@ -24,8 +26,18 @@ namespace {
 
 using HCrashRptMetaData::Manager;
 
+/// Returns true for facts that a process left which began after the crash: it has the id of the
+/// crashed one, and has replaced that one's facts.
+bool areOfLaterProcess(const ProcessFacts& facts, const RawTrace& trace) {
+    if (facts.bootId.empty() || facts.bootId != bootId()) return false;
+    const auto start = wallClockStart(facts.startTime);
+    return start && isBefore(trace.time(), *start);
+}
+
 std::optional<ProcessFacts> factsOf(const RawTrace& trace) {
-    return readFacts(factsPath(HUTEnv::getHostName(), trace.processId));
+    auto facts = readFacts(factsPath(HUTEnv::getHostName(), trace.processId));
+    if (facts && areOfLaterProcess(*facts, trace)) facts.reset();
+    return facts;
 }
 
 /// Whether a file name may hold the text: nothing in the crash store vouches for it.

@@ -11,6 +11,7 @@
 #include "HUTFile.h"
 #include "base/Digits.h"
 #include "facts/ProcessFacts.h"
+#include "facts/ProcessState.h"
 #include "hcrpt/HCrashRptRecovery.h"
 #include "hcrpt/HCrashRptSettings.h"
 #include "hcrpt/HCrashRptUtils.h"
@@ -81,12 +82,13 @@ void clearTemporaryFiles(const std::string& directory, bool otherMachines) {
     }
 }
 
-/// Whether the process has ended and left no trace that a report might still be written for.
+/// Returns true when no process has the id and no trace is left that a report might still be
+/// written for. While another process has the id, the facts tell that it is not the registered one.
 bool areOfNoUse(const std::string& processId, const std::vector<hcrpt::RawTrace>& traces) {
+    if (const auto state = hcrpt::processState(processId); state && !state->isOver) return false;
     for (const hcrpt::RawTrace& trace : traces)
-        if (trace.processId == processId)
-            return hcrpt::hasEnded(processId, trace.time()) && hcrpt::hasReport(trace);
-    return hcrpt::hasEnded(processId, std::timespec{});
+        if (trace.processId == processId) return hcrpt::hasReport(trace);
+    return true;
 }
 
 /// Those of other machines go with the crash store: nobody here knows whether their processes run.

@@ -31,6 +31,10 @@ TEST_F(ProcessFactsTest, TellWhatAReportOfTheProcessWould) {
     const auto facts = readFacts(ownPath());
     ASSERT_TRUE(facts);
     EXPECT_EQ(facts->startTime, hcrpt::processState(std::to_string(getpid()))->startTime);
+    EXPECT_EQ(facts->bootId,
+              test_support::readFile("/proc/sys/kernel/random/boot_id")
+                  .substr(0, std::string("01234567-89ab-cdef-0123-456789abcdef").size()));
+    EXPECT_EQ(facts->pidNamespace, std::filesystem::read_symlink("/proc/self/ns/pid").string());
     EXPECT_EQ(facts->userName, "tester");
     EXPECT_EQ(facts->productName, "Designer");
     EXPECT_EQ(facts->programName, "testprogram");

@@ -1,4 +1,5 @@
 // What the crash reporter clears away when it starts.
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -132,9 +133,15 @@ TEST_F(StaleFilesTest, FactsOfARunningProcessStay) {
     EXPECT_TRUE(std::filesystem::exists(factsPath(std::to_string(getpid()))));
 }
 
-TEST_F(StaleFilesTest, FactsOfAProcessWhoseIdAnotherOneHasAreCleared) {
-    const std::string path = factsPath(std::to_string(getpid()));
+// They tell that this process is not the registered one.
+TEST_F(StaleFilesTest, FactsOfAProcessStayWhileAnotherOneHasItsId) {
+    auto other = test_support::ChildProcess::exec({"sleep", "60"});
+    const std::string path = factsPath(std::to_string(other.pid()));
     writeFile(path, R"({"startTime": "1"})");
+    clearLeftovers();
+    EXPECT_TRUE(std::filesystem::exists(path));
+    other.signal(SIGKILL);
+    other.wait();
     clearLeftovers();
     EXPECT_FALSE(std::filesystem::exists(path));
 }
