@@ -7,6 +7,7 @@
 #include "hcrpt/HCrashReporter.h"
 #include "hcrpt/HCrashRptRecovery.h"
 #include "hcrpt/HCrashRptUtils.h"
+#include "recovery/EarlierProcess.h"
 #include "store/Records.h"
 #include "utils/LockedAppend.h"
 
@@ -67,7 +68,10 @@ bool registerThisProcess() {
         HCrashRptUtils::sleep(kPauseSeconds);
     if (!file.exists()) return false;
     const bool written = writeProcIdToFile(path);
-    if (written) leaveProcessFacts();
+    if (written) {
+        hcrpt::removeTracesOfEarlierProcess();
+        leaveProcessFacts();
+    }
     return written;
 }
 

@@ -32,7 +32,7 @@ bool hasEnded(const std::string& processId, const std::timespec& traceTime) {
     if (!HCrashRptUtils::isProcessRunning(processId)) return true;
     const auto state = processState(processId);
     if (!state) return false;  // it ends right now
-    if (state->isOver) return true;
+    if (state->isOver || isOfEarlierProcess(traceTime, processId)) return true;
     const auto facts = readFacts(factsPath(HUTEnv::getHostName(), processId));
     if (!facts || facts->startTime.empty() || facts->startTime == state->startTime) return false;
     const auto start = wallClockStart(state->startTime);

@@ -23,10 +23,9 @@ class Registrations {
     std::unordered_set<std::string> m_others;
 };
 
-/// Returns true when the process that was registered on this machine under that id, and may have
-/// left a raw trace at that time, has ended. It has also ended when its facts show that the id
-/// belongs to another process now; a trace from that other process's time may be that process's, so
-/// the answer is false then until that process has ended, too.
+/// Returns true when a process that was registered on this machine, and may have left a raw trace
+/// at that time, has ended. It has when its id belongs to another process by now: to one that
+/// started more than a minute after the trace, or, by the facts that it left, at all after it.
 [[nodiscard]] bool hasEnded(const std::string& processId, const std::timespec& traceTime);
 
 }  // namespace hcrpt

@@ -256,6 +256,16 @@ TEST_F(RegistrationTest, ARegisteredProcessHasLeftItsFacts) {
               std::string::npos);
 }
 
+TEST_F(RegistrationTest, ALogThatAnEarlierProcessOfTheSameIdHasLeftIsRemoved) {
+    writeRegistrations("");
+    writeFile(stackTraceLog(livePid()), "an earlier process's");
+    std::filesystem::last_write_time(
+        stackTraceLog(livePid()),
+        std::filesystem::file_time_type::clock::now() - std::chrono::hours(24 * 365 * 10));
+    EXPECT_TRUE(HCrashReporter::registerThisProcess());
+    EXPECT_FALSE(std::filesystem::exists(stackTraceLog(livePid())));
+}
+
 TEST_F(RegistrationTest, AProcessThatCouldNotRegisterLeavesNoFacts) {
     writeRegistrations("");
     const HeldLock held(registrations);
