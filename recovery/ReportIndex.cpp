@@ -49,20 +49,39 @@ std::vector<Report> reportsWithPrefix(const std::string& prefix) {
     return reports;
 }
 
-/// The frames in a report that the crashed process wrote itself; empty for anything else.
-std::vector<std::string> traceIn(const std::string& path) {
+/// The report as a JSON object; one without members when the file holds anything else.
+rapidjson::Document objectIn(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     rapidjson::IStreamWrapper stream(file);
     rapidjson::Document document;
     document.ParseStream<rapidjson::kParseIterativeFlag>(stream);
+    if (document.HasParseError() || !document.IsObject()) document.SetObject();
+    return document;
+}
+
+/// The lines of the stack trace in a report; empty when it has none.
+std::vector<std::string> traceIn(const rapidjson::Document& report) {
     std::vector<std::string> lines;
-    if (document.HasParseError() || !document.IsObject() || document.HasMember(kWrittenByKey))
-        return lines;
-    const auto trace = document.FindMember("stacktrace");
-    if (trace == document.MemberEnd() || !trace->value.IsArray()) return lines;
+    const auto trace = report.FindMember("stacktrace");
+    if (trace == report.MemberEnd() || !trace->value.IsArray()) return lines;
     for (const auto& line : trace->value.GetArray())
         lines.emplace_back(line.IsString() ? line.GetString() : "");
     return lines;
+}
+
+/// The frames in a report that the crashed process wrote itself; empty for anything else.
+std::vector<std::string> ownTraceIn(const std::string& path) {
+    const rapidjson::Document report = objectIn(path);
+    return report.HasMember(kWrittenByKey) ? std::vector<std::string>() : traceIn(report);
+}
+
+/// Returns true for a report from which only the stack is missing: one that the process itself
+/// wrote, and wrote whole.
+bool lacksStack(const Report& report) {
+    if (report.size > kMaxReportBytes) return false;
+    const rapidjson::Document content = objectIn(report.path);
+    return content.MemberCount() > 0 && !content.HasMember(kWrittenByKey) &&
+           traceIn(content).empty();
 }
 
 std::vector<std::string> linesOf(const std::string& path) {
@@ -70,6 +89,13 @@ std::vector<std::string> linesOf(const std::string& path) {
     std::vector<std::string> lines;
     for (std::string line; std::getline(file, line);) lines.emplace_back(line.c_str());
     return lines;
+}
+
+/// Returns true when a raw trace holds the line of any frame. It may be cut off anywhere.
+bool showsFrames(const std::string& rawTrace) {
+    for (const std::string& line : linesOf(rawTrace))
+        if (line.find("[0x") != std::string::npos) return true;
+    return false;
 }
 
 /// Whether the report shows the log's lines from the top on, some frames among them: addresses
@@ -85,8 +111,11 @@ bool hasReport(const RawTrace& trace) {
     const std::string prefix = reportNamePrefix(trace.processId, HUTEnv::getHostName());
     // The two stores may be on machines whose clocks differ; the time in the name does not.
     const std::string ownTime = reportTimeStamp(trace.time().tv_sec);
-    for (const Report& report : reportsWithPrefix(prefix))
-        if (!isBefore(report.time, trace.time()) || namesTime(report.name, ownTime)) return true;
+    for (const Report& report : reportsWithPrefix(prefix)) {
+        if (namesTime(report.name, ownTime)) return true;
+        if (isBefore(report.time, trace.time())) continue;
+        if (!lacksStack(report) || !showsFrames(trace.path)) return true;
+    }
     return false;
 }
 
@@ -95,7 +124,7 @@ bool hasReportOfForkedChild(const RawTrace& trace) {
     const std::vector<std::string> log = linesOf(trace.logPath);
     for (const Report& report : reportsWithPrefix(kReportPrefix))
         if (!isBefore(report.time, trace.time()) && report.size <= kMaxReportBytes &&
-            namesHost(report.name, host) && isSameTrace(traceIn(report.path), log))
+            namesHost(report.name, host) && isSameTrace(ownTraceIn(report.path), log))
             return true;
     return false;
 }

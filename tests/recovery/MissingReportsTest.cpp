@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "facts/ProcessState.h"
 #include "hcrpt/HCrashReportMgr.h"
 #include "recovery/DeadSession.h"
 #include "support/ChildProcess.h"
@@ -104,8 +105,17 @@ class RunningProcessTest : public MissingReportsTest {
     RunningProcessTest() {
         writeRegistrations(record(pid()));
         addTrace(pid());
+        std::timespec now = {};
+        clock_gettime(CLOCK_REALTIME, &now);
+        recovery_test::setTime(rawTrace(pid()), now);
     }
     std::string pid() const { return std::to_string(process.pid()); }
+    static std::timespec startOf(pid_t pid, int seconds) {
+        std::timespec time =
+            hcrpt::wallClockStart(hcrpt::processState(std::to_string(pid))->startTime).value();
+        time.tv_sec += seconds;
+        return time;
+    }
     ChildProcess process = ChildProcess::exec({"sleep", "60"});
 };
 
@@ -128,7 +138,16 @@ TEST_F(RunningProcessTest, HasEndedOnceItOnlyWaitsToBeReaped) {
     EXPECT_EQ(writeMissingReports(), 1);
 }
 
+TEST_F(RunningProcessTest, HasTheIdOfAnEndedOneWhenItBeganMoreThanAMinuteAfterTheTrace) {
+    leaveFacts(pid());
+    recovery_test::setTime(rawTrace(pid()), kCrash);
+    EXPECT_EQ(writeMissingReports(), 1);
+    const std::string report = readFile(store + "/" + reports().at(0));
+    EXPECT_EQ(report.find("\"programName\""), std::string::npos) << "another process's facts";
+}
+
 TEST_F(RunningProcessTest, OfAnotherStartTimeHasTheIdOfOneThatHasEnded) {
+    recovery_test::setTime(rawTrace(pid()), startOf(process.pid(), -10));
     writeFile(factsPath(pid()), R"({"startTime": "1"})");
     EXPECT_EQ(writeMissingReports(), 1);
 }
@@ -200,6 +219,57 @@ std::string reportWith(const std::string& log, const std::string& more = "") {
     for (std::string line; std::getline(in, line);)
         lines += (lines.empty() ? "\"" : ", \"") + line + "\"";
     return "{" + more + "\"stacktrace\": [" + lines + "]}";
+}
+
+// --- A report without a stack, whose process waited for its log in vain -------------------------
+
+class ReportWithoutStackTest : public MissingReportsTest {
+  protected:
+    ReportWithoutStackTest() {
+        addTrace(kDeadPid);
+        before = {"CrashReport_4194305_testhost_tester_later.json"};
+    }
+    void addOwnReport(const std::string& content) const {
+        addReport(store + "/" + before[0], kCrash, content);
+    }
+};
+
+TEST_F(ReportWithoutStackTest, GetsASecondCompleteOneBesideItAndStaysAsItIs) {
+    const std::string own = R"({"programName": "designer"})";
+    addOwnReport(own);
+    EXPECT_EQ(writeMissingReports(), 1);
+    EXPECT_EQ(reports(), (Names{kName, before[0]}));
+    EXPECT_EQ(readFile(store + "/" + before[0]), own);
+    const std::string second = readFile(store + "/" + kName);
+    EXPECT_NE(second.find("libzeb_solver.so(solver::step()+0x1a)"), std::string::npos) << second;
+    EXPECT_NE(second.find("\"writtenBy\""), std::string::npos) << second;
+}
+
+TEST_F(ReportWithoutStackTest, GetsASecondOneWhenItsStackIsEmpty) {
+    addOwnReport(R"({"programName": "designer", "stacktrace": []})");
+    EXPECT_EQ(writeMissingReports(), 1);
+}
+
+TEST_F(ReportWithoutStackTest, GetsNoThirdOne) {
+    addOwnReport(R"({"programName": "designer"})");
+    addReport(backup + "/" + kName + ".send_success", kCrash, R"({"writtenBy": "crash reporter"})");
+    EXPECT_EQ(writeMissingReports(), 0);
+}
+
+TEST_F(ReportWithoutStackTest, GetsNoSecondOneWhenTheTraceShowsNoFrameEither) {
+    addTrace(kDeadPid, "#\n# An unexpected error has occurred (6)\n#\nStack:\n");
+    addOwnReport(R"({"programName": "designer"})");
+    expectNone();
+}
+
+TEST_F(ReportWithoutStackTest, GetsNoSecondOneWhenItCannotBeRead) {
+    addOwnReport(R"({"programName": "desi)");
+    expectNone();
+}
+
+TEST_F(ReportWithoutStackTest, IsNotOneThatShowsItsStack) {
+    addOwnReport(reportWith(kStackTraceLog));
+    expectNone();
 }
 
 class ForkedChildTest : public MissingReportsTest {
