@@ -3,9 +3,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "StoreScene.h"
 #include "crash_reporter/SessionLock.h"
 #include "support/ChildProcess.h"
+#include "support/ScopedFault.h"
 
 namespace {
 
@@ -47,6 +50,17 @@ TEST_F(SessionLockTest, AnAnnouncedReleaseIsKnownUntilTheLockIsTaken) {
 TEST_F(SessionLockTest, ADirectoryInItsPlaceAnnouncesNothing) {
     fs::create_directory(SessionLock::path());
     EXPECT_FALSE(SessionLock::isReleaseAnnounced());
+}
+
+TEST_F(SessionLockTest, ASignalDoesNotKeepItFromBeingTaken) {
+    const test_support::ScopedFault interrupted(seams::onFlock, EINTR);
+    EXPECT_EQ(lock.take(), Outcome::taken);
+    EXPECT_EQ(interrupted.met(), 1);
+}
+
+TEST_F(SessionLockTest, WhatTheSystemDoesNotLockIsNotHeldByAnother) {
+    const test_support::ScopedFault refused(seams::onFlock, ENOLCK);
+    EXPECT_EQ(lock.take(), Outcome::impossible);
 }
 
 TEST_F(SessionLockTest, IsAFileForItsOwnerOnly) {

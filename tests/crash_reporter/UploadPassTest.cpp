@@ -11,6 +11,7 @@
 #include "support/ChildProcess.h"
 #include "support/FakeUploadTool.h"
 #include "support/LinkSeams.h"
+#include "support/ScopedFault.h"
 #include "support/StdoutCapture.h"
 
 namespace {
@@ -116,6 +117,14 @@ TEST_F(UploadPassTest, WithoutAProcessToHaveItIsMadeHereThoughTheLastOneWasKille
     pass.begin();
     EXPECT_TRUE(pass.hasEnded());
     EXPECT_FALSE(pass.wasKilled());
+}
+
+TEST_F(UploadPassTest, ASignalDoesNotHideItsEnd) {
+    pass.begin();
+    const test_support::ScopedFault interrupted(seams::onWaitpid, EINTR, 2);
+    EXPECT_TRUE(hasEnded());
+    EXPECT_FALSE(pass.wasKilled());
+    EXPECT_EQ(interrupted.met(), 2);
 }
 
 TEST_F(UploadPassTest, WithoutAProcessToHaveItIsMadeHere) {

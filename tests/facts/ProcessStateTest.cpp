@@ -62,6 +62,18 @@ TEST(ProcessStateTest, StartTimeTellsWhenAProcessWasStarted) {
     EXPECT_LT(start->tv_nsec, 1000000000);
 }
 
+TEST(ProcessStateTest, FractionsOfSecondsAddUpToWholeOnes) {
+    // Among the hundredths of two seconds are some that lead over the end of a second.
+    for (int ticks = 0; ticks < 200; ++ticks) {
+        const auto first = wallClockStart("0");
+        const auto start = wallClockStart(std::to_string(ticks));
+        ASSERT_TRUE(first && start);
+        EXPECT_GE(start->tv_nsec, 0) << ticks;
+        EXPECT_LT(start->tv_nsec, 1000000000) << ticks;
+        EXPECT_GE(start->tv_sec, first->tv_sec - 1) << ticks;
+    }
+}
+
 TEST(ProcessStateTest, ATextThatIsNoNumberIsNoTime) {
     EXPECT_FALSE(wallClockStart(""));
     EXPECT_FALSE(wallClockStart("12x"));

@@ -7,12 +7,14 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <climits>
 #include <thread>
 
 #include "HUTFile.h"
 #include "support/ChildProcess.h"
 #include "support/MissingSystemCall.h"
+#include "support/ScopedFault.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -165,6 +167,27 @@ TEST_F(CopyToDirTest, ADirectoryInPlaceOfTheCopyIsAFailureThatLeavesNothing) {
     EXPECT_FALSE(copy());
     EXPECT_EQ(namesIn(m_store), Names{"report"});
     EXPECT_TRUE(HUTFile(m_copy).isDir());
+}
+
+TEST_F(CopyToDirTest, SignalsDoNotCutTheCopy) {
+    const std::string content(5000, 'x');
+    writeFile(m_source, content);
+    const ScopedFault interruptedReads(seams::onRead, EINTR, 3);
+    const ScopedFault interruptedWrites(seams::onWrite, EINTR, 3);
+    EXPECT_TRUE(copy());
+    EXPECT_EQ(interruptedReads.met(), 3);
+    EXPECT_EQ(interruptedWrites.met(), 3);
+    EXPECT_EQ(readFile(m_copy), content);
+}
+
+TEST_F(CopyToDirTest, AFileThatCannotBeReadIsNotCopied) {
+    writeFile(m_source, "new");
+    writeFile(m_copy, "old");
+    const ScopedFault broken(seams::onRead, EIO);
+    EXPECT_FALSE(copy());
+    EXPECT_EQ(broken.met(), 1);
+    EXPECT_EQ(namesIn(m_store), Names{"report"});
+    EXPECT_EQ(readFile(m_copy), "old");
 }
 
 TEST_F(CopyToDirTest, MissingSourceOrDirectoryIsAFailure) {

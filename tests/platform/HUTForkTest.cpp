@@ -5,11 +5,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <fstream>
 
 #include "HUTFork.h"
 #include "support/ChildProcess.h"
 #include "support/ScopedEnvVar.h"
+#include "support/ScopedFault.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
 
@@ -62,6 +64,12 @@ TEST(HUTForkTest, AnEndOtherThanWithStatusZeroIsNotPositive) {
     EXPECT_LE(launchInShell("exit 3"), 0);
     EXPECT_LE(launchInShell("kill -KILL $$"), 0);
     EXPECT_LE(launchInShell("/no/such/program 2>/dev/null"), 0);
+}
+
+TEST(HUTForkTest, ASignalDoesNotEndTheWaiting) {
+    const ScopedFault interrupted(seams::onWaitpid, EINTR, 2);
+    EXPECT_GT(launchInShell("exit 0"), 0);
+    EXPECT_EQ(interrupted.met(), 2);
 }
 
 TEST(HUTForkTest, NoChildIsLeftOverAfterWaiting) {

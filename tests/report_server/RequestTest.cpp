@@ -2,8 +2,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "report_server/Request.h"
 #include "support/ScopedEnvVar.h"
+#include "support/ScopedFault.h"
 #include "support/TempDir.h"
 
 namespace report_server {
@@ -35,6 +38,18 @@ TEST(RequestTest, ABodyThatComesInPiecesIsReadWhole) {
     EXPECT_EQ(readBody(ends[0], 0), "");
     close(ends[0]);
     EXPECT_EQ(readBody(-1, 1), std::nullopt);
+}
+
+TEST(RequestTest, AnInterruptedReadGoesOn) {
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(write(ends[1], "abc", 3), 3);
+    {
+        const test_support::ScopedFault interrupted(seams::onRead, EINTR);
+        EXPECT_EQ(readBody(ends[0], 3), "abc");
+        EXPECT_EQ(interrupted.met(), 1);
+    }
+    for (const int end : ends) close(end);
 }
 
 }  // namespace

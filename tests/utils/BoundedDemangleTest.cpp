@@ -15,6 +15,7 @@
 
 #include "support/ChildProcess.h"
 #include "support/LinkSeams.h"
+#include "support/ScopedFault.h"
 #include "utils/BoundedDemangle.h"
 
 using namespace test_support;
@@ -188,6 +189,15 @@ TEST(BoundedDemangleTest, ResultDoesNotDependOnTheFateOfSigchld) {
     EXPECT_TRUE(readable(doublingName(12)) == expected);
     EXPECT_EQ(readable(doublingName(40)), "(none)");
     signal(SIGCHLD, SIG_DFL);
+}
+
+TEST(BoundedDemangleTest, SignalsCutNoName) {
+    const std::string name = doublingName(12);
+    const ScopedFault interruptedRead(seams::onRead, EINTR);
+    const ScopedFault interruptedWait(seams::onWaitpid, EINTR);
+    EXPECT_EQ(readable(name), byTheDemanglerItself(name));
+    EXPECT_EQ(interruptedRead.met(), 1) << "a name that needs a child";
+    EXPECT_EQ(interruptedWait.met(), 1);
 }
 
 TEST(BoundedDemangleTest, NoFileAndNoChildIsLeft) {
