@@ -45,7 +45,10 @@ if(HCRPT_SANITIZE)
 endif()
 
 if(HCRPT_COVERAGE)
-    target_compile_options(hcrpt_flags INTERFACE --coverage -fprofile-update=atomic)
+    # Each process writes its counters into a directory of its own: processes that share files would
+    # complain of each other's, into an output that a test compares. scripts/coverage adds them up.
+    target_compile_options(hcrpt_flags INTERFACE --coverage -fprofile-update=atomic
+        -fprofile-dir=${CMAKE_BINARY_DIR}/counters/%p)
     target_compile_definitions(hcrpt_flags INTERFACE HCRPT_COVERAGE)
     target_link_options(hcrpt_flags INTERFACE --coverage)
 endif()
