@@ -24,6 +24,10 @@ SPACE = re.compile(r"\s+")
 
 OPENING, CLOSING = "([{", ")]}"
 
+# Builds with a sanitizer or counters define these; mutants are built without.
+NOT_DEFINED = re.compile(r"\s*#\s*ifdef\s+(HCRPT_SANITIZE|HCRPT_COVERAGE)\b")
+CONDITION = re.compile(r"\s*#\s*(if|else|elif|endif)")
+
 # What a brace encloses.
 CODE, DECLARATIONS, VALUES = "code", "declarations", "values"
 
@@ -31,8 +35,9 @@ Token = collections.namedtuple("Token", "kind text start end")
 
 
 def tokens(text):
-    """All tokens but space, comments and preprocessor lines."""
+    """All tokens but space, comments, preprocessor lines and what these leave out."""
     found, position = [], 0
+    depth, left_out = 0, None  # the depth at which code is left out
     while position < len(text):
         space = SPACE.match(text, position)
         if space and not (text[space.end() - 1] != "\n" and text[space.end():space.end() + 1] == "#"):
@@ -41,7 +46,16 @@ def tokens(text):
         match = TOKEN.match(text, position)
         position = match.end()
         kind = match.lastgroup if match.lastgroup != "mark" else "raw"
-        if kind not in ("comment", "directive", "space"):
+        if kind == "directive":
+            condition = CONDITION.match(match.group())
+            word = condition.group(1) if condition else ""
+            depth += {"if": 1, "endif": -1}.get(word, 0)
+            if left_out is None and NOT_DEFINED.match(match.group()):
+                left_out = depth
+            elif left_out is not None and (depth < left_out or word in ("else", "elif")
+                                           and depth == left_out):
+                left_out = None
+        elif left_out is None and kind not in ("comment", "space"):
             found.append(Token(kind, match.group(), match.start(), match.end()))
     return found
 

@@ -11,7 +11,7 @@ Stage = collections.namedtuple("Stage", "directory label pattern target", defaul
 
 ELSEWHERE = {
     "base": [Stage("utils", "unit")],
-    "capture": [Stage("crash", pattern="^(FailureTest|SurroundingsTest|AllocatorTest|.*/Failure)",
+    "capture": [Stage("crash", pattern="^(Failure|Surroundings|Allocator|Sibling|.*/Failure)",
                       target="crash_matrix_tests")],
     "crash_reporter": [Stage("integration", pattern="CrashReporter|WaitingReports")],
     "recovery": [Stage("crash", pattern="RecoveredReport", target="crash_matrix_tests")],

@@ -118,6 +118,12 @@ class OperatorsTest(unittest.TestCase):
                      "bool operator==(const C& a, const C& b);\n", "__attribute__((aligned(8))) int x;\n"):
             self.assertEqual(after(text), [], text)
 
+    def test_what_only_other_builds_compile_is_left_alone(self):
+        text = ("#ifdef HCRPT_SANITIZE\n#if X\nint a = 1;\n#else\nint b = 1;\n#endif\nint c = 1;\n#else\n"
+                "int d = 1;\n#endif\nint e = 1;\n#ifndef HCRPT_SANITIZE\nint f = 1;\n#endif\n")
+        self.assertEqual({before for before, _ in changes(text)},
+                         {"int d = 1;", "int e = 1;", "int f = 1;"})
+
     def test_the_function_is_the_one_that_a_reader_would_name(self):
         text = ("namespace a {\nclass C {\n  public:\n    C() : m(1) {}\n    int f() const { return 2; }\n"
                 "};\n}\nstd::string a::C::g(int x) {\n    auto l = [&](int y) { return y == x; };\n"

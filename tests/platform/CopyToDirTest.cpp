@@ -190,6 +190,17 @@ TEST_F(CopyToDirTest, AFileThatCannotBeReadIsNotCopied) {
     EXPECT_EQ(readFile(m_copy), "old");
 }
 
+TEST_F(CopyToDirTest, ABareNameLiesInTheWorkingDirectory) {
+    writeFile(m_source, "content");
+    ChildProcess child = ChildProcess::fork([&] {
+        if (chdir(m_dir.path().c_str()) != 0) return 2;
+        return HUTFile("report").copyToDir(m_store, HUTFile::COPY_REPLACE) ? 0 : 1;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_EQ(readFile(m_copy), "content");
+    EXPECT_EQ(namesIn(m_store), Names{"report"});
+}
+
 TEST_F(CopyToDirTest, MissingSourceOrDirectoryIsAFailure) {
     EXPECT_FALSE(copy());
     writeFile(m_source, "content");

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "posix/FactParsers.h"
 
 namespace {
@@ -150,6 +152,50 @@ TEST(QuotesTest, OnlyPathsOfPlainCharactersNeedNone) {
     for (const char* path : {"/a b", "/a;b", "/a$b", "/a'b", "/a\"b", "/a&b", "/a>b", "/a\nb",
                              "/a*b", "/a\\b", "/a`b`", "/a(b)", "/a|b", "/~"})
         EXPECT_FALSE(facts::needsNoQuotes(path)) << path;
+}
+
+/// All bytes but NUL, each between two letters.
+void forEachByte(const std::function<void(char, const std::string&)>& check) {
+    for (int byte = 1; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        SCOPED_TRACE(byte);
+        check(c, std::string("a") + c + "b");
+    }
+}
+
+const std::string kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+const std::string kDigits = "0123456789";
+
+bool isIn(char c, const std::string& set) {
+    return set.find(c) != std::string::npos;
+}
+bool isHigh(char c) {
+    return static_cast<unsigned char>(c) > 127;
+}
+
+TEST(EveryByteTest, OfAProductsNameIsMadeLowerCaseKeptOrReplaced) {
+    forEachByte([](char c, const std::string& name) {
+        const std::size_t letter = kLetters.find(c);
+        const std::string expected = letter != std::string::npos
+                                         ? std::string("a") + kLetters[letter % 26] + "b"
+                                     : isIn(c, kDigits + "._-") ? name
+                                                                : "a_b";
+        EXPECT_EQ(facts::productDirectoryName(name), expected);
+    });
+}
+
+TEST(EveryByteTest, OfAPathNeedsQuotesOrNot) {
+    forEachByte([](char c, const std::string& path) {
+        EXPECT_EQ(facts::needsNoQuotes(path),
+                  isIn(c, kLetters + kDigits + "._-@+/:,=") || isHigh(c));
+    });
+}
+
+TEST(EveryByteTest, OfADomainIsPlainOrTheDomainIsPassedOver) {
+    forEachByte([](char c, const std::string& domain) {
+        const bool plain = isIn(c, kLetters + kDigits + "._-");
+        EXPECT_EQ(facts::domainName("host", domain.c_str(), ""), plain ? domain : "");
+    });
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "HUTFile.h"
 #include "platform/OrdinaryUser.h"
+#include "support/ChildProcess.h"
 #include "support/TempDir.h"
 
 namespace {
@@ -136,6 +137,22 @@ TEST(RmRecursiveTest, GoesOnAfterAFailureAndTellsOfIt) {
     }));
     EXPECT_TRUE(isThere(fixed + "/tree"));
     EXPECT_TRUE(namesIn(fixed + "/tree").empty());
+}
+
+TEST(RmRecursiveTest, AnotherUsersDirectoryIsTriedOnceAndLeft) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs the right to give files away";
+    const TempDir dir;
+    ASSERT_TRUE(HUTFile(dir / "tree/theirs").mkDirRecursive());
+    writeFile(dir / "tree/theirs/f", "kept");
+    const uid_t nobody = 65534;
+    for (const std::string& path : {dir.path(), dir / "tree"})
+        ASSERT_EQ(chown(path.c_str(), nobody, nobody), 0);
+    ChildProcess child = ChildProcess::fork([&] {
+        if (setuid(nobody) != 0) return 2;
+        return HUTFile(dir / "tree").rmRecursive() ? 1 : 0;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_EQ(readFile(dir / "tree/theirs/f"), "kept");
 }
 
 TEST(RmRecursiveTest, DotNamesAndTheEmptyPathAreLeftAlone) {

@@ -276,6 +276,24 @@ TEST(AtomicFileTest, APipeWithoutAReaderIsNotWaitedFor) {
     EXPECT_EQ(test_support::namesIn(dir.path()), Names{"pipe"});
 }
 
+TEST(AtomicFileTest, APipeIsWrittenWithoutStandardInput) {
+    const TempDir dir;
+    ASSERT_EQ(mkfifo((dir / "pipe").c_str(), 0600), 0);
+    const int reader = open((dir / "pipe").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    // The first file that is opened then has descriptor 0.
+    auto child = ChildProcess::fork([&] {
+        close(STDIN_FILENO);
+        AtomicFile file(dir / "pipe");
+        file.stream() << "text";
+        return file.commit() ? 0 : 1;
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
+    char text[8] = {};
+    EXPECT_EQ(read(reader, text, sizeof text - 1), 4);
+    close(reader);
+}
+
 TEST(AtomicFileTest, PlaceTakenMeanwhileLeavesNoLitter) {
     const TempDir dir;
     {
@@ -292,6 +310,9 @@ TEST(AtomicFileTest, WritableFileInAProtectedDirectoryIsWrittenInPlace) {
     const TempDir dir;
     test_support::writeFile(dir / "file", "the older and longer one");
     fs::permissions(dir / "file", fs::perms(0666));
+    if (geteuid() == 0) {
+        ASSERT_EQ(chown((dir / "file").c_str(), kSomeOrdinaryUser, 0), 0);
+    }
     fs::permissions(dir.path(), fs::perms(0555));
     auto child = ChildProcess::fork([&] {
         return asOrdinaryUser([&] {
@@ -303,6 +324,7 @@ TEST(AtomicFileTest, WritableFileInAProtectedDirectoryIsWrittenInPlace) {
     });
     EXPECT_EQ(child.wait(), exitedWith(0));
     EXPECT_EQ(test_support::readFile(dir / "file"), "new");
+    EXPECT_EQ(modeOf(dir / "file"), 0600U) << "its owner's";
     EXPECT_EQ(test_support::namesIn(dir.path()), Names{"file"});
 }
 

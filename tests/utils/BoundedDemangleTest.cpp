@@ -180,7 +180,61 @@ TEST(BoundedDemangleTest, OverlongNamesAreNotLookedAt) {
     // The demangler's need of stack grows with the name: this one would overflow it.
     const std::string name = "_Z1f" + std::string(kHugeLength, 'P') + "i";
     EXPECT_EQ(readable(name), "(none)");
-    EXPECT_EQ(readable("_Z1f" + std::string(hcrpt::kMaxMangledName, 'i')), "(none)");
+}
+
+TEST(BoundedDemangleTest, NamesOfThirtyTwoKibibytesAreTheLongest) {
+    constexpr std::size_t longest = 32768;
+    const auto nameOf = [](std::size_t length) { return "_Z1f" + std::string(length - 4, 'i'); };
+    EXPECT_EQ(readable(nameOf(longest)), byTheDemanglerItself(nameOf(longest)));
+    EXPECT_EQ(readable(nameOf(longest + 1)), "(none)");
+}
+
+/// How many children the demangling of a name takes.
+int childrenFor(const std::string& name) {
+    int children = 0;
+    const seams::ScopedSeam seam(seams::onFork, [&] {
+        ++children;
+        errno = EAGAIN;
+        return -1;
+    });
+    readable(name);
+    return children;
+}
+
+std::string repeated(const std::string& text, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i) all += text;
+    return all;
+}
+
+/// A name of the given length that holds a text so many times.
+std::string nameHolding(const std::string& text, int times, std::size_t length) {
+    std::string name = "_Z1f" + repeated(text, times);
+    EXPECT_LE(name.size(), length);
+    name.resize(length, 'i');
+    return name;
+}
+
+TEST(BoundedDemangleTest, ANameThatMayHaveMoreThanSixtyFourThousandPartsGetsAChild) {
+    // Each reference may stand for all that comes before it: 64 * 2^10 is the most.
+    for (const char* reference :
+         {"S_", "S0_", "S9_", "SA_", "SZ_", "SL_", "T_", "T0_", "T9_", "TA_", "TZ_", "TL0_"}) {
+        EXPECT_EQ(childrenFor(nameHolding(reference, 10, 64)), 0) << reference;
+        EXPECT_EQ(childrenFor(nameHolding(reference, 10, 65)), 1) << reference;
+        EXPECT_EQ(childrenFor(nameHolding(reference, 11, 64)), 1) << reference;
+    }
+    // A pack expansion multiplies the parts by the length of the name.
+    for (const char* expansion : {"Dp", "sp"}) {
+        EXPECT_EQ(childrenFor(nameHolding(expansion, 1, 256)), 0) << expansion;
+        EXPECT_EQ(childrenFor(nameHolding(expansion, 1, 257)), 1) << expansion;
+        EXPECT_EQ(childrenFor(nameHolding(expansion, 2, 40)), 0) << expansion;
+        EXPECT_EQ(childrenFor(nameHolding(expansion, 2, 41)), 1) << expansion;
+    }
+}
+
+TEST(BoundedDemangleTest, LettersThatAreNoReferencesMakeNoParts) {
+    for (const char* other : {"Sa", "S/", "S:", "S@", "S[", "A_", "Ta", "i0", "pp", "Ds", "sD"})
+        EXPECT_EQ(childrenFor(nameHolding(other, 30, 64)), 0) << other;
 }
 
 TEST(BoundedDemangleTest, ResultDoesNotDependOnTheFateOfSigchld) {
@@ -224,6 +278,15 @@ TEST(BoundedDemangleTest, OrdinaryNamesNeedNoChild) {
           "_ZNSt6vectorISt10unique_ptrI3FooSt14default_deleteIS1_EESaIS4_EE9push_backEOS4_",
           "_ZNSt3mapISsiSt4lessISsESaISt4pairIKSsiEEE2atERS3_"})
         EXPECT_EQ(readable(name), byTheDemanglerItself(name));
+}
+
+TEST(BoundedDemangleTest, WithoutAPipeNoChildIsMade) {
+    ChildProcess child = ChildProcess::fork([] {
+        const rlimit none = {0, 0};
+        if (setrlimit(RLIMIT_NOFILE, &none) != 0) return 2;
+        return childrenFor(doublingName(14));
+    });
+    EXPECT_EQ(child.wait(), exitedWith(0));
 }
 
 TEST(BoundedDemangleTest, WithoutAChildANameThatMayExpandIsNotGiven) {
