@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "base/FileDescriptor.h"
+#include "support/ScopedFault.h"
 
 namespace {
 
@@ -52,6 +53,18 @@ TEST(FileDescriptorTest, CloseTellsAnError) {
     close(fd);
     EXPECT_EQ(owner.close(), -1);
     EXPECT_FALSE(owner.isOpen());
+}
+
+TEST(FileDescriptorTest, AnInterruptedCloseIsASuccess) {
+    const int fd = openNull();
+    FileDescriptor owner(fd);
+    {
+        const test_support::ScopedFault interrupted(seams::onClose, EINTR);
+        EXPECT_EQ(owner.close(), 0);
+        EXPECT_EQ(interrupted.met(), 1);
+    }
+    EXPECT_FALSE(owner.isOpen());
+    close(fd);  // the stand-in has left it open
 }
 
 TEST(FileDescriptorTest, NoDescriptorIsClosedWithoutError) {

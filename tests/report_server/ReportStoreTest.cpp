@@ -6,10 +6,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstring>
 
 #include "report_server/ReportStore.h"
 #include "support/ChildProcess.h"
 #include "support/LinkSeams.h"
+#include "support/ScopedFault.h"
 #include "support/TempDir.h"
 
 namespace report_server {
@@ -132,6 +134,16 @@ TEST(ReportStoreTest, AReportThatDoesNotFitLeavesNothing) {
         return result.name.empty() && !result.error.empty() ? 0 : 1;
     });
     EXPECT_EQ(child.wait(), exitedWith(0));
+    EXPECT_TRUE(namesIn(dir.path()).empty());
+}
+
+TEST(ReportStoreTest, AReportThatTheDiskLosesWhenItIsClosedIsRefused) {
+    TempDir dir;
+    const ScopedFault lost(seams::onClose, EIO);
+    const StoreResult result = storeReport(dir.path(), "r", "content");
+    EXPECT_EQ(lost.met(), 1);
+    EXPECT_EQ(result.name, "");
+    EXPECT_EQ(result.error, "cannot store in " + dir.path() + ": " + std::strerror(EIO));
     EXPECT_TRUE(namesIn(dir.path()).empty());
 }
 

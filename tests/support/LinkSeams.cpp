@@ -13,6 +13,7 @@ Seam<int, const char*, int> onOpen;
 Seam<ssize_t, int, void*, std::size_t> onRead;
 Seam<ssize_t, int, const void*, std::size_t> onWrite;
 Seam<int, int> onFsync;
+Seam<int, int> onClose;
 Seam<int, int, int> onFlock;
 Seam<pid_t, pid_t, int*, int> onWaitpid;
 Seam<int, const char*, const char*> onRename;
@@ -54,6 +55,7 @@ WRAPPED(int, execvp, (const char* file, char* const* vector), onExecvp, (file, v
 WRAPPED(ssize_t, read, (int fd, void* data, std::size_t size), onRead, (fd, data, size))
 WRAPPED(ssize_t, write, (int fd, const void* data, std::size_t size), onWrite, (fd, data, size))
 WRAPPED(int, fsync, (int fd), onFsync, (fd))
+WRAPPED(int, close, (int fd), onClose, (fd))
 WRAPPED(int, flock, (int fd, int operation), onFlock, (fd, operation))
 WRAPPED(pid_t, waitpid, (pid_t pid, int* status, int options), onWaitpid, (pid, status, options))
 WRAPPED(int, rename, (const char* from, const char* to), onRename, (from, to))

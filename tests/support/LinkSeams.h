@@ -28,6 +28,7 @@ extern Seam<int, const char*, int> onOpen;  ///< path and flags
 extern Seam<ssize_t, int, void*, std::size_t> onRead;
 extern Seam<ssize_t, int, const void*, std::size_t> onWrite;
 extern Seam<int, int> onFsync;
+extern Seam<int, int> onClose;
 extern Seam<int, int, int> onFlock;
 extern Seam<pid_t, pid_t, int*, int> onWaitpid;
 extern Seam<int, const char*, const char*> onRename;

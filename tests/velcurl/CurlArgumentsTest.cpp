@@ -117,8 +117,8 @@ TEST(QuotedFormFieldTest, CurlsOwnFormsKeepTheirMeaning) {
     writeFile(path, "x");
     for (const std::string& field :
          {"f=@" + path + ";type=text/plain", "f=@\"" + path + "\"", "f=<" + path, "f=" + path,
-          std::string("f=@/no/such/file"), std::string("f=@"), std::string("f="), std::string("f"),
-          std::string(), "f=@" + dir.path()})
+          "@" + path, std::string("f=@/no/such/file"), std::string("f=@"), std::string("f="),
+          std::string("f"), std::string(), "f=@" + dir.path()})
         EXPECT_EQ(quotedFormField(field), field);
 }
 

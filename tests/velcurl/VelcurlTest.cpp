@@ -180,9 +180,10 @@ TEST_F(VelcurlTest, InOneLogTheVerdictIsTheFirstLine) {
 }
 
 TEST_F(VelcurlTest, ACurlKilledByASignalIsSeenAsKilledAndWhatItSaidIsThere) {
-    makeFakeCurl("echo trace >&2; kill -TERM $$");
+    makeFakeCurl("echo trace >&2; echo answer; kill -TERM $$");
     ChildProcess child = start({"https://host/"});
     EXPECT_EQ(child.wait(), killedBy(SIGTERM));
+    EXPECT_EQ(child.standardOutput(), "answer\n");
     EXPECT_EQ(child.standardError(),
               "velcurl: not finished: curl was ended by signal 15 (Terminated)\ntrace\n");
 }
@@ -267,6 +268,14 @@ TEST_F(VelcurlTest, WithoutStandardDescriptorsTheVerdictStillStands) {
     ChildProcess other =
         ChildProcess::exec({"sh", "-c", VELCURL_PROGRAM " https://host/ 0<&- 1>&- 2>&-"}, options);
     EXPECT_EQ(other.wait(), exitedWith(7));
+}
+
+TEST_F(VelcurlTest, CurlGetsNoDescriptorOfItsOwn) {
+    makeFakeCurl(std::string("ls /proc/self/fd > \"${0%/*}/descriptors\"; ") + kAnswers200);
+    EXPECT_EQ(ChildProcess::exec({dir / "curl"}).wait(), exitedWith(0));
+    const std::string alone = readFile(dir / "descriptors");
+    EXPECT_EQ(start({"https://host/"}).wait(), exitedWith(0));
+    EXPECT_EQ(readFile(dir / "descriptors"), alone);
 }
 
 TEST_F(VelcurlTest, WithoutFreeDescriptorsItSaysThatCurlCannotBeRun) {

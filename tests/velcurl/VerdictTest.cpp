@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <string>
+
 #include "velcurl/Advice.h"
 #include "velcurl/Verdict.h"
 
@@ -71,6 +73,19 @@ TEST(VerdictTest, ForeignTextStaysOnTheLineAndShort) {
                                  .line;
     EXPECT_EQ(line, "velcurl: not accepted: HTTP status 500 (a?[1m?b) from host:8443: \"x?" +
                         std::string(198, 'y') + "...\"; the server is in trouble: see its log");
+}
+
+TEST(VerdictTest, ControlCharactersOfForeignTextAreReplaced) {
+    for (int byte = 1; byte < 256; ++byte) {
+        const char c = static_cast<char>(byte);
+        if (c == '\n' || c == '\r') continue;  // they end the line that is quoted
+        const std::string shown = byte < 32 || byte == 127 ? "?" : std::string(1, c);
+        const std::string words = std::string("x") + c + "y";
+        EXPECT_NE(verdict(exited(0, answered("HTTP/1.1 500 a"), words + "\n"))
+                      .line.find("\"x" + shown + "y\""),
+                  std::string::npos)
+            << byte;
+    }
 }
 
 TEST(VerdictTest, HeadersThatAreCutOffAreNoAcceptanceThoughCurlIsContent) {
