@@ -100,6 +100,11 @@ class OperatorsTest(unittest.TestCase):
         self.assertEqual(self.body("if (a) f();", "call removed"), ["if (a) {}"])
         self.assertEqual(self.body("m_x = f();", "assignment removed"), ["{}"])
 
+    def test_the_head_of_a_loop_is_no_statement(self):
+        self.assertEqual(self.body("for (int i = 0; i < n; x = f(i++)) g(x);", "assignment removed"), [])
+        self.assertEqual(self.body("for (; i < n; next()) g(x);", "call removed"),
+                         ["for (; i < n; next()) {}"])
+
     def test_declarations_and_returns_are_not_removed(self):
         for statement in ("Lock lock(mutex);", "const int x = 3;", "return f();", "int a(b);",
                           "std::lock_guard<std::mutex> lock(m);", "delete f();"):

@@ -180,8 +180,11 @@ def _choices(source):
 
 def _calls(source):
     """Statements that only call or assign are left out."""
+    heads = set()  # the semicolons of a for end no statement
     for index in range(len(source.tokens)):
-        if source.scope[index] != CODE or not _begins_statement(source, index):
+        if source.at(index) == "for":
+            heads.update(range(index + 1, source.partner.get(index + 1, index) + 1))
+        if source.scope[index] != CODE or index in heads or not _begins_statement(source, index):
             continue
         end, operator = _call_or_assignment(source, index)
         if end is not None:
