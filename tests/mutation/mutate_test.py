@@ -230,6 +230,15 @@ class SelectionTest(Tree):
         self.commit()
         self.assertEqual(selection.changed_lines(self.root, None), {"utils/A.cpp": {2}})
 
+    def test_what_the_other_branch_got_meanwhile_is_not_the_change(self):
+        self.git("checkout", "-q", "-b", "other")
+        self.write("utils/A.cpp", "int other() {\n    return 7;\n}\nint a() {\n    return 1;\n}\n")
+        self.commit()
+        self.git("checkout", "-q", "-b", "own", "HEAD~1")
+        self.write("utils/B.cpp", "int b() {\n    return 2;\n}\n")
+        self.commit()
+        self.assertEqual(selection.changed_lines(self.root, "other"), {"utils/B.cpp": {1, 2, 3}})
+
     def test_removed_lines_have_no_mutants(self):
         self.assertEqual(selection.parse_diff("+++ b/a/A.cpp\n@@ -3,2 +2,0 @@\n-x\n-y\n"), {"a/A.cpp": set()})
         self.assertEqual(selection.parse_diff("+++ /dev/null\n@@ -1,2 +0,0 @@\n"), {})

@@ -47,6 +47,7 @@ def changed_lines(root, base):
     or where there is none, for the last commit."""
     if base is None:
         base = "HEAD" if git(root, "status", "--porcelain") else "HEAD~1"
+    base = git(root, "merge-base", base, "HEAD").strip()
     lines = parse_diff(git(root, "diff", "--unified=0", "--no-color", "--no-ext-diff", "--relative",
                            base))
     for path in git(root, "ls-files", "-z", "--others", "--exclude-standard").split("\0"):
