@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -73,6 +74,9 @@ TEST_F(LogTest, ALargeOneBecomesTheOlderGenerationOnce) {
             logInfo("round " + std::to_string(round) + " " + std::string(2000, 'x'));
             log.keep();
             log.keep();
+            // Programs that it starts write into the same file.
+            for (const int fd : {STDOUT_FILENO, STDERR_FILENO})
+                if ((fcntl(fd, F_GETFL) & O_APPEND) == 0) _exit(1);
         }
         (void)std::system("echo tool >&2");
     });

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <unistd.h>
@@ -166,6 +167,12 @@ TEST(StopSignalTest, ASignalToAForkedChildIsNoneToItsParent) {
     pollfd wait = {stop.descriptor(), POLLIN, 0};
     EXPECT_EQ(poll(&wait, 1, 0), 0);
     EXPECT_FALSE(stop.isRequested());
+}
+
+TEST(StopSignalTest, ItsDescriptorNeverBlocksAndIsNotInherited) {
+    const StopSignal stop;
+    EXPECT_NE(fcntl(stop.descriptor(), F_GETFL) & O_NONBLOCK, 0);
+    EXPECT_EQ(fcntl(stop.descriptor(), F_GETFD), FD_CLOEXEC);
 }
 
 TEST(StopSignalTest, AProgramThatIsStartedCanBeEndedByTheSignal) {
