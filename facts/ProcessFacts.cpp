@@ -1,15 +1,15 @@
 #include "facts/ProcessFacts.h"
 
-#include <fcntl.h>
 #include <rapidjson/document.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 
 #include "HUTEnv.h"
+#include "base/FileDescriptor.h"
+#include "base/OwnedFile.h"
 #include "base/ReadAll.h"
 #include "facts/ProcessIdScope.h"
 #include "facts/ProcessState.h"
@@ -54,19 +54,14 @@ std::string textOf(const ProcessFacts& facts) {
     return std::string(buffer.GetString(), buffer.GetSize());
 }
 
-/// Whole content of the file if it is one that this user may have left; nothing otherwise.
+/// Whole content of the file if this user may have left it; nothing otherwise.
 std::optional<std::string> ownText(const std::string& path) {
-    // Without O_NONBLOCK a pipe in the file's place would hold the crash reporter up for ever.
-    const int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (fd < 0) return std::nullopt;
     struct stat status = {};
-    const bool isOwn = fstat(fd, &status) == 0 && S_ISREG(status.st_mode) &&
-                       status.st_uid == geteuid() &&
-                       static_cast<std::size_t>(status.st_size) <= kMaxFactsFile;
-    std::string text(isOwn ? static_cast<std::size_t>(status.st_size) : 0, '\0');
-    const std::size_t got = readAll(fd, text.data(), text.size());
-    close(fd);
-    if (!isOwn || got < text.size()) return std::nullopt;
+    const FileDescriptor file(openOwnedFile(path.c_str(), status));
+    if (!file.isOpen() || static_cast<std::size_t>(status.st_size) > kMaxFactsFile)
+        return std::nullopt;
+    std::string text(static_cast<std::size_t>(status.st_size), '\0');
+    if (readAll(file.get(), text.data(), text.size()) < text.size()) return std::nullopt;
     return text;
 }
 

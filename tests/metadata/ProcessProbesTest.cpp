@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include "SystemSpy.h"
+#include <string>
+
 #include "TreeText.h"
 #include "hcrpt/HCrashRptMetaData.h"
 #include "support/CrashArena.h"
@@ -71,22 +74,68 @@ TEST(GuiStrDumpTest, EachLineIsALeafInFileOrder) {
 
 TEST(GuiStrDumpTest, FileThatIsMissingOrCannotBeOpenedAddsNothingAndSaysNothing) {
     TempDir dir;
-    SystemSpy spy;
-    StdoutCapture output;
-    for (const bool isThere : {false, true}) {
-        if (isThere) writeFile(dir / "dump", "line\n");
-        if (isThere) spy.files[dir / "dump"] = std::nullopt;
+    writeFile(dir / "file", "line\n");
+    for (const char* name : {"dump", "file/dump"}) {
+        StdoutCapture output;
         Manager manager;
-        EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));
-        EXPECT_TRUE(manager.getTable().empty());
+        EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / name));
+        EXPECT_TRUE(manager.getTable().empty()) << name;
+        EXPECT_EQ("", output.text());
     }
-    EXPECT_EQ("", output.text());
 }
 
 TEST(GuiStrDumpTest, EmptyPathAddsNothing) {
     Manager manager;
     EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(""));
     EXPECT_TRUE(manager.getTable().empty());
+}
+
+class NoGuiStrDumpTest : public testing::Test {
+  protected:
+    void expectNoDump(const std::string& path) {
+        Manager manager;
+        EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(path));
+        EXPECT_EQ(Texts{}, treeTexts(manager.getTable()));
+    }
+    TempDir dir;
+    const std::string dump = dir / "dump";
+};
+
+TEST_F(NoGuiStrDumpTest, ASymbolicLinkToAPrivateFile) {
+    writeFile(dir / "private-key", "secret\n");
+    ASSERT_EQ(0, symlink((dir / "private-key").c_str(), dump.c_str()));
+    expectNoDump(dump);
+}
+
+TEST_F(NoGuiStrDumpTest, ASecondHardLinkOfAPrivateFile) {
+    writeFile(dir / "private-key", "secret\n");
+    ASSERT_EQ(0, link((dir / "private-key").c_str(), dump.c_str()));
+    expectNoDump(dump);
+}
+
+TEST_F(NoGuiStrDumpTest, ANamedPipeThatNobodyWritesInto) {
+    ASSERT_EQ(0, mkfifo(dump.c_str(), 0600));
+    expectNoDump(dump);
+}
+
+TEST_F(NoGuiStrDumpTest, ADeviceThatNeverEnds) {
+    expectNoDump("/dev/zero");
+}
+
+TEST_F(NoGuiStrDumpTest, AnotherUsersFile) {
+    if (geteuid() != 0) GTEST_SKIP() << "only root can make another user's file";
+    constexpr uid_t kOther = 65534;
+    writeFile(dump, "text\n");
+    ASSERT_EQ(0, chown(dump.c_str(), kOther, kOther));
+    expectNoDump(dump);
+}
+
+TEST(GuiStrDumpTest, OnlyLinesWithinTheFirstMebibyteAreRead) {
+    TempDir dir;
+    writeFile(dir / "dump", "first\n" + std::string(1024 * 1024, 'x') + "\nlast\n");
+    Manager manager;
+    EXPECT_TRUE(manager.addGuiStrFileContentToMetaDataTable(dir / "dump"));
+    EXPECT_EQ(Texts{"GuiStrDump[first]"}, treeTexts(manager.getTable()));
 }
 
 TEST(GuiStrDumpTest, DumpThatExhaustsTheArenaIsMissingWithoutAWord) {
