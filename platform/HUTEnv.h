@@ -24,9 +24,9 @@ class HUT_EXPORT HUTEnv {
     static int getPid();
     /// The working directory, asked afresh each time; empty when it is gone.
     static const std::string& getPWD();
-    /// Name of the running executable.
+    /// Name of the running executable; valid UTF-8, whatever the bytes of the file name.
     static std::string getProgramName();
-    /// Arguments of this process, joined by single blanks.
+    /// Arguments of this process, joined by single blanks; valid UTF-8: U+FFFD replaces other bytes.
     static std::string getCmdline();
 
     // --- Product: set once by the host (HUTPlatform.h) ----------------------------------------

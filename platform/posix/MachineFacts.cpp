@@ -13,6 +13,7 @@
 #include "Immortal.h"
 #include "PathText.h"
 #include "WholeText.h"
+#include "base/Utf8.h"
 
 namespace {
 
@@ -45,10 +46,10 @@ void read(MachineFacts& facts) {
     facts.homeDirectory = account.home;
 
     const std::string arguments = wholeText("/proc/self/cmdline");
-    facts.commandLine = facts::commandLine(arguments);
+    facts.commandLine = hcrpt::validUtf8(facts::commandLine(arguments));
     facts.executable = runningExecutable();
-    facts.programName = path_text::lastComponent(
-        facts.executable.empty() ? arguments.substr(0, arguments.find('\0')) : facts.executable);
+    facts.programName = hcrpt::validUtf8(path_text::lastComponent(
+        facts.executable.empty() ? arguments.substr(0, arguments.find('\0')) : facts.executable));
 }
 
 // Runs while the library is being loaded, when nobody could catch an exception: facts that no

@@ -149,6 +149,20 @@ TEST(HUTEnvTest, TheProgramNameIsThatOfTheRunningFileNotOfALinkToIt) {
     EXPECT_EQ(child.standardOutput(), "print_facts\n");
 }
 
+// Both end in reports, and no JSON parser reads a report with other bytes.
+TEST(HUTEnvTest, ProgramNameAndCommandLineAreUtf8WhateverTheirBytes) {
+    const TempDir dir;
+    const std::string path = dir / "caf\xe9";
+    std::filesystem::copy_file(PRINT_FACTS_PROGRAM, path);
+    auto name = ChildProcess::exec({path, "program-name"});
+    ASSERT_EQ(name.wait(), exitedWith(0));
+    EXPECT_EQ(name.standardOutput(), "caf\xef\xbf\xbd\n");
+    auto line = ChildProcess::exec({PRINT_FACTS_PROGRAM, "command-line", "\xff \xc3\xa9"});
+    ASSERT_EQ(line.wait(), exitedWith(0));
+    EXPECT_EQ(line.standardOutput(),
+              std::string(PRINT_FACTS_PROGRAM) + " command-line \xef\xbf\xbd \xc3\xa9\n");
+}
+
 // An update may replace a program's file at any time; the kernel then adds a mark to its name.
 TEST(HUTEnvTest, AProgramWhoseFileIsGoneKeepsItsName) {
     const TempDir dir;
