@@ -26,7 +26,8 @@ class HUT_EXPORT HUTEnv {
     static const std::string& getPWD();
     /// Name of the running executable; valid UTF-8, whatever the bytes of the file name.
     static std::string getProgramName();
-    /// Arguments of this process, joined by single blanks; valid UTF-8: U+FFFD replaces other bytes.
+    /// Arguments of this process, joined by single blanks; valid UTF-8: U+FFFD replaces other
+    /// bytes.
     static std::string getCmdline();
 
     // --- Product: set once by the host (HUTPlatform.h) ----------------------------------------

@@ -13,7 +13,7 @@ namespace {
 const std::string kMark = "\xef\xbf\xbd";  // U+FFFD
 
 TEST(ValidUtf8Test, ValidTextIsUnchanged) {
-    for (const std::string text :
+    for (const std::string& text :
          {std::string(), std::string("plain"), std::string("a\0b\n", 4),
           std::string("\x7f \xc2\x80 \xdf\xbf"),                               // ends of two bytes
           std::string("\xe0\xa0\x80 \xed\x9f\xbf \xee\x80\x80 \xef\xbf\xbf"),  // of three
