@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -48,6 +49,23 @@ TEST(ForkedChildTest, WithoutABoundTheTaskHasItsTime) {
     const ChildAnswer answer = runInForkedChild([] { return Answer("text"); }, {});
     EXPECT_EQ(answer.end, ChildEnd::answered);
     EXPECT_EQ(answer.text, "text");
+}
+
+TEST(ForkedChildTest, ATaskThatDiesLeavesNoCore) {
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_CORE, &before), 0);
+    if (before.rlim_max == 0 && geteuid() != 0) GTEST_SKIP() << "no core is allowed here anyway";
+    const rlimit allowed = {4096, 4096};
+    test_support::ChildProcess child = test_support::ChildProcess::fork([&] {
+        if (setrlimit(RLIMIT_CORE, &allowed) != 0) return 2;
+        const ChildAnswer answer = run([] {
+            rlimit limit = {};
+            getrlimit(RLIMIT_CORE, &limit);
+            return Answer(std::to_string(limit.rlim_cur) + " " + std::to_string(limit.rlim_max));
+        });
+        return answer.text == "0 0" ? 0 : 1;
+    });
+    EXPECT_EQ(child.wait(), test_support::exitedWith(0));
 }
 
 TEST(ForkedChildTest, ATaskThatThrowsHasFailed) {
