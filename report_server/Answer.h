@@ -21,10 +21,10 @@ std::string cgiAnswer(const Answer& answer);
 /// is the status; what follows, if anything, stands for the rest of a CGI answer (header lines, a
 /// blank line, a body) and is sent as it is. Without a rest the body is the status line.
 /// @return nothing when there is no such file or the directory's name is empty.
-std::optional<std::string> chosenAnswer(const std::string& directory);
+[[nodiscard]] std::optional<std::string> chosenAnswer(const std::string& directory);
 
 /// Whether the codes are equal. The time does not depend on where they differ.
-bool isSameCode(const std::string& given, const std::string& expected);
+[[nodiscard]] bool isSameCode(const std::string& given, const std::string& expected);
 
 /// Text fit for one line of a log: control characters and bytes beyond ASCII become "?"; at most
 /// 200 characters.

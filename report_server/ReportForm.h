@@ -18,6 +18,7 @@ struct ReportForm {
 
 /// Decodes a multipart form. A field that is missing stays empty.
 /// @return nothing when the form is malformed or a field comes twice.
-std::optional<ReportForm> decodeForm(const std::string& contentType, const std::string& body);
+[[nodiscard]] std::optional<ReportForm> decodeForm(const std::string& contentType,
+                                                   const std::string& body);
 
 }  // namespace report_server

@@ -22,15 +22,16 @@ bool syncDirectory(const std::string& directory) {
 }
 
 StoreResult failure(const std::string& what) {
-    return {"", what + ": " + std::strerror(errno)};
+    return {std::nullopt, what + ": " + std::strerror(errno)};
 }
 
 }  // namespace
 
 StoreResult storeReport(const std::string& directory, const std::string& clientName,
                         const std::string& content, std::string (*stamp)()) {
-    if (directory.empty()) return {"", "no store is configured"};
-    // No stored name begins with a full stop, so one that is cut short is never taken for a report.
+    if (directory.empty()) return {std::nullopt, "no store is configured"};
+    // No stored report's name begins with a full stop, so a file that was cut short is never taken
+    // for a report.
     std::string temporary = directory + "/.incoming-XXXXXX";
     const int descriptor = mkostemp(temporary.data(), O_CLOEXEC);
     if (descriptor < 0) return failure("cannot make " + temporary);
@@ -44,7 +45,7 @@ StoreResult storeReport(const std::string& directory, const std::string& clientN
         const std::string path = directory + "/" + name;
         if (renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, path.c_str(), RENAME_NOREPLACE) == 0)
             break;
-        good = errno == EEXIST;  // another of the same microsecond: a later one is free
+        good = errno == EEXIST;  // a report of the same microsecond has the name; try the next
     }
     if (!good) {
         const StoreResult result = failure("cannot store in " + directory);

@@ -12,10 +12,10 @@ namespace report_server {
 std::string variable(const char* name);
 
 /// A number of digits alone, "007" included. @return nothing for any other text or one too large.
-std::optional<std::uint64_t> decimal(const std::string& text);
+[[nodiscard]] std::optional<std::uint64_t> decimal(const std::string& text);
 
 /// Reads a request body of that length from a descriptor.
 /// @return nothing when it ends early or cannot be read.
-std::optional<std::string> readBody(int descriptor, std::size_t length);
+[[nodiscard]] std::optional<std::string> readBody(int descriptor, std::size_t length);
 
 }  // namespace report_server

@@ -58,9 +58,9 @@ Answer receive() {
 
     const StoreResult stored =
         storeReport(variable("REPORT_SERVER_STORE"), form->fileName, form->content);
-    if (stored.name.empty())
+    if (!stored.name)
         return {"500 Internal Server Error", "The report could not be stored.", "", stored.error};
-    return {"200 OK", "Report stored as " + stored.name, "",
+    return {"200 OK", "Report stored as " + *stored.name, "",
             std::to_string(form->content.size()) + " bytes, domain \"" + forLog(form->domain) +
                 "\", regid \"" + forLog(form->regid) + "\""};
 }

@@ -8,6 +8,6 @@ namespace hcrpt {
 
 /// Whether a POSIX shell reads the text between double quotes as it stands: without $, `, ", \ and
 /// line feeds, which would run commands, insert variables or end the quotes.
-bool isPlainInDoubleQuotes(const std::string& text);
+[[nodiscard]] bool isPlainInDoubleQuotes(const std::string& text);
 
 }  // namespace hcrpt

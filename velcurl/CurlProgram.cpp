@@ -11,14 +11,14 @@ const std::vector<std::string>& systemPlaces() {
     return places;
 }
 
-std::string findCurl(const std::vector<std::string>& places) {
+std::optional<std::string> findCurl(const std::vector<std::string>& places) {
     for (const std::string& place : places) {
         struct stat status = {};
         if (stat(place.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
             access(place.c_str(), X_OK) == 0)
             return place;
     }
-    return {};
+    return std::nullopt;
 }
 
 }  // namespace velcurl

@@ -66,7 +66,7 @@ class Run {
         m_signals.reset(signalfd(-1, &watched, SFD_CLOEXEC | SFD_NONBLOCK));
         if (m_signals.isOpen() && m_trace.open() && m_answer.open() && m_failure.open())
             return true;
-        m_result.error = errno;
+        m_result.startError = errno;
         return false;
     }
 
@@ -75,7 +75,7 @@ class Run {
         const pid_t self = getpid();
         m_curl = fork();
         if (m_curl < 0) {
-            m_result.error = errno;
+            m_result.startError = errno;
             return false;
         }
         if (m_curl == 0) {
@@ -92,8 +92,10 @@ class Run {
         for (Pipe* pipe : {&m_trace, &m_answer, &m_failure}) pipe->writeEnd.close();
         for (const Pipe* pipe : {&m_trace, &m_answer})
             fcntl(pipe->readEnd.get(), F_SETFL, O_NONBLOCK);
-        // It is closed without a word by an exec that succeeds.
-        if (read(m_failure.readEnd.get(), &m_result.error, sizeof m_result.error) <= 0) return true;
+        // An exec that succeeds closes this pipe without writing to it.
+        int error = 0;
+        if (read(m_failure.readEnd.get(), &error, sizeof error) <= 0) return true;
+        m_result.startError = error;
         waitpid(m_curl, nullptr, 0);
         return false;
     }

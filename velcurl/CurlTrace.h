@@ -18,10 +18,10 @@ struct Answer {
 };
 
 /// @param trace what curl has written to standard error with --verbose
-Answer lastAnswer(const std::string& trace);
+[[nodiscard]] Answer lastAnswer(const std::string& trace);
 
 /// What curl says about ending with this status, "Could not resolve host: x"; empty when it says
 /// nothing.
-std::string complaint(const std::string& trace, int exitStatus);
+[[nodiscard]] std::string complaint(const std::string& trace, int exitStatus);
 
 }  // namespace velcurl

@@ -15,7 +15,9 @@ namespace {
 constexpr char kAccepted[] = "HTTP/1.1 200 OK";
 constexpr std::size_t kMaxQuote = 200;
 
-/// Text of the server's or curl's, fit for the inside of a line.
+using Server = std::optional<std::string>;
+
+/// Text that came from the server or from curl, made fit for the inside of a line.
 std::string quote(const std::string& text) {
     const std::string shown = hcrpt::withoutControls(text.substr(0, kMaxQuote));
     return text.size() > kMaxQuote ? shown + "..." : shown;
@@ -25,12 +27,12 @@ std::string inBrackets(const std::string& text) {
     return text.empty() ? "" : " (" + quote(text) + ")";
 }
 
-std::string from(const std::string& server) {
-    return server.empty() ? "" : " from " + quote(server);
+std::string from(const Server& server) {
+    return server ? " from " + quote(*server) : "";
 }
 
-/// First line of a plain answer, in which the server says why. Pages in HTML or XML say nothing in
-/// theirs.
+/// Returns the first line of a plain answer, where the server gives its reason. The first line of
+/// an HTML or XML page gives none.
 std::string firstLine(const std::string& answer) {
     const std::size_t start = answer.find_first_not_of(" \t\r\n");
     if (start == std::string::npos || answer[start] == '<') return "";
@@ -42,18 +44,18 @@ std::string curlSays(const CurlRun& run, int status) {
     return "curl " + std::to_string(status) + inBrackets(complaint(run.trace, status));
 }
 
-/// Whether the server itself has answered; interim answers and a proxy's are none.
+/// Returns true when the server itself has answered. Interim answers and a proxy's do not count.
 bool hasAnswered(const Answer& answer) {
     return answer.status() >= 200 && !answer.isProxys;
 }
 
-std::string notAccepted(const Answer& answer, const std::string& server) {
+std::string notAccepted(const Answer& answer, const Server& server) {
     return "velcurl: not accepted: HTTP status " + std::to_string(answer.status()) +
            inBrackets(answer.reason()) + from(server);
 }
 
-Verdict onAnswer(const Answer& answer, const CurlRun& run, const std::string& server) {
-    if (answer.statusLine.empty() && server.empty()) return {};
+Verdict onAnswer(const Answer& answer, const CurlRun& run, const Server& server) {
+    if (answer.statusLine.empty() && !server) return {};
     if (!hasAnswered(answer))
         return {"velcurl: no answer" + from(server) + ", although curl ended well", kNotAccepted};
     if (!answer.headersAreWhole)
@@ -65,14 +67,14 @@ Verdict onAnswer(const Answer& answer, const CurlRun& run, const std::string& se
         kNotAccepted};
 }
 
-Verdict onFailure(const Answer& answer, const CurlRun& run, int status, const std::string& server) {
+Verdict onFailure(const Answer& answer, const CurlRun& run, int status, const Server& server) {
     const std::string reason =
         curlSays(run, status) + "; " + adviceOnCurl(status, complaint(run.trace, status));
     if (!hasAnswered(answer)) return {"velcurl: no answer" + from(server) + ": " + reason, status};
     return {notAccepted(answer, server) + ", not to its end: " + reason, status};
 }
 
-Verdict judge(const CurlRun& run, const std::string& server) {
+Verdict judge(const CurlRun& run, const Server& server) {
     const Answer answer = lastAnswer(run.trace);
     if (run.tooLong) {
         const std::string tooLong =
@@ -95,24 +97,27 @@ Verdict judge(const CurlRun& run, const std::string& server) {
 
 }  // namespace
 
-Verdict verdictOn(const CurlRun& run, const std::string& server) {
+Verdict verdictOn(const CurlRun& run, const Server& server) {
     Verdict verdict = judge(run, server);
-    // A server may put it into its reason or answer.
-    for (std::size_t at = 0; (at = verdict.line.find(kAccepted)) != std::string::npos;)
-        verdict.line[at + std::strlen("HTTP")] = ' ';
+    if (!verdict.complaint) return verdict;
+    // A server may put the status line of a success into its reason or answer.
+    std::string& line = *verdict.complaint;
+    for (std::size_t at = 0; (at = line.find(kAccepted)) != std::string::npos;)
+        line[at + std::strlen("HTTP")] = ' ';
     return verdict;
 }
 
-std::string serverOf(const std::vector<std::string>& arguments) {
-    if (arguments.empty()) return "";
+std::optional<std::string> serverOf(const std::vector<std::string>& arguments) {
+    if (arguments.empty()) return std::nullopt;
     const std::string& address = arguments.back();
     for (const std::string scheme : {"https://", "http://"}) {
         if (!startsWith(address, scheme)) continue;
         const std::string rest = address.substr(scheme.size());
         const std::string authority = rest.substr(0, rest.find_first_of("/?#"));
-        return authority.substr(authority.rfind('@') + 1);  // without a user's name and password
+        const std::string host = authority.substr(authority.rfind('@') + 1);  // without credentials
+        return host.empty() ? std::nullopt : std::optional(host);
     }
-    return "";
+    return std::nullopt;
 }
 
 }  // namespace velcurl

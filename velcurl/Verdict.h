@@ -1,7 +1,8 @@
 /// @file
-/// How an upload ended, for the caller and for the reader of its log.
+/// Decides how an upload ended, for velcurl's caller and for the reader of the upload's log.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -9,22 +10,24 @@
 
 namespace velcurl {
 
-/// As curl has them for "the server returned an error" and "the file is too large".
+/// Exit statuses; curl uses the same numbers for "the server returned an error" and "the file is
+/// too large".
 constexpr int kNotAccepted = 22;
 constexpr int kAnswerTooLong = 63;
 
 struct Verdict {
-    std::string line;    ///< without line feed; empty when there is nothing to complain about
-    int exitStatus = 0;  ///< for velcurl; of no meaning after a signal
+    std::optional<std::string> complaint;  ///< one line without its line feed; nothing: accepted
+    int exitStatus = 0;                    ///< for velcurl; without meaning after a signal
 };
 
-/// Only an answer "HTTP/1.1 200 OK" with whole headers, and curl's own consent, is a success. The
-/// line never holds that text: whoever looks for it must not find it here.
-/// @param server as in the address, see serverOf(); empty: nothing was asked of a web server, and
-/// curl's status alone decides where there is no answer.
-Verdict verdictOn(const CurlRun& run, const std::string& server);
+/// An upload succeeded when the server answered "HTTP/1.1 200 OK" with complete headers and curl
+/// ended with status 0. The complaint never contains that status line, because the crash reporter
+/// searches the log for it.
+/// @param server host and port, see serverOf(); nothing: curl talked to no web server, and without
+///        an answer curl's exit status alone decides.
+[[nodiscard]] Verdict verdictOn(const CurlRun& run, const std::optional<std::string>& server);
 
-/// Host and port in the last of the arguments, when that is an http(s) address; else empty.
-std::string serverOf(const std::vector<std::string>& arguments);
+/// Returns host and port of the last argument; nothing when that is no http or https address.
+[[nodiscard]] std::optional<std::string> serverOf(const std::vector<std::string>& arguments);
 
 }  // namespace velcurl

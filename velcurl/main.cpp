@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -65,8 +66,8 @@ int main(int argc, char** argv) {
 
     std::vector<std::string> places = velcurl::systemPlaces();
     if (const std::string chosen = variable("VELCURL_CURL"); !chosen.empty()) places = {chosen};
-    const std::string program = velcurl::findCurl(places);
-    if (program.empty()) {
+    const std::optional<std::string> program = velcurl::findCurl(places);
+    if (!program) {
         std::fprintf(stderr, "velcurl: no curl to run: %s is not an executable file\n",
                      joined(places).c_str());
         return kNotFound;
@@ -75,18 +76,18 @@ int main(int argc, char** argv) {
     std::vector<std::string> arguments =
         velcurl::curlArguments(callers, variable("VELCURL_CONNECT_TO"),
                                velcurl::totalTimeout(variable("VELCURL_MAX_TIME")));
-    arguments.insert(arguments.begin(), program);
+    arguments.insert(arguments.begin(), *program);
     const velcurl::CurlRun run =
-        velcurl::runCurl(program, arguments, velcurl::curlEnvironment(environ));
-    if (run.error != 0) {
-        std::fprintf(stderr, "velcurl: cannot run %s: %s\n", program.c_str(),
-                     std::strerror(run.error));
+        velcurl::runCurl(*program, arguments, velcurl::curlEnvironment(environ));
+    if (run.startError) {
+        std::fprintf(stderr, "velcurl: cannot run %s: %s\n", program->c_str(),
+                     std::strerror(*run.startError));
         return kCannotExecute;
     }
 
     // The verdict comes first: the reader of a log may stop at the first line that looks good.
     const velcurl::Verdict verdict = velcurl::verdictOn(run, velcurl::serverOf(callers));
-    if (!verdict.line.empty()) print(verdict.line + "\n", stderr);
+    if (verdict.complaint) print(*verdict.complaint + "\n", stderr);
     print(run.trace, stderr);
     print(run.answer, stdout);
     if (WIFSIGNALED(run.waitStatus) && !run.tooLong) endBySignal(WTERMSIG(run.waitStatus));

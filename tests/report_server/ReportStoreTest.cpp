@@ -24,22 +24,22 @@ TEST(ReportStoreTest, TheFileHoldsTheContentUnderAStampedName) {
     const std::string content("a\0b\r\n\xff", 6);
     const StoreResult result = storeReport(dir.path(), "r.json", content);
     EXPECT_EQ(result.error, "");
-    EXPECT_EQ(namesIn(dir.path()), std::vector<std::string>{result.name});
-    EXPECT_EQ(result.name.substr(result.name.find('-')), "-r.json");
-    EXPECT_EQ(readFile(dir / result.name), content);
+    EXPECT_EQ(namesIn(dir.path()), std::vector<std::string>{result.name.value()});
+    EXPECT_EQ(result.name->substr(result.name->find('-')), "-r.json");
+    EXPECT_EQ(readFile(dir / result.name.value()), content);
 }
 
 TEST(ReportStoreTest, OnlyTheOwnerMayRead) {
     TempDir dir;
     const StoreResult result = storeReport(dir.path(), "r", "x");
-    EXPECT_EQ(test_support::modeOf(dir / result.name), 0600u);
+    EXPECT_EQ(test_support::modeOf(dir / result.name.value()), 0600u);
 }
 
 TEST(ReportStoreTest, ReportsOfOneNameNeverReplaceEachOther) {
     TempDir dir;
     std::vector<std::string> names;
     for (int i = 0; i < 50; ++i)
-        names.push_back(storeReport(dir.path(), "r", std::to_string(i)).name);
+        names.push_back(storeReport(dir.path(), "r", std::to_string(i)).name.value());
     EXPECT_EQ(namesIn(dir.path()), names) << "each of its own and in the order of arrival";
     for (int i = 0; i < 50; ++i)
         EXPECT_EQ(readFile(dir / names[static_cast<std::size_t>(i)]), std::to_string(i));
@@ -62,15 +62,15 @@ TEST(ReportStoreTest, ReportsOfOneNameAndOneMomentNeverReplaceEachOther) {
 TEST(ReportStoreTest, APathFromTheClientStaysInTheStore) {
     TempDir dir;
     const StoreResult result = storeReport(dir.path(), "../../../tmp/x/../.evil", "x");
-    EXPECT_EQ(namesIn(dir.path()), std::vector<std::string>{result.name});
-    EXPECT_EQ(result.name.substr(result.name.find('-')), "-evil");
+    EXPECT_EQ(namesIn(dir.path()), std::vector<std::string>{result.name.value()});
+    EXPECT_EQ(result.name->substr(result.name->find('-')), "-evil");
 }
 
 TEST(ReportStoreTest, AnEmptyReportIsStored) {
     TempDir dir;
     const StoreResult result = storeReport(dir.path(), "r", "");
-    ASSERT_NE(result.name, "");
-    EXPECT_EQ(readFile(dir / result.name), "");
+    ASSERT_TRUE(result.name);
+    EXPECT_EQ(readFile(dir / result.name.value()), "");
 }
 
 TEST(ReportStoreTest, WritesThatAreShortOrInterruptedStoreTheWholeReport) {
@@ -83,14 +83,14 @@ TEST(ReportStoreTest, WritesThatAreShortOrInterruptedStoreTheWholeReport) {
             errno = EINTR;
             return -1;
         });
-    EXPECT_EQ(readFile(dir / storeReport(dir.path(), "r", "content").name), "content");
+    EXPECT_EQ(readFile(dir / storeReport(dir.path(), "r", "content").name.value()), "content");
 }
 
 TEST(ReportStoreTest, AReportThatCannotBeWrittenOrSyncedIsAnErrorAndLeavesNothing) {
     TempDir dir;
     const auto expectError = [&](const std::string& error) {
         const StoreResult result = storeReport(dir.path(), "r", "content");
-        EXPECT_EQ(result.name, "");
+        EXPECT_EQ(result.name, std::nullopt);
         EXPECT_EQ(result.error, error + dir.path() + ": Input/output error");
         EXPECT_TRUE(namesIn(dir.path()).empty()) << error;
     };
@@ -117,7 +117,7 @@ TEST(ReportStoreTest, AStoreThatIsMissingOrAFileIsAnError) {
     writeFile(dir / "file", "");
     for (const std::string& store : {dir / "missing", dir / "file"}) {
         const StoreResult result = storeReport(store, "r", "x");
-        EXPECT_EQ(result.name, "");
+        EXPECT_EQ(result.name, std::nullopt);
         EXPECT_EQ(result.error.rfind("cannot make " + store + "/.incoming-", 0), 0U)
             << result.error;
     }
@@ -131,7 +131,7 @@ TEST(ReportStoreTest, AReportThatDoesNotFitLeavesNothing) {
         const rlimit limit = {1000, 1000};
         if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 2;
         const StoreResult result = storeReport(dir.path(), "r", std::string(2000, 'x'));
-        return result.name.empty() && !result.error.empty() ? 0 : 1;
+        return !result.name && !result.error.empty() ? 0 : 1;
     });
     EXPECT_EQ(child.wait(), exitedWith(0));
     EXPECT_TRUE(namesIn(dir.path()).empty());

@@ -30,10 +30,10 @@ TEST(CurlProgramTest, TheFirstExecutableFileIsTaken) {
               dir / "first");
 }
 
-TEST(CurlProgramTest, NoneIsAnEmptyText) {
+TEST(CurlProgramTest, IsNothingWhenNoPlaceHasAnExecutableFile) {
     TempDir dir;
-    EXPECT_EQ(findCurl({dir / "missing", dir.path()}), "");
-    EXPECT_EQ(findCurl({}), "");
+    EXPECT_EQ(findCurl({dir / "missing", dir.path()}), std::nullopt);
+    EXPECT_EQ(findCurl({}), std::nullopt);
 }
 
 }  // namespace
