@@ -27,7 +27,7 @@ std::optional<std::string> chosenAnswer(const std::string& directory) {
 }
 
 bool isSameCode(const std::string& given, const std::string& expected) {
-    if (expected.empty()) return false;  // a server without a code lets nobody in
+    if (expected.empty()) return false;  // a server without a code accepts no upload
     unsigned difference = given.size() == expected.size() ? 0 : 1;
     for (std::size_t i = 0; i < given.size(); ++i)
         difference |= static_cast<unsigned char>(given[i]) ^

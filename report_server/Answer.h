@@ -1,5 +1,4 @@
-/// @file
-/// What the server says to a client.
+/// @file The server's answers to a client.
 #pragma once
 
 #include <optional>
@@ -8,26 +7,27 @@
 namespace report_server {
 
 struct Answer {
-    std::string status;        ///< "200 OK"
+    std::string status;        ///< such as "200 OK"
     std::string text;          ///< one line, without its line feed
     std::string headers = "";  ///< further header lines, each ended by CR LF
-    std::string note = "";     ///< for the server's log alone
+    std::string note = "";     ///< goes to the server's log only
 };
 
-/// The answer as a CGI program gives it: status, type, headers, blank line, text and line feed.
+/// Formats an answer for the web server: status, content type, headers, blank line, text, line
+/// feed.
 std::string cgiAnswer(const Answer& answer);
 
-/// The answer that a test has chosen in the file "answer" of the server's directory: the first line
-/// is the status; what follows, if anything, stands for the rest of a CGI answer (header lines, a
-/// blank line, a body) and is sent as it is. Without a rest the body is the status line.
-/// @return nothing when there is no such file or the directory's name is empty.
+/// Returns the answer that a test has written into the file "answer" of the server's directory. The
+/// first line is the status. Further lines are sent unchanged as the rest of the CGI answer (header
+/// lines, a blank line, a body). Without further lines the body is the status line.
+/// @return nothing when there is no such file or the directory's name is empty
 [[nodiscard]] std::optional<std::string> chosenAnswer(const std::string& directory);
 
-/// Whether the codes are equal. The time does not depend on where they differ.
+/// Returns true when the codes are equal. The time it takes does not depend on where they differ.
 [[nodiscard]] bool isSameCode(const std::string& given, const std::string& expected);
 
-/// Text fit for one line of a log: control characters and bytes beyond ASCII become "?"; at most
-/// 200 characters.
+/// Returns at most 200 characters of a text for one line of a log, with "?" in place of control
+/// characters and bytes beyond ASCII.
 std::string forLog(const std::string& text);
 
 }  // namespace report_server

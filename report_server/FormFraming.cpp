@@ -59,7 +59,7 @@ bool isWellFramed(const std::string& body, const std::string& boundary) {
         const std::size_t after = at + delimiter.size();
         closed = body.compare(after, 2, "--") == 0;
         const std::size_t lineEnd = closed ? after + 2 : after;
-        // Only the very last line may lack its end.
+        // Only the last line may lack its line end.
         const bool endsLine = body.compare(lineEnd, kLineEnd.size(), kLineEnd) == 0 ||
                               (closed && lineEnd == body.size());
         if (!endsLine) return false;

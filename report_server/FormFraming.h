@@ -1,5 +1,4 @@
-/// @file
-/// The frame of a multipart form: where its parts begin and end.
+/// @file Checks the frame of a multipart form: where its parts begin and end.
 #pragma once
 
 #include <optional>
@@ -7,17 +6,17 @@
 
 namespace report_server {
 
-/// The boundary that a "multipart/form-data; boundary=..." content type names, without its quotes.
-/// @return nothing for another type, or a boundary that is missing, empty, longer than 70
-///         characters or made of anything but the characters that a boundary may have.
+/// Returns the boundary, without its quotes, of a content type "multipart/form-data; boundary=...".
+/// @return nothing for another type, and when the boundary is missing, empty, longer than 70
+///         characters or holds a character that no boundary may have
 [[nodiscard]] std::optional<std::string> boundaryOf(const std::string& contentType);
 
-/// Whether each occurrence of the boundary is a whole delimiter line and the closing one comes once
-/// and last.
+/// Returns true when each occurrence of the boundary is a whole delimiter line, and the closing
+/// delimiter comes once and last.
 ///
-/// The form's decoder looks for delimiters anywhere, not only at the start of a line, and silently
-/// drops a last part without the closing one. A body that passes here is one that it decodes
-/// byte for byte; the others are cut off or use a boundary that their content holds.
+/// The form's decoder accepts delimiters anywhere, not only at the start of a line, and silently
+/// drops a last part without a closing delimiter. It decodes a well-framed body byte for byte. Any
+/// other body was cut off or contains its own boundary.
 [[nodiscard]] bool isWellFramed(const std::string& body, const std::string& boundary);
 
 }  // namespace report_server

@@ -12,13 +12,13 @@
 namespace report_server {
 namespace {
 
-// Gives the decoder a body that has been read and checked already, and nothing else of the request:
-// fields in the query string would end in the server's logs, and cookies are none of our business.
+// Gives the decoder the checked body and nothing else of the request: the web server would log
+// fields of a query string, and the form uses no cookies.
 class CheckedInput : public cgicc::CgiInput {
   public:
     CheckedInput(const std::string& boundary, std::string body) : m_body(std::move(body)) {
         m_contentType = "multipart/form-data; boundary=" + boundary;
-        // The decoder wants a line end after the closing delimiter; a client may leave it out.
+        // The decoder needs a line end after the closing delimiter; a client may omit it.
         if (m_body.compare(m_body.size() - 2, 2, "\r\n") != 0) m_body += "\r\n";
     }
 
@@ -79,7 +79,7 @@ std::optional<ReportForm> decodeForm(const std::string& contentType, const std::
             form.content = file.getData();
         }
         return form;
-    } catch (const std::exception&) {  // cgicc's way of saying that a part is malformed
+    } catch (const std::exception&) {  // cgicc throws for a malformed part
         return std::nullopt;
     }
 }

@@ -7,7 +7,8 @@
 namespace report_server {
 namespace {
 
-constexpr std::size_t kMaxName = 200;  // leaves room for the stamp in a file system's 255
+constexpr std::size_t kMaxName =
+    200;  // leaves room for the stamp within the 255 bytes of a file name
 const std::string kSafeCharacters =
     "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ._-";
 

@@ -6,13 +6,13 @@
 
 namespace report_server {
 
-/// A harmless name that lets the client's be recognised: the part after the last "/" or "\",
-/// without leading full stops, every character but letters, digits, ".", "_" and "-" replaced by
-/// "_", at most 200 characters. "report" when nothing is left.
+/// Turns the client's file name into a safe one: the part after the last "/" or "\" without leading
+/// full stops, cut to 200 characters, with "_" in place of every character but letters, digits,
+/// ".", "_" and "-". "report" when nothing is left.
 std::string safeName(const std::string& clientName);
 
-/// Time of arrival for the front of a stored name, in UTC to the microsecond, so that names sort by
-/// arrival: "20261121T054733.123456Z".
+/// Returns the current time in UTC with microseconds, such as "20261121T054733.123456Z". Stored
+/// names begin with it, so they sort by arrival.
 std::string arrivalStamp();
 
 }  // namespace report_server

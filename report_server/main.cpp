@@ -21,7 +21,7 @@ using namespace report_server;
 
 constexpr std::uint64_t kDefaultMaxBytes = std::uint64_t{16} * 1024 * 1024;
 
-// One line a request, on standard error: lighttpd keeps it in the server's log.
+// Writes one line for each request to standard error, which lighttpd appends to the server's log.
 void log(const std::string& line) {
     std::fprintf(stderr, "%s %s\n", arrivalStamp().c_str(), line.c_str());
 }

@@ -40,12 +40,12 @@ void ClientInfoCL::setCacert(const std::string& value) {
     m_cacert = value;
 }
 
-// The form has a field for a registration id, but nothing hands one out.
+// The form has a field for a registration id, but no part of the system issues one.
 std::string ClientInfoCL::probeAndGetRegId() {
     return "";
 }
 
-// Core dumps are not collected.
+// The system does not collect core dumps.
 std::string ClientInfoCL::probeAndGetCoreDumpDir() {
     return "";
 }
@@ -59,8 +59,8 @@ std::string ClientInfoCL::probeAndGetTempDir() {
         hcrpt::logError("Could not create tmp dir: " + path);
         return "";
     }
-    // On purpose a blank before the colon and none after it: whoever searches logs for this line
-    // knows it in this form.
+    // Contract: the blank stands before the colon, not after it: tools search logs for this line in
+    // this form.
     hcrpt::logInfo("created tmp dir :" + path);
     return path;
 }

@@ -11,13 +11,13 @@
 namespace {
 
 constexpr char kLogName[] = "curlOut.log";
-/// The status line of the only answer that counts as success. Other protocol versions and other
-/// good statuses do not.
+/// The status line of the only answer that counts as success. Answers with another protocol version
+/// or another 2xx status are failures.
 constexpr char kSuccessLine[] = "HTTP/1.1 200 OK";
 
 std::string uploadLogDirectory(const ClientInfoCL& client) {
     const std::string directory = client.getTempDir();
-    // The log's path then holds two separators in a row, which names the same file.
+    // "./" gives a log path with two separators in a row, which names the same file.
     return directory.empty() ? "." + HUTFile::getDirSeparator() : directory;
 }
 
@@ -38,20 +38,20 @@ bool HCrashRptCurlMgr::UploadUsingVelcurlApp(std::string report, const ServerInf
     if (tool.empty()) return false;
     const std::string directory = uploadLogDirectory(client);
     const std::string log = directory + HUTFile::getDirSeparator() + kLogName;
-    // The arguments begin with a blank of their own, so two stand after the tool.
+    // buildArgs() begins with a blank as well, so the command has two blanks after the tool.
     const std::string command =
         tool + " " + buildArgs(report, server, client) + " > " + log + " 2>&1";
     const hcrpt::UploadLock turn(directory);
     const bool ok = launchProcessSystem(command, log);
-    // The next upload writes to the same path: it must not find this one's success.
+    // The next upload writes to the same path and must not find this upload's success there.
     HUTFile(log).rm();
     return ok;
 }
 
 std::string HCrashRptCurlMgr::buildArgs(std::string report, const ServerInfoCL& server,
                                         const ClientInfoCL& client) {
-    // On purpose only the report's path is quoted, the one text that a user chooses. The others
-    // come from the deployment and reach the shell as they stand.
+    // Contract: only the report's path is quoted, the only text that a user chooses. The other
+    // texts come from the deployment and reach the shell unquoted.
     return " --verbose" + optional(" --proxy ", client.getProxy()) +
            optional(" --cacert ", client.getCacert()) +
            (report.empty() ? "" : " -F file_loc=@\"" + report + "\"") +
@@ -63,7 +63,8 @@ std::string HCrashRptCurlMgr::buildArgs(std::string report, const ServerInfoCL& 
 bool HCrashRptCurlMgr::launchProcessSystem(const std::string& command, const std::string& log) {
     hcrpt::logInfo("Running cmd: " + command);
     const int status = std::system(command.c_str());
-    // Judged whatever the status is: this echoes the log, which tells why an upload failed.
+    // Called whatever the status is, because isUploadSuccess() echoes the log, which says why an
+    // upload failed.
     const bool found = isUploadSuccess(log);
     return found && status == 0;
 }

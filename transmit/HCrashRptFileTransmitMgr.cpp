@@ -10,7 +10,7 @@
 ClientInfoCL HCrashRptFileTransmitMgr::getClientInfo() {
     const std::string separator = HUTFile::getDirSeparator();
     ClientInfoCL info;
-    // Registration id and proxy stay empty: nothing defines them.
+    // Registration id and proxy stay empty: no setting defines them.
     if (info.getCoreDumpDir().empty()) info.setCoreDumpDir("." + separator);
     const std::string relative = "telemon" + separator + "cacert.pem";
     const std::string cacert = HUTEnv::getZEBDataDir(relative) + separator + relative;
@@ -31,13 +31,12 @@ bool HCrashRptFileTransmitMgr::uploadToServer(std::string report) {
     const ClientInfoCL client = getClientInfo();
     const std::string cacert = client.getCacert();
     if (cacert.empty()) {
-        // The empty path leaves two blanks in a row; kept, so that the line reads the same in
-        // every log.
+        // Contract: the path is empty here, which leaves two blanks in a row: the line reads the
+        // same in every log.
         hcrpt::logError("CA certificate file " + cacert + " does not exist.");
         return false;
     }
-    // Looked at here, on the very text that goes into the command line: whoever lists the reports
-    // cannot pass one by.
+    // Checked here, on the text that goes into the command line: no caller can bypass the check.
     const std::string name = HUTFile(report).getName();
     if (!hcrpt::isPlainInDoubleQuotes(name)) {
         hcrpt::logError("crash report not sent, its name holds characters that a shell acts on: " +
@@ -55,8 +54,8 @@ bool HCrashRptFileTransmitMgr::uploadHttps(std::string report, const ServerInfoC
     if (ok) {
         hcrpt::logInfo("Successfully sent error report to server, report = " + report);
     } else {
-        // On purpose: neither line feed nor flush, the next message continues this line. It says
-        // where the report went.
+        // Contract: no line feed and no flush: the next message, which says where the report went,
+        // continues this line.
         hcrpt::printUnflushed(
             "[Crash Reporter] Error:  Unable to send error report to server, report = " + report);
     }

@@ -1,13 +1,12 @@
-/// @file
-/// Texts on their way into a shell's command line.
+/// @file Checks of texts that go into a shell's command line.
 #pragma once
 
 #include <string>
 
 namespace hcrpt {
 
-/// Whether a POSIX shell reads the text between double quotes as it stands: without $, `, ", \ and
-/// line feeds, which would run commands, insert variables or end the quotes.
+/// Returns true when a POSIX shell leaves the text between double quotes unchanged: the text holds
+/// no $, `, ", \ or line feed, which would run commands, insert variables or end the quotes.
 [[nodiscard]] bool isPlainInDoubleQuotes(const std::string& text);
 
 }  // namespace hcrpt

@@ -15,7 +15,7 @@ constexpr std::chrono::milliseconds kPause{20};
 }  // namespace
 
 UploadLock::UploadLock(const std::string& directory, std::chrono::milliseconds patience)
-    // Without O_CLOEXEC on purpose: see the class.
+    // Contract: without O_CLOEXEC: the upload tool inherits the lock, see the class.
     : m_directory(open(directory.c_str(), O_RDONLY | O_DIRECTORY)) {
     if (m_directory < 0) return;
     const auto end = std::chrono::steady_clock::now() + patience;
@@ -27,7 +27,7 @@ UploadLock::UploadLock(const std::string& directory, std::chrono::milliseconds p
 
 UploadLock::~UploadLock() {
     if (m_directory < 0) return;
-    // Closing alone would leave the lock with whatever the tool has left running.
+    // Closing alone would leave the lock with processes that the tool has left running.
     flock(m_directory, LOCK_UN);
     close(m_directory);
 }

@@ -1,5 +1,4 @@
-/// @file
-/// One upload after the other, over all processes that use a temporary directory.
+/// @file Keeps uploads apart, in all processes that use one temporary directory.
 #pragma once
 
 #include <chrono>
@@ -7,15 +6,15 @@
 
 namespace hcrpt {
 
-/// The right to write the upload's log in a directory, for the time of a scope. Crash reporters of
-/// several sessions share their user's temporary directory, and with it the name of that log.
+/// Holds the lock for the upload's log of a directory during a scope. Crash reporters of several
+/// sessions share their user's temporary directory, and their uploads write to the same log.
 ///
-/// The lock is on the directory itself and passes to the upload tool, so that one that goes on
-/// after its crash reporter was killed still has its log to itself. Where there is no turn to be
-/// had (no such directory, a file system without locks, patience at its end), there is none.
+/// The lock is on the directory itself. The upload tool inherits it, so a tool that outlives its
+/// killed crash reporter keeps the log to itself. If the lock cannot be taken (no such directory, a
+/// file system without locks, the patience has run out), the upload runs without it.
 class UploadLock {
   public:
-    /// A little longer than the upload tool takes at most.
+    /// Slightly longer than the upload tool's time limit.
     static constexpr std::chrono::seconds kPatience{130};
 
     explicit UploadLock(const std::string& directory,

@@ -51,7 +51,7 @@ const char* find(const Advice (&table)[N], int status) {
     return nullptr;
 }
 
-// 60 stands for everything about a certificate; curl's words tell what.
+// curl ends with 60 for every problem with a certificate; only its message names the problem.
 std::string onCertificate(const std::string& complaint) {
     const auto says = [&](const char* part) { return complaint.find(part) != std::string::npos; };
     if (says("expired") || says("not yet valid"))

@@ -22,7 +22,7 @@ std::string quotedFormField(const std::string& field) {
     if (equals == std::string::npos || equals + 1 >= field.size() || field[equals + 1] != '@')
         return field;
     const std::string path = field.substr(equals + 2);
-    // "-" means standard input to curl, whatever files there are.
+    // curl takes "-" for standard input, even when a file has that name.
     if (path == "-" || !isFile(path)) return field;
 
     std::string quoted = field.substr(0, equals + 2) + '"';
@@ -38,8 +38,8 @@ std::vector<std::string> curlArguments(const std::vector<std::string>& callers,
     std::vector<std::string> arguments = {
         "-q",                   // reads no curlrc; curl takes this only as the first argument
         "--http1.1",            // the caller judges an upload by its HTTP/1.1 status line
-        "--verbose",            // the verdict and its reason are taken from the trace
-        "--no-progress-meter",  // nothing but trace and answer in the caller's log
+        "--verbose",            // velcurl takes the verdict and its reason from the trace
+        "--no-progress-meter",  // keeps all but trace and answer out of the caller's log
         "--connect-timeout",
         std::to_string(kConnectTimeoutSeconds),
         "--max-time",
@@ -47,7 +47,8 @@ std::vector<std::string> curlArguments(const std::vector<std::string>& callers,
     };
     if (!connectTo.empty())
         arguments.insert(arguments.end(), {"--connect-to", connectTo, "--noproxy", "*"});
-    // A curl may trust a directory of the system's besides the caller's file; this one is none.
+    // A curl may trust the certificates of a system directory besides the caller's file. This path
+    // is no directory, so curl trusts the file alone.
     if (std::find(callers.begin(), callers.end(), "--cacert") != callers.end())
         arguments.insert(arguments.end(), {"--capath", "/dev/null"});
 
@@ -67,7 +68,7 @@ std::vector<std::string> curlArguments(const std::vector<std::string>& callers,
 int totalTimeout(const std::string& chosen) {
     if (!hcrpt::isDigits(chosen, 3)) return kTotalTimeoutSeconds;
     const int seconds = std::stoi(chosen);
-    // 0 means no bound at all to curl.
+    // curl takes 0 for "no limit".
     return seconds >= 1 && seconds <= kTotalTimeoutSeconds ? seconds : kTotalTimeoutSeconds;
 }
 

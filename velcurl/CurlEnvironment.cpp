@@ -3,8 +3,8 @@
 namespace velcurl {
 namespace {
 
-// A name that ends in "*" stands for all that begin so. The user's proxy variables and the
-// resolver's options are not here: they describe the network that the upload has to cross.
+// A name that ends in "*" stands for all names with that beginning. The user's proxy variables and
+// the resolver's options are not listed: curl needs them to cross the user's network.
 constexpr const char* kHarmful[] = {
     // The dynamic linker and the C library: other code, other data files.
     "LD_*",

@@ -1,5 +1,4 @@
-/// @file
-/// The environment for curl.
+/// @file Builds the environment for curl.
 #pragma once
 
 #include <string>
@@ -7,12 +6,13 @@
 
 namespace velcurl {
 
-/// Whether a variable is kept from curl: it would load the host application's libraries, modules or
-/// configuration into curl, change whom curl trusts, or make it write session keys to a file.
+/// Returns true for a variable that curl must not get, because it would load the host application's
+/// libraries, modules or configuration into curl, change whom curl trusts, or make curl write
+/// session keys to a file.
 bool isHarmful(const std::string& name);
 
-/// The entries of an environment block ("NAME=value", ended by a null pointer) without the harmful
-/// ones, in their order.
+/// Returns the entries of an environment block ("NAME=value", ended by a null pointer) in their
+/// order, without the harmful ones.
 std::vector<std::string> curlEnvironment(const char* const* environment);
 
 }  // namespace velcurl

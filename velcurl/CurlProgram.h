@@ -1,5 +1,4 @@
-/// @file
-/// Where curl is.
+/// @file Finds the system's curl.
 #pragma once
 
 #include <optional>

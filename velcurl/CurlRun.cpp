@@ -20,7 +20,7 @@ namespace {
 std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
     std::vector<char*> pointers;
     pointers.reserve(texts.size() + 1);
-    // execve() takes them so, and changes nothing.
+    // execve() is declared for mutable texts but changes none of them.
     for (const std::string& text : texts) pointers.push_back(const_cast<char*>(text.c_str()));
     pointers.push_back(nullptr);
     return pointers;
@@ -39,11 +39,12 @@ struct Pipe {
     }
 };
 
-/// A closed standard descriptor would be taken by a pipe, and then be given to curl in a wrong
-/// place.
+/// Opens standard descriptors that the caller has closed. A pipe would otherwise take such a
+/// number, and curl would use that pipe as its standard input or output.
 void openStandardDescriptors() {
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
-        if (fcntl(fd, F_GETFD) < 0) open("/dev/null", O_RDWR);  // takes the lowest free one: fd
+        if (fcntl(fd, F_GETFD) < 0)
+            open("/dev/null", O_RDWR);  // open() takes the lowest free number: fd
 }
 
 class Run {
@@ -57,7 +58,7 @@ class Run {
   private:
     bool prepare() {
         openStandardDescriptors();
-        signal(SIGCHLD, SIG_DFL);  // ignored, it would take curl's status away
+        signal(SIGCHLD, SIG_DFL);  // an ignored SIGCHLD would discard curl's status
         sigset_t watched;
         sigemptyset(&watched);
         for (const int number : {SIGCHLD, SIGTERM, SIGINT, SIGHUP, SIGQUIT})
@@ -80,7 +81,7 @@ class Run {
         }
         if (m_curl == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
-            if (getppid() != self) hcrpt::endProcess(1);  // velcurl died before that
+            if (getppid() != self) hcrpt::endProcess(1);  // velcurl ended before prctl()
             dup2(m_answer.writeEnd.get(), STDOUT_FILENO);
             dup2(m_trace.writeEnd.get(), STDERR_FILENO);
             sigprocmask(SIG_SETMASK, &m_maskBefore, nullptr);
@@ -100,8 +101,8 @@ class Run {
         return false;
     }
 
-    // Goes by curl's end and not by that of the pipes, which a process that curl has left behind
-    // may keep open.
+    // Waits for curl's end, not for the end of the pipes: a process that curl has left behind may
+    // keep them open.
     void collect() {
         while (!m_hasEnded) {
             std::array<pollfd, 3> events = {{{m_signals.get(), POLLIN, 0},
@@ -116,7 +117,7 @@ class Run {
 
     void takeSignals() {
         signalfd_siginfo info = {};
-        // Once curl has been waited for, its id may be another process's.
+        // After waitpid() another process may get curl's id.
         while (!m_hasEnded && read(m_signals.get(), &info, sizeof info) == sizeof info) {
             if (info.ssi_signo != SIGCHLD)
                 kill(m_curl, static_cast<int>(info.ssi_signo));
@@ -135,7 +136,8 @@ class Run {
             m_result.tooLong = true;
             if (!m_hasEnded) kill(m_curl, SIGKILL);
         }
-        // poll() leaves out a closed one, and would not wait for one at its end.
+        // poll() ignores a closed descriptor. A descriptor at its end of file would make it return
+        // at once.
         if (got == 0 || m_result.tooLong) pipe.readEnd.close();
     }
 

@@ -30,7 +30,8 @@ std::string Answer::reason() const {
     return reason;
 }
 
-// "> " and "< " begin the lines of what is sent and received, an empty one of them ends a header.
+// Lines of the request begin with "> ", lines of the answer with "< ". A line with nothing after
+// that ends the headers.
 Answer lastAnswer(const std::string& trace) {
     Answer answer;
     bool inRequest = false;

@@ -1,5 +1,4 @@
-/// @file
-/// Questions about texts.
+/// @file Tests of texts.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-/// @file
-/// velcurl: takes curl's options, runs the system's curl and says how it went. See docs/velcurl.md.
+/// @file velcurl: takes curl's options, runs the system's curl and says why an upload was not
+/// accepted. See docs/velcurl.md.
 
 #include <signal.h>
 #include <sys/resource.h>
@@ -22,7 +22,7 @@
 
 namespace {
 
-// As a shell has them.
+// Exit statuses, with a shell's numbers.
 constexpr int kUsageError = 2;
 constexpr int kCannotExecute = 126;
 constexpr int kNotFound = 127;
@@ -43,7 +43,7 @@ void print(const std::string& text, std::FILE* stream) {
     std::fflush(stream);
 }
 
-/// Ends this process as curl ended, without a core file of its own.
+/// Ends this process by the signal that ended curl, without a core file.
 void endBySignal(int number) {
     const rlimit none = {0, 0};
     setrlimit(RLIMIT_CORE, &none);
@@ -85,7 +85,7 @@ int main(int argc, char** argv) {
         return kCannotExecute;
     }
 
-    // The verdict comes first: the reader of a log may stop at the first line that looks good.
+    // The verdict comes first: a reader of the log stops at the first line that says success.
     const velcurl::Verdict verdict = velcurl::verdictOn(run, velcurl::serverOf(callers));
     if (verdict.complaint) print(*verdict.complaint + "\n", stderr);
     print(run.trace, stderr);
