@@ -4,7 +4,7 @@
 namespace HCrashRptMetaData {
 namespace {
 
-// An exhausted arena shortens the report; it never stops the crash handler.
+// An exhausted arena shortens the report but never stops the crash handler.
 void appendUnlessNull(std::vector<TableNode*>& into, TableNode* node) {
     if (node != nullptr) into.push_back(node);
 }

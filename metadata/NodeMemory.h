@@ -1,5 +1,4 @@
-/// @file
-/// Where the nodes of a report lie.
+/// @file Allocates the nodes of a report.
 #pragma once
 
 #include <new>
@@ -9,9 +8,9 @@
 
 namespace hcrpt {
 
-// The arena hands out blocks without alignment, on purpose. x86-64 reads and writes members of up
-// to 8 bytes at any address, and compilers use their aligned vector instructions only on types that
-// ask for a wider alignment, which a node must therefore never do.
+// Contract: the arena's blocks are not aligned. x86-64 reads and writes members of up to 8 bytes at
+// any address. Compilers use aligned vector instructions only for types with a wider alignment, so
+// a node must never have one.
 static_assert(alignof(HCrashRptMetaData::TableNode) <= 8, "a node must work at any address");
 
 /// Constructs a node in the crash-time arena, where it stays until the process ends.

@@ -10,12 +10,13 @@ constexpr auto npos = std::string::npos;
 
 constexpr const char* kPercent = " %";
 
-/// The text from a position on; empty when it lies beyond the end.
+/// Returns the text from a position on; empty when the position lies beyond the end.
 std::string from(const std::string& text, std::size_t position) {
     return text.substr(std::min(position, text.size()));
 }
 
-/// The columns are right-aligned, so their first character is taken for a fill blank, digit or not.
+/// Contract: removes the first character, even a digit: the columns are right-aligned and usually
+/// begin with a fill blank.
 std::string withoutFillBlank(const std::string& psOutput) {
     return from(psOutput, 1);
 }
@@ -27,7 +28,8 @@ std::string cpuModel(std::istream& cpuinfo) {
     std::string line;
     while (std::getline(cpuinfo, line)) {
         if (line.compare(0, name.size(), name) != 0) continue;
-        // On purpose: without ":", npos + 2 wraps to 1 and leaves all but the first character.
+        // Contract: without ":", npos + 2 wraps to 1, and the result is the line without its first
+        // character, as documented.
         return from(line, line.find(':') + 2);
     }
     return "";
@@ -39,8 +41,9 @@ std::string memoryTableLine(const std::string& line) {
     std::string value;
     std::getline(stream, name, ':');
     std::getline(stream, value, ':');
-    // On purpose unguarded: for a value without any character but blanks this is substr(npos),
-    // which throws std::out_of_range. It ends populate(), and the report goes out with what it has.
+    // Contract: not guarded: for an empty or blank value this is substr(npos), which throws
+    // std::out_of_range. The exception ends populate(), and the report is written with the items
+    // added so far.
     return name + " : " + value.substr(value.find_first_not_of(' '));
 }
 
@@ -61,7 +64,8 @@ std::string cpuColumn(const std::string& psOutput) {
 std::string memoryColumn(const std::string& psOutput) {
     const std::string columns = withoutFillBlank(psOutput);
     const std::size_t blank = columns.find(' ');
-    // On purpose a fixed skip: the blank between the columns and the second one's fill blank.
+    // Contract: always skips two characters, the blank between the columns and the fill blank of
+    // the second column, even where the second is a digit.
     return (blank == npos ? columns : from(columns, blank + 2)) + kPercent;
 }
 

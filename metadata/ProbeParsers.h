@@ -1,5 +1,4 @@
-/// @file
-/// What the probes make of the texts that the system gives them.
+/// @file Parses the system's texts for the probes.
 #pragma once
 
 #include <istream>
@@ -7,8 +6,8 @@
 
 namespace hcrpt {
 
-/// Processor model: the first line that begins with "model name", from two characters after its
-/// first ":". Empty when there is no such line.
+/// Returns the processor model: the part of the first "model name" line that begins two characters
+/// after its first ":". Empty when there is no such line.
 ///
 /// | line | result |
 /// |---|---|
@@ -17,7 +16,7 @@ namespace hcrpt {
 /// | `model name Fast` | `odel name Fast`: without ":", all but the first character |
 std::string cpuModel(std::istream& cpuinfo);
 
-/// One line of the memory table as "name : value". The value goes up to the next ":".
+/// Returns one line of the memory table as "name : value". The value ends before the next ":".
 ///
 /// | line | result |
 /// |---|---|
@@ -26,14 +25,15 @@ std::string cpuModel(std::istream& cpuinfo);
 /// | `a:`, `a:   `, `a`, empty | std::out_of_range |
 std::string memoryTableLine(const std::string& line);
 
-/// "line machine" of the first release line and the machine type.
+/// Returns the first release line, a blank and the machine type.
 std::string osInfo(const std::string& releaseLine, const std::string& machine);
 
-/// The text after the last blank of a process map's summary; all of it when there is none.
+/// Returns the text after the last blank of a process map's summary; the whole summary when it has
+/// no blank.
 std::string mapTotal(const std::string& summary);
 
-/// The columns of `ps -o %cpu=,%mem=`, followed by " %". Cut for columns of four characters of
-/// which the first is blank; wider numbers lose their first digit.
+/// Return one column of `ps -o %cpu=,%mem=`, followed by " %". Both expect columns of four
+/// characters that begin with a blank; a wider number loses its first digit.
 ///
 /// | output | cpuColumn | memoryColumn |
 /// |---|---|---|
@@ -44,12 +44,12 @@ std::string mapTotal(const std::string& summary);
 std::string cpuColumn(const std::string& psOutput);
 std::string memoryColumn(const std::string& psOutput);
 
-/// A command line whose program has lost its directories (up to the last "/" or "\" before the
-/// first blank).
+/// Returns the command line without the directories of its program (up to the last "/" or "\"
+/// before the first blank).
 std::string withoutProgramDirectory(const std::string& cmdline);
 
-/// The word after "-source" and its blanks; empty when there is none. Whatever follows "-source" up
-/// to the next blank counts as part of it.
+/// Returns the word after "-source" and its blanks; empty when there is none. Characters between
+/// "-source" and the next blank belong to the option.
 std::string sourceScript(const std::string& cmdline);
 
 }  // namespace hcrpt

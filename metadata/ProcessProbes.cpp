@@ -1,4 +1,4 @@
-// How the host was started, and what its user interface leaves for a report.
+// Probes of the host process: its command line and the texts of its user interface.
 
 #include <optional>
 #include <sstream>
@@ -39,8 +39,8 @@ std::string Manager::getCmdline() const {
 std::string Manager::getTestcase(std::string cmdline) const {
     const std::string script = hcrpt::sourceScript(cmdline);
     if (script.empty() || !HUTEnv::isHostInsideVeltra()) return script;
-    // On purpose also in front of an absolute path: the text always tells the directory that the
-    // host ran in.
+    // Contract: the working directory is put before an absolute path, too: the text always shows
+    // the directory in which the host ran.
     return HUTEnv::getPWD() + HUTFile::getDirSeparator() + script;
 }
 

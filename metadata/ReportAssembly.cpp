@@ -1,4 +1,4 @@
-// What a report holds, in the order that the writers keep.
+// The items of a report, in the order that the writers keep.
 
 #include "HUTEnv.h"
 #include "hcrpt/HCrashRptMetaData.h"
@@ -7,7 +7,7 @@
 namespace HCrashRptMetaData {
 
 void Manager::populate() {
-    table.clear();  // the nodes stay in the arena, which takes nothing back
+    table.clear();  // the nodes stay in the arena, which frees no block
     addItem("timestamp", HCrashRptUtils::timestamp());
     addItem("programName", HUTEnv::getProgramName());
     addItem("productVersion", HUTEnv::getProductVersion());
@@ -15,7 +15,7 @@ void Manager::populate() {
     addItem("buildDate", HUTEnv::getBuildDate());
     addItem("commandLine", getCmdline());
     addItem("testcase", getTestcase(getCmdline()));
-    // On purpose memory before processor.
+    // Contract: memory comes before processor: the order of the items is fixed.
     addItem("totalMemoryUsage", getTotalMemory());
     addItem("memoryUtilization", getMemoryUtilization());
     addItem("cpuUtilization", getCpuUtilization());

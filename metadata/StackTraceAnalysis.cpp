@@ -1,6 +1,5 @@
-// Reads a stack-trace log into the report and picks the failing function: the first frame, from the
-// top, that lies in an in-house library other than this one and is no function of the standard
-// library.
+// Reads a stack-trace log into the report and finds the failing function: the topmost frame of an
+// in-house library, this library excepted, that is no function of the standard library.
 
 #include <fstream>
 #include <string_view>
@@ -15,7 +14,7 @@ namespace {
 
 constexpr auto npos = std::string::npos;
 
-// Views: a crash during the process's exit must not find texts that are destroyed already.
+// Views have no destructor: a crash during the exit of the process still finds these texts.
 constexpr std::string_view kErrorLine = "An unexpected error has occurred";
 constexpr std::string_view kInHouse = "libzeb";
 constexpr std::string_view kInHouseWithUnderscore = "libzeb_";
@@ -26,13 +25,13 @@ bool contains(const std::string& text, std::string_view part) {
     return text.find(part) != npos;
 }
 
-/// The text between two positions; to its end when the second is npos or stands before the first,
-/// so that a malformed line never fails.
+/// Returns the text between two positions, or up to its end when the second is npos or stands
+/// before the first. A malformed line therefore never raises an exception.
 std::string between(const std::string& text, std::size_t start, std::size_t end) {
     return text.substr(start, end < start ? npos : end - start);
 }
 
-/// The position after a character's first occurrence; 0 without one.
+/// Returns the position after the first occurrence of a character; 0 when there is none.
 std::size_t after(const std::string& text, char character) {
     const std::size_t position = text.find(character);
     return position == npos ? 0 : position + 1;
@@ -89,7 +88,8 @@ void Manager::addFailingFuncAndSubsystemName(const std::string& line, std::strin
     const std::string ownSubsystem = subsystemOf(frame);
     if (subsystem.empty()) subsystem = ownSubsystem;
 
-    // On purpose no minimum length: "std:" and shorter names pass.
+    // Contract: a name need not be longer than "std::": shorter names such as "std:" count as
+    // functions of the host.
     const std::string function = functionOf(frame);
     if (function.empty() || function.compare(0, kStandardLibrary.size(), kStandardLibrary) == 0)
         return;

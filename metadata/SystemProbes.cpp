@@ -1,6 +1,6 @@
-// Facts about the machine and this process, from /proc and from shell commands. These run in a
-// crashing process as best effort: whatever fails leaves its value empty, but for the exceptions
-// that the public header names.
+// Facts about the machine and this process, from /proc and from shell commands. They run in a
+// crashing process as best effort: a failure leaves an empty value, except for the exceptions that
+// the public header names.
 
 #include <sys/utsname.h>
 
@@ -17,9 +17,9 @@
 namespace HCrashRptMetaData {
 namespace {
 
-constexpr std::size_t kPieceSize = 128;  // bytes, the final zero included
+constexpr std::size_t kPieceSize = 128;  // bytes, with the terminating zero
 
-/// What fgets() does.
+/// Like fgets().
 bool readPiece(hcrpt::Pipeline& command, char (&piece)[kPieceSize]) {
     std::size_t length = 0;
     while (length < kPieceSize - 1) {
@@ -36,7 +36,7 @@ std::string ownPid() {
     return std::to_string(HUTEnv::getPid());
 }
 
-/// %cpu and %mem of this process without headings, in one line.
+/// Returns the command that prints %cpu and %mem of this process in one line, without headings.
 std::string utilizationCommand() {
     return "ps -p " + ownPid() + "  -o %cpu=,%mem=";
 }
@@ -49,8 +49,9 @@ std::string Manager::execLinuxCommand(std::string cmd) const {
     char piece[kPieceSize];
     while (readPiece(command, piece)) {
         output += piece;
-        // On purpose whatever it is: that drops the line end, but also a character of a longer line
-        // at each border of pieces, and the last one of a line without end.
+        // Contract: drops the last character of each piece, whatever it is: the line end, but also
+        // one character of a longer line at each border of pieces, and the last character of an
+        // unfinished line.
         if (!output.empty()) output.pop_back();
     }
     // Half an output might be taken for a fact.

@@ -7,14 +7,15 @@ TableNode::TableNode() = default;
 
 TableNode::TableNode(const std::string& text) : key(text) {}
 
-// A null child is kept: it tells "a value that found no room" from "no value" (a leaf).
+// A null child stays in the list: it distinguishes a value for which the arena had no room from a
+// node without a value (a leaf).
 TableNode::TableNode(const std::string& name, const std::string& value)
     : key(name), treeTable{hcrpt::newNode(value)} {}
 
 TableNode::TableNode(const std::string& name, const std::vector<TableNode*>& children)
     : key(name), treeTable(children) {}
 
-// The children belong to the arena, and other nodes may share them.
+// Does not destroy the children: they lie in the arena, and other nodes may share them.
 TableNode::~TableNode() = default;
 
 std::string TableNode::getKey() const {

@@ -1,5 +1,5 @@
-/// @file
-/// Facts about machine, user, process and product. docs/environment.md says where each comes from.
+/// @file Facts about machine, user, process and product. docs/environment.md names the source of
+/// each.
 #pragma once
 
 #include <string>
@@ -7,22 +7,22 @@
 #include "HUTExport.h"
 
 /// Grade: @crashtime, but for getPid(), which is @signalsafe. No operation waits for a name
-/// service. Threads: any. A result by reference stays valid until the same thread asks for it
-/// again. Nothing is thrown but the standard exceptions of exhausted memory.
+/// service. Threads: any. A result by reference stays valid until the same thread calls the same
+/// function again. The only exceptions are the standard ones of exhausted memory.
 class HUT_EXPORT HUTEnv {
   public:
     // --- Machine and user: fixed when the library is loaded ---------------------------------
     static std::string getHostName();
     static std::string getUserName();
-    /// The machine's DNS domain as it stands in its own files; may be empty.
+    /// The machine's DNS domain, read from its own files; may be empty.
     static std::string getDomainName();
-    /// Whether the machine belongs to the maker's own network.
+    /// Returns true when the machine belongs to the maker's own network.
     static bool isHostInsideVeltra();
 
     // --- Process ------------------------------------------------------------------------------
-    /// Asked afresh each time, so that a forked child gets its own.
+    /// Read anew by each call, so that a forked child gets its own id.
     static int getPid();
-    /// The working directory, asked afresh each time; empty when it is gone.
+    /// The working directory, read anew by each call; empty when it has been removed.
     static const std::string& getPWD();
     /// Name of the running executable; valid UTF-8, whatever the bytes of the file name.
     static std::string getProgramName();
@@ -37,16 +37,17 @@ class HUT_EXPORT HUTEnv {
     static std::string getBuildDate();
 
     // --- Time ---------------------------------------------------------------------------------
-    /// Local time with seconds, in characters that suit a file name, such as 20261121T054733.
+    /// Sets stamp to the local time in seconds, in characters that a file name may have, such as
+    /// 20261121T054733.
     static void getTimeStamp(std::string& stamp);
 
     // --- Directories --------------------------------------------------------------------------
     /// The product's installation root.
     static const std::string& getTUVAppRoot();
-    /// The user's own data of the product. The directory is made when it is missing.
+    /// The directory of the user's data of the product. A missing directory is created.
     static const std::string& getTUVAppDataDir();
     /// The product's temporary directory; empty when there is no safe place for one.
     static const std::string& getTUVTmpDir();
-    /// Root of the data directory that holds the relative path.
+    /// The root of the data directory that contains the relative path.
     static std::string getZEBDataDir(const std::string& relativePath);
 };

@@ -16,7 +16,7 @@ struct Free {
     void operator()(char* text) const { free(text); }
 };
 
-// Puts the components of rest, "." and ".." worked off, below an absolute directory.
+// Appends the components of rest to an absolute directory and resolves "." and "..".
 std::string below(std::string directory, const std::string& rest) {
     if (directory == "/") directory.clear();
     for (std::size_t begin = 0; begin < rest.size();) {
@@ -33,8 +33,8 @@ std::string below(std::string directory, const std::string& rest) {
     return directory.empty() ? "/" : directory;
 }
 
-// Resolves the longest part of an absolute path that exists. A link that leads nowhere counts as
-// not existing and stays as it is.
+// Resolves the longest existing part of an absolute path. A dangling link counts as missing and
+// stays unchanged.
 std::string resolveExistingPart(const std::string& path) {
     for (std::size_t end = path.size(); end > 0; end = path.rfind('/', end - 1)) {
         const std::unique_ptr<char, Free> real(realpath(path.substr(0, end).c_str(), nullptr));
@@ -53,7 +53,7 @@ std::string canonicalPath(const std::string& path) {
         if (directory.empty()) return directory;
         absolute = directory + "/" + path;
     }
-    // The second time, because ".." after something missing can lead back to what exists.
+    // Resolved twice, because ".." behind a missing component can lead back to an existing path.
     return resolveExistingPart(resolveExistingPart(absolute));
 }
 

@@ -4,8 +4,9 @@
 
 #include <string>
 
-/// The existing part with its links resolved, the rest without ".", ".." and double slashes. Empty
-/// when the path is, and for a relative one when the working directory is gone.
+/// Returns the absolute path: the existing part with its links resolved, the rest without ".", ".."
+/// and double slashes. Empty for an empty path, and for a relative path when the working directory
+/// has been removed.
 std::string canonicalPath(const std::string& path);
-/// The working directory; empty when it is gone.
+/// Returns the working directory; empty when it has been removed.
 std::string currentDirectory();

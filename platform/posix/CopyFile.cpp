@@ -16,13 +16,13 @@ namespace {
 
 const std::size_t kBufferBytes = 512;
 const int kTemporaryNames = 100;
-const mode_t kCrashDataMode = 0600;  // traces and reports are for their owner only
+const mode_t kCrashDataMode = 0600;  // only the owner may read traces and reports
 
-// No step of a copy takes memory from the heap: a crashing process copies its trace, and the heap
-// may be what it died of.
+// No step of a copy uses the heap: a crashing process copies its trace, and the crash may have
+// corrupted the heap.
 
-// Hidden, and not a name that anyone who lists traces or reports looks for. The thread's id keeps
-// two threads apart, the number what a killed process or another machine has left there.
+// A hidden name that no listing of traces or reports finds. The thread's id keeps two threads
+// apart; the number avoids names that a killed process or another machine has left.
 class TemporaryName {
   public:
     void set(int number) {
@@ -50,7 +50,7 @@ bool copyContent(int from, int to) {
     }
 }
 
-// A new file of the directory that removes itself unless it has got its final name.
+// A new file in the directory. The destructor removes it unless it has its final name.
 class TemporaryFile {
   public:
     explicit TemporaryFile(int directory) : m_directory(directory), m_file(-1) {
@@ -61,7 +61,7 @@ class TemporaryFile {
             if (!m_file.isOpen() && errno != EEXIST) break;
         }
         m_isThere = m_file.isOpen();
-        if (m_isThere) fchmod(m_file.get(), kCrashDataMode);  // whatever the umask
+        if (m_isThere) fchmod(m_file.get(), kCrashDataMode);  // independent of the umask
     }
     ~TemporaryFile() {
         if (m_isThere) unlinkat(m_directory, m_name.text(), 0);
@@ -83,7 +83,7 @@ class TemporaryFile {
             m_isThere = false;
             return true;
         }
-        // Not every file system knows that rename; a second link never replaces anything either.
+        // Some file systems do not support that rename. A hard link never replaces a file either.
         return (errno == EINVAL || errno == ENOSYS) &&
                linkat(m_directory, m_name.text(), m_directory, name, 0) == 0;
     }
@@ -99,10 +99,10 @@ class TemporaryFile {
 
 bool copyFileToDirectory(const std::string& path, const std::string& directory,
                          HUTFile::CopyMode mode) {
-    // A path that ends in a slash names no file, and is refused below.
+    // A path that ends in a slash names no file; the open below fails.
     const std::size_t slash = path.rfind('/');
     const char* const name = path.c_str() + (slash == std::string::npos ? 0 : slash + 1);
-    // Without O_NONBLOCK a pipe in place of the file would hold up the crashing process for ever.
+    // Without O_NONBLOCK a pipe in place of the file would block the crashing process forever.
     const hcrpt::FileDescriptor source(
         openFile(AT_FDCWD, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat from = {};

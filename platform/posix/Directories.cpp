@@ -15,13 +15,14 @@
 namespace directories {
 namespace {
 
-// Relative directories would mean another place after each change of the working directory.
+// A relative path would name another directory after each change of the working directory.
 std::string absolutePathIn(const char* variable) {
     const char* value = std::getenv(variable);
     return value && path_text::isAbsolute(value) ? value : "";
 }
 
-// Where the user's programs keep their data; empty for a user without a home.
+// Returns the directory where the user's programs keep their data; empty for a user without a home
+// directory.
 std::string userDataHome() {
     const std::string chosen = absolutePathIn("XDG_DATA_HOME");
     if (!chosen.empty()) return chosen;
@@ -30,8 +31,8 @@ std::string userDataHome() {
     return path_text::isAbsolute(home) ? home + "/.local/share" : "";
 }
 
-// In a directory where everybody may make files, a name proves nothing: another user may have
-// taken it first.
+// Returns true for a directory of this user that no one else may write. In /tmp the name proves
+// nothing: another user may have created the directory first.
 bool isForThisUserOnly(const std::string& directory) {
     struct stat status = {};
     return lstat(directory.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
@@ -40,7 +41,8 @@ bool isForThisUserOnly(const std::string& directory) {
 
 std::string privateBelowTmp(const std::string& product) {
     std::string base = absolutePathIn("TMPDIR");
-    // The upload's command line takes its log's path from here without quotes.
+    // The path of the upload's log begins with this directory and stands unquoted in a shell
+    // command.
     if (base.empty() || !facts::needsNoQuotes(base)) base = "/tmp";
     const std::string directory = base + "/" + product + "-" + machineFacts().userName;
     return makeDirectory(directory) && isForThisUserOnly(directory) ? directory : "";
@@ -60,7 +62,7 @@ std::string appDataDir(const std::string& productName) {
         const std::string home = userDataHome();
         directory = home.empty() ? privateBelowTmp(product) : home + "/" + product;
     }
-    // A failure shows where the directory is used.
+    // A failure is not reported here: whoever uses the directory notices it.
     makeDirectories(directory);
     return directory;
 }

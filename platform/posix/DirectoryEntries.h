@@ -1,5 +1,4 @@
-/// @file
-/// Entries of a directory.
+/// @file Iterates over the entries of a directory.
 #pragma once
 
 #include <dirent.h>

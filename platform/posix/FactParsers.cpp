@@ -9,7 +9,7 @@
 namespace facts {
 namespace {
 
-// The standard library's tests of characters ask the locale; these do not.
+// The standard library's character tests depend on the locale; these do not.
 bool isLower(char c) {
     return c >= 'a' && c <= 'z';
 }
@@ -60,7 +60,8 @@ bool isUsableUserName(const std::string& name) {
            std::none_of(name.begin(), name.end(), hcrpt::isControl);
 }
 
-// A domain may come from the network's address service and is put unquoted into a command line.
+// A domain may come from the network's address service, and the upload's command line has it
+// unquoted: returns an empty text for a domain with any other character than a name's.
 std::string plainDomain(std::string domain) {
     if (!domain.empty() && domain.back() == '.') domain.pop_back();
     const bool plain = std::all_of(domain.begin(), domain.end(), isNameCharacter);
@@ -73,7 +74,7 @@ Account accountOf(unsigned int uid, const std::string& passwd) {
     enum Field { NAME, PASSWORD, UID, GID, COMMENT, HOME };
     const std::string wanted = std::to_string(uid);
     for (const std::string& line : split(passwd, '\n')) {
-        if (line.empty() || isOneOf(line.front(), "#+-")) continue;  // comments, NIS insertions
+        if (line.empty() || isOneOf(line.front(), "#+-")) continue;  // comments and NIS entries
         const std::vector<std::string> fields = split(line, ':');
         if (fields.size() <= HOME || fields[UID] != wanted) continue;
         return {fields[NAME], fields[HOME]};
@@ -129,7 +130,7 @@ bool isInsideDomain(const std::string& domain, const std::string& makersDomain) 
 
 std::string commandLine(const std::string& procCmdline) {
     std::string line = procCmdline;
-    if (!line.empty() && line.back() == '\0') line.pop_back();  // end of the last argument
+    if (!line.empty() && line.back() == '\0') line.pop_back();  // terminator of the last argument
     std::replace_if(
         line.begin(), line.end(), [](char c) { return c == '\0' || c == '\n' || c == '\r'; }, ' ');
     return line;

@@ -1,8 +1,7 @@
-/// @file
-/// Facts of machine and user out of the texts that hold them; nothing here asks the system.
+/// @file Extracts facts about machine and user from texts. No function here calls the system.
 ///
-/// Host name, user name and domain end in file names and in the command line of a shell, so none
-/// of them leaves this file with a character that one of the two would act on.
+/// Host name, user name and domain become parts of file names and of a shell command line. These
+/// functions return none of them with a character that is special there.
 #pragma once
 
 #include <string>
@@ -14,33 +13,35 @@ struct Account {
     std::string home;
 };
 
-/// Entry of a user in the text of /etc/passwd: the first one of that uid. Empty when there is none.
+/// Returns the first entry of the uid in the text of /etc/passwd; empty when there is none.
 Account accountOf(unsigned int uid, const std::string& passwd);
-/// The first usable one of: the account's name, LOGNAME, USER; else the uid in digits. A name that
-/// holds '/' or a control character is not usable; other characters but letters, digits, "._@+-"
-/// and those beyond ASCII become '_'.
+/// Returns the first usable name of the account's name, LOGNAME and USER, else the uid in digits. A
+/// name with '/' or a control character is not usable. All other characters except letters, digits,
+/// "._@+-" and bytes beyond ASCII become '_'.
 std::string userName(const std::string& accountName, const char* logName, const char* user,
                      unsigned int uid);
 
-/// The node name; characters that no host name has become '_'. "localhost" when there is none.
+/// Returns the node name with '_' in place of characters that no host name has; "localhost" when
+/// there is none.
 std::string hostName(const std::string& nodeName);
-/// The first of: the host name after its first dot, the kernel's domain name, what resolv.conf
-/// says. What is not made of letters, digits, '.', '-' and '_' is passed over.
+/// Returns the first usable domain of the host name after its first dot, the kernel's domain name,
+/// and resolv.conf's. A usable domain consists of letters, digits, '.', '-' and '_'.
 std::string domainName(const std::string& nodeName, const std::string& kernelDomain,
                        const std::string& resolvConf);
-/// First name of the last "domain" or "search" line; empty when there is none.
+/// Returns the first name of the last "domain" or "search" line; empty when there is none.
 std::string resolvConfDomain(const std::string& resolvConf);
-/// Whether the domain is the maker's or lies below it. Letter case does not matter.
+/// Returns true when the domain is the maker's domain or a subdomain of it. Letter case does not
+/// matter.
 bool isInsideDomain(const std::string& domain, const std::string& makersDomain);
 
-/// The text of /proc/self/cmdline with single blanks between the arguments. A line break inside an
-/// argument becomes a blank too: the result is one line.
+/// Returns the text of /proc/self/cmdline with single blanks between the arguments. A line break
+/// inside an argument becomes a blank too, so the result is one line.
 std::string commandLine(const std::string& procCmdline);
 
-/// The product's name as the name of a directory: lower case, and characters but letters, digits,
-/// "._-" become '_'; "zeb" for an empty one.
+/// Turns the product's name into a directory name: lower case, with '_' in place of all characters
+/// except letters, digits and "._-". "zeb" for an empty name.
 std::string productDirectoryName(const std::string& productName);
-/// Whether a shell takes the path as one plain word without quotes.
+/// Returns true when a shell reads the unquoted path as one plain word.
 bool needsNoQuotes(const std::string& path);
 
 }  // namespace facts

@@ -10,7 +10,7 @@
 namespace file_tests {
 namespace {
 
-// Asks for the effective user, whose rights open() goes by.
+// Checks the rights of the effective user, as open() does.
 bool isAllowed(const std::string& path, int rights) {
     return faccessat(AT_FDCWD, path.c_str(), rights, AT_EACCESS) == 0;
 }
@@ -36,7 +36,7 @@ bool isWriteable(const std::string& path) {
     struct stat status = {};
     if (stat(path.c_str(), &status) == 0) return S_ISREG(status.st_mode) && isAllowed(path, W_OK);
     if (errno != ENOENT || path.empty() || path.back() == '/') return false;
-    // A link that leads nowhere is there: writing would make a file at a place of its choice.
+    // A dangling link is not writable: writing would create a file wherever the link points.
     if (lstat(path.c_str(), &status) == 0) return false;
     const std::string directory = path_text::parentDirectory(path);
     return isDir(directory) && isAllowed(directory, W_OK | X_OK);

@@ -1,5 +1,4 @@
-/// @file
-/// Questions about what lies at a path.
+/// @file Tests of a path, see HUTFile.
 #pragma once
 
 #include <string>

@@ -20,7 +20,7 @@
 
 namespace {
 
-// Both are there before any code of the process runs and stay until its end.
+// Both exist before any code of the process runs and until the process ends.
 Immortal<HUTBackend> s_posix;
 HUTBackend* s_current = &s_posix.value;
 

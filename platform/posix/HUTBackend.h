@@ -1,5 +1,4 @@
-/// @file
-/// The one object behind HUTEnv, HUTFile and HUTFork. Tests put another in its place.
+/// @file The object that answers for HUTEnv, HUTFile and HUTFork. Tests replace it.
 #pragma once
 
 #include <string>
@@ -9,8 +8,8 @@
 #include "HUTFile.h"
 #include "HUTPlatform.h"
 
-/// The POSIX answers. A test derives from it and overrides what it wants to be different: another
-/// host name, a directory that cannot be made.
+/// The POSIX implementation. A test derives from it and overrides single functions, for example to
+/// give another host name or to let the creation of a directory fail.
 class HUT_EXPORT HUTBackend {
   public:
     virtual ~HUTBackend();
@@ -49,10 +48,11 @@ class HUT_EXPORT HUTBackend {
     virtual int launch(const std::string& cmdLine, bool throughShell, bool wait, bool inheritOutput,
                        bool inheritInput, bool inheritEnvironment);
 
-    /// The object in use: the POSIX one unless a test has put another in its place.
+    /// Returns the object in use: the POSIX object unless a test has replaced it.
     static HUTBackend& current();
-    /// Puts another object in place; null brings the POSIX one back. The caller keeps it alive
-    /// while it is in use. No lock: call it while no other thread uses the library.
-    /// @return what was in place before; null for the POSIX one.
+    /// Uses another object from now on; null restores the POSIX object. The caller owns the object
+    /// and keeps it alive while it is in use. Not locked: call it while no other thread uses the
+    /// library.
+    /// @return the previous object; null for the POSIX object
     static HUTBackend* replace(HUTBackend* backend);
 };

@@ -8,8 +8,8 @@ namespace {
 
 enum ReferenceResult { WORKING_DIRECTORY, APP_ROOT, APP_DATA_DIR, TMP_DIR, REFERENCE_RESULTS };
 
-// Texts behind the results by reference, one of each per thread. Plain pointers, so that they can
-// still be asked for in exit handlers, after the thread's own objects have gone.
+// The texts of the results by reference, one of each per thread. They are plain pointers so that
+// exit handlers can still use them after the thread's objects have been destroyed.
 thread_local std::string* t_results[REFERENCE_RESULTS] = {};
 
 struct FreeAtThreadEnd {
@@ -24,7 +24,7 @@ struct FreeAtThreadEnd {
 thread_local FreeAtThreadEnd t_freeAtThreadEnd;
 
 const std::string& keep(ReferenceResult which, std::string&& value) {
-    t_freeAtThreadEnd.arm();  // its first use by a thread registers its end
+    t_freeAtThreadEnd.arm();  // a thread's first use of the object registers its destructor
     std::string*& text = t_results[which];
     if (text)
         *text = std::move(value);

@@ -1,5 +1,4 @@
-/// @file
-/// What a host tells this platform library about its product.
+/// @file Facts that a host gives to this platform library.
 #pragma once
 
 #include <string>
@@ -8,7 +7,7 @@
 
 namespace HUTPlatform {
 
-/// Facts that only the host knows.
+/// The host's product, which only the host knows.
 struct HUTProductInfo {
     std::string name;     ///< such as "Designer"
     std::string version;  ///< such as "4.2"
@@ -16,8 +15,8 @@ struct HUTProductInfo {
     std::string buildDate;
 };
 
-/// Sets the product's facts. A host calls it once, on its start-up thread, before it registers.
-/// Later calls replace them.
+/// Sets the product's facts. A host calls it once, on its start-up thread, before it registers. A
+/// later call replaces the facts.
 HUT_EXPORT void setProduct(const HUTProductInfo& product);
 
 }  // namespace HUTPlatform

@@ -16,7 +16,7 @@ const int kNotStarted = -1;
 const int kFailed = 0;
 
 std::vector<std::string> argumentsOf(const std::string& cmdLine, bool throughShell) {
-    // "--": a line that begins with a minus sign is a command too.
+    // After "--" the shell runs a line that begins with a minus sign as a command, too.
     if (throughShell) return {"/bin/sh", "-c", "--", cmdLine};
     std::vector<std::string> arguments;
     std::istringstream words(cmdLine);
@@ -24,7 +24,7 @@ std::vector<std::string> argumentsOf(const std::string& cmdLine, bool throughShe
     return arguments;
 }
 
-// What the child does between its start and the program's.
+// What the child does before it runs the program.
 class SpawnPlan {
   public:
     explicit SpawnPlan(const LaunchOptions& options) {
@@ -35,8 +35,8 @@ class SpawnPlan {
             open(STDOUT_FILENO, O_WRONLY);
             open(STDERR_FILENO, O_WRONLY);
         }
-        // A command that starts commands itself would take an inherited ignored SIGCHLD for their
-        // failure.
+        // If the command inherited an ignored SIGCHLD, it could not read the status of the commands
+        // that it starts itself and would take them for failed.
         sigset_t childEnds;
         sigemptyset(&childEnds);
         sigaddset(&childEnds, SIGCHLD);
@@ -69,8 +69,8 @@ class SpawnPlan {
     posix_spawnattr_t m_attributes = {};
 };
 
-// While SIGCHLD is ignored the system throws away how children end, so that every waited-for
-// launch would look failed. The default takes its place meanwhile, for the whole process.
+// While SIGCHLD is ignored, the kernel discards the exit status of children, and every launch that
+// waits would look failed. This sets the default action during a launch, for the whole process.
 class KeptChildStatus {
   public:
     KeptChildStatus() {

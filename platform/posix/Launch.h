@@ -1,5 +1,4 @@
-/// @file
-/// Start of a command line in a child process.
+/// @file Starts a command line in a child process.
 #pragma once
 
 #include <string>
@@ -12,6 +11,6 @@ struct LaunchOptions {
     bool inheritEnvironment = false;
 };
 
-/// See HUTFork::launch. @return the child's process id; -1 when it was not started or its end could
-/// not be learnt; 0 when it was waited for and did not end with status 0.
+/// See HUTFork::launch. @return the child's process id; -1 when it was not started or its exit
+/// status is unavailable; 0 when this call waited and the child did not end with status 0
 int launchCommandLine(const std::string& cmdLine, const LaunchOptions& options);

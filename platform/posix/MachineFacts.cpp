@@ -22,7 +22,7 @@ std::string runningExecutable() {
     const ssize_t length = readlink("/proc/self/exe", target, sizeof target);
     if (length <= 0 || length == sizeof target) return "";
     std::string path(target, static_cast<std::size_t>(length));
-    // The kernel marks the program of a process so once an update has replaced its file.
+    // The kernel appends this mark when an update has replaced the program's file.
     const std::string mark = " (deleted)";
     struct stat status = {};
     if (path.size() > mark.size() && stat(path.c_str(), &status) != 0 &&
@@ -52,12 +52,12 @@ void read(MachineFacts& facts) {
         facts.executable.empty() ? arguments.substr(0, arguments.find('\0')) : facts.executable));
 }
 
-// Runs while the library is being loaded, when nobody could catch an exception: facts that no
-// memory is left for stay empty.
+// Runs while the library is being loaded, when an exception would end the process: facts stay empty
+// if memory is exhausted.
 struct FactsAtLoad {
     FactsAtLoad() noexcept {
         const int before = errno;
-        tzset();  // the time zone's file is read here, not in the crashing process
+        tzset();  // reads the time zone's file now, so that a crashing process need not
         try {
             read(facts);
         } catch (...) {

@@ -1,5 +1,4 @@
-/// @file
-/// Facts of machine, user and process that are read once, when the library is loaded.
+/// @file Facts about machine, user and process, read once when the library is loaded.
 #pragma once
 
 #include <string>
@@ -8,11 +7,12 @@ struct MachineFacts {
     std::string hostName;
     std::string userName;
     std::string domainName;
-    std::string homeDirectory;  ///< of /etc/passwd; empty when the user is not in it
-    std::string executable;     ///< full path; empty when /proc does not tell
+    std::string homeDirectory;  ///< from /etc/passwd; empty when the user is not listed there
+    std::string executable;     ///< full path; empty when /proc is unavailable
     std::string programName;
     std::string commandLine;
 };
 
-/// Never asks a name service, neither at load nor later. Valid until the process has ended.
+/// Returns the facts. No name service is called, neither at load nor later. The reference stays
+/// valid until the process ends.
 const MachineFacts& machineFacts();

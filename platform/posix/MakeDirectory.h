@@ -1,10 +1,11 @@
-/// @file
-/// Directories for their owner only.
+/// @file Creates directories for their owner only.
 #pragma once
 
 #include <string>
 
-/// Makes one directory with mode 0700 whatever the umask. @return whether it is there now.
+/// Creates one directory with mode 0700, independent of the umask. @return true when the directory
+/// exists now
 bool makeDirectory(const std::string& path);
-/// Makes it and its missing parents, all with mode 0700. @return whether it is there now.
+/// Creates a directory and its missing parents, all with mode 0700. @return true when the directory
+/// exists now
 bool makeDirectories(const std::string& path);

@@ -1,8 +1,7 @@
-/// @file
-/// What the host has told about its product.
+/// @file The product's facts, as the host has set them.
 #pragma once
 
 #include "HUTPlatform.h"
 
-/// Empty texts and build number 0 until HUTPlatform::setProduct has been called.
+/// Returns empty texts and build number 0 before the first call of HUTPlatform::setProduct.
 const HUTPlatform::HUTProductInfo& currentProduct();

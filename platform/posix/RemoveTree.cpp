@@ -25,8 +25,8 @@ bool isDotName(const char* name) {
     return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0;
 }
 
-// Every step below goes by the descriptor of the directory that holds the entry, so that nobody
-// can lead it elsewhere by exchanging a directory for a link meanwhile.
+// Every step below uses the descriptor of the directory that contains the entry, so that another
+// user cannot redirect it by replacing a directory with a link.
 Directory openDirectory(int parent, const char* name) {
     const int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     int opened = openat(parent, name, flags);
@@ -45,10 +45,10 @@ Directory openDirectory(int parent, const char* name) {
 
 bool removeEntry(int parent, const char* name);
 
-// @return whether the directory was seen empty in the end.
+// Removes all entries. @return true when a last listing of the directory was empty
 bool removeEntries(DIR* directory) {
-    // Some file systems skip entries when others vanish meanwhile: look again until nothing is
-    // found or nothing more can be removed.
+    // Some file systems skip entries while others are removed. The loop lists the directory again
+    // until it is empty or no entry can be removed.
     for (;;) {
         bool foundAny = false;
         bool removedAny = false;
@@ -65,7 +65,8 @@ bool removeEntries(DIR* directory) {
 
 bool removeEntry(int parent, const char* name) {
     if (unlinkat(parent, name, 0) == 0 || errno == ENOENT) return true;
-    // Also when its own parent forbids the removal: what is in it goes all the same.
+    // The content is removed even when the parent's mode forbids the removal of the directory
+    // itself.
     if (const Directory directory = openDirectory(parent, name)) removeEntries(directory.get());
     return unlinkat(parent, name, AT_REMOVEDIR) == 0 || errno == ENOENT;
 }
@@ -73,7 +74,7 @@ bool removeEntry(int parent, const char* name) {
 }  // namespace
 
 bool removeTree(const std::string& path) {
-    // A slash at the end would make the system follow a link of that name.
+    // With a slash at the end of the name the system would follow a link.
     const std::string name = path_text::lastComponent(path);
     if (name.empty() || isDotName(name.c_str())) return false;
     const hcrpt::FileDescriptor parent(

@@ -1,10 +1,9 @@
-/// @file
-/// Removal of directory trees.
+/// @file Removes directory trees.
 #pragma once
 
 #include <string>
 
-/// Removes a directory with all that is in it, or a file. Symbolic links are removed, never
-/// followed. Goes on after a failure, so that as little as possible stays. The root directory, "."
-/// and ".." are left alone. @return whether nothing is left.
+/// Removes a file, or a directory with all its content. Symbolic links are removed, never followed.
+/// After a failure it continues with the remaining entries. It never removes the root directory,
+/// "." and "..". @return true when nothing is left
 bool removeTree(const std::string& path);

@@ -1,8 +1,7 @@
-/// @file
-/// Small system files as text.
+/// @file Reads small system files.
 #pragma once
 
 #include <string>
 
-/// The whole content of a file; empty when it cannot be read.
+/// Returns the whole content of a file; empty when it cannot be read.
 std::string wholeText(const char* path);
