@@ -41,7 +41,7 @@ bool HCrashRptCurlMgr::UploadUsingVelcurlApp(std::string report, const ServerInf
     // buildArgs() begins with a blank as well, so the command has two blanks after the tool.
     const std::string command =
         tool + " " + buildArgs(report, server, client) + " > " + log + " 2>&1";
-    const hcrpt::UploadLock turn(directory);
+    const hcrpt::UploadLock lock(directory);
     const bool ok = launchProcessSystem(command, log);
     // The next upload writes to the same path and must not find this upload's success there.
     HUTFile(log).rm();
