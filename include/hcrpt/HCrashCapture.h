@@ -1,5 +1,5 @@
 /// @file
-/// Crash capture: the memory and paths reserved before a crash, the handlers, the raw trace.
+/// Crash capture: memory and paths reserved before a crash, signal handlers, raw trace.
 #pragma once
 
 #include <cstddef>
@@ -8,33 +8,36 @@
 
 #include "hcrpt/HCrptExport.h"
 
-/// Memory and paths reserved before any crash.
+/// Reserves memory and paths before a crash.
 ///
-/// Lifetime: built by the first get(), at the latest when a handler is made; blocks live until the
-/// process ends, nothing is given back singly.
-/// Threads: the construction is safe; after it nothing is locked, one thread at a time (start-up
-/// thread, then the crashing thread).
+/// Lifetime: the first get() constructs the instance; the constructor of a handler calls it at the
+/// latest. Blocks live until the process ends; none is freed singly. Threads: any thread may call
+/// the first get(). The other operations take no lock; only one thread may use them at a time (the
+/// start-up thread, then the crashing thread).
 class HCRPT_EXPORT HCrptResourceMgr {
   public:
-    /// The single instance; its first call allocates and is @ordinary, later ones are @signalsafe.
+    /// Returns the single instance. The first call allocates and is @ordinary; later calls are
+    /// @signalsafe.
     static HCrptResourceMgr* get();
-    /// Allocates and clears arena and scratch buffers, and makes the two paths with the id of this
-    /// process. A child that crashes after a fork writes under its parent's id.
+    /// Allocates and clears the arena and the scratch buffers, and builds the two paths with the id
+    /// of this process. A forked child keeps these paths: if it crashes, it writes under its
+    /// parent's id.
     HCrptResourceMgr();
     ~HCrptResourceMgr();
     HCrptResourceMgr(const HCrptResourceMgr&) = delete;
     HCrptResourceMgr& operator=(const HCrptResourceMgr&) = delete;
 
-    /// Hands out the next n bytes of the arena (50,000 bytes; blocks follow each other without
-    /// alignment). @signalsafe after the first get().
-    /// @return null when fewer than n bytes are left; nothing is consumed then. No message.
+    /// Returns the next n bytes of the arena, which has 50,000 bytes. Blocks follow each other
+    /// without alignment. @signalsafe after the first get().
+    /// @return null when fewer than n bytes are left; the arena is then unchanged. No message.
     static void* allocateMem(std::size_t n);
 
     /// Takes a scratch buffer of getScratchSize() bytes. @signalsafe
-    /// @return null when it is taken, and before the first get() (it counts as taken then, too).
+    /// @return null when the buffer is taken already, and before the first get(); that call takes
+    ///         it, too.
     static char* getScratchBuffer1();
     static char* getScratchBuffer2();
-    /// Gives it back, whether or not it was taken. @signalsafe
+    /// Gives the buffer back; allowed also when it is not taken. @signalsafe
     static void releaseScratchBuffer1();
     static void releaseScratchBuffer2();
     /// 10000. @signalsafe
@@ -45,11 +48,12 @@ class HCRPT_EXPORT HCrptResourceMgr {
     /// Full path of this process's raw trace in the working directory. @signalsafe
     static const std::string& getStacktraceTempFilePath();
 
-    /// Whether the instance's destructor has run, at the exit of the process: the arena and the
-    /// scratch buffers are gone then. Blocks come from a spare arena afterwards. @signalsafe
+    /// Returns true once the instance's destructor has run, at the exit of the process. Arena and
+    /// scratch buffers are freed then, and blocks come from a spare arena. @signalsafe
     static bool isReleased();
 
-    /// Reads one line of src from offset on, up to and including its line feed. @signalsafe
+    /// Reads one line of src, from offset up to and including its line feed, and advances offset.
+    /// @signalsafe
     ///
     /// | met first | copy mode (skip false) | skip mode |
     /// |---|---|---|
@@ -57,7 +61,7 @@ class HCRPT_EXPORT HCrptResourceMgr {
     /// | cap is 0 | empty dest, offset stays | dest and offset stay |
     /// | line feed | copied; offset past it | offset past it |
     /// | end of the bytes | copied; offset stays | offset stays |
-    /// | cap bytes | copied; offset past them | cap is not looked at |
+    /// | cap bytes | copied; offset past them | cap is ignored |
     ///
     /// @param last index of the last readable byte (inclusive)
     /// @param dest holds cap + 1 bytes; untouched in skip mode
@@ -72,8 +76,8 @@ class HCRPT_EXPORT HCrptResourceMgr {
     static char* mp_scratchBuffer2;
     static bool m_buffer1Free;
     static bool m_buffer2Free;
-    // References to texts that are never destroyed: a crash in the last steps of a process's exit
-    // still finds its paths.
+    // References to texts that are never destroyed: a crash during the exit of the process still
+    // finds its paths.
     static std::string& m_stackTraceLogPath;
     static std::string& m_stackTraceTempFilePath;
 };
@@ -82,30 +86,32 @@ namespace HCrashReporter {
 
 /// Depth of a backtrace.
 constexpr std::size_t kBacktraceDepth = 200;
-/// Return addresses of the backtrace, shared by the trace writers. Primed when the library is
-/// loaded, so that taking a backtrace in a handler loads and allocates nothing.
+/// Return addresses of the last backtrace; all trace writers share it. The library takes a first
+/// backtrace when it is loaded, so that a backtrace in a handler loads no library and allocates no
+/// memory.
 extern HCRPT_EXPORT void* s_btArray[kBacktraceDepth];
-/// First line of a trace that is being taken.
+/// First line of a trace that is not complete yet.
 extern HCRPT_EXPORT const char partialStackTraceMsg[];
 
-/// What handles fatal signals. There is one object per process; it lies in the arena and is never
+/// Handles fatal signals. Each process has one object, which lies in the arena and is never
 /// destroyed.
 class HCRPT_EXPORT HCrptExceptionHandlerBase {
   public:
-    /// Reserves all crash-time resources. @throws std::bad_alloc where they cannot be had.
+    /// Reserves all crash-time resources. @throws std::bad_alloc when memory is exhausted.
     HCrptExceptionHandlerBase();
     virtual ~HCrptExceptionHandlerBase();
 
-    /// Installs the handlers. @return whether SIGSEGV's could be installed.
+    /// Installs the handlers. @return true when the handler of SIGSEGV was installed.
     virtual bool install() = 0;
-    /// Writes a demangled trace of at most about maxFrames frames. @crashtime
+    /// Writes a demangled trace of about maxFrames frames at most to the descriptor fd. @crashtime
     virtual bool printTrace(int fd, unsigned long maxFrames) = 0;
-    /// Writes a raw trace. @signalsafe This one writes nothing. @return true
+    /// Writes a raw trace to the descriptor fd. The base class writes nothing. @signalsafe @return
+    /// true
     virtual bool printTraceMangled(int fd, unsigned long frames);
 
-    /// The process's handler. The first request decides: "" makes the host's, "Self" the crash
-    /// reporter's; any other name gives null. Later requests return the same object, whatever the
-    /// name. Null as well when the arena is exhausted. Start-up thread only.
+    /// Returns the process's handler. The first call creates it: the host's for "", the crash
+    /// reporter's for "Self". Any other name gives null. Later calls return the same object for
+    /// every name. Null also when the arena is exhausted. Start-up thread only.
     static HCrptExceptionHandlerBase* get(std::string name);
 
     /// Writes the raw trace, hands it to the crash store and waits up to 100 seconds for the
@@ -113,8 +119,8 @@ class HCRPT_EXPORT HCrptExceptionHandlerBase {
     /// opens the null device there. Needs little of the current stack: all but the trace itself
     /// runs on the crash stack. Messages on standard output tell where the trace is. @crashtime
     static void writeStackTraceTxtLog(int sig);
-    /// Gathers the facts of this process and writes the JSON report into the crash store. No
-    /// failure leaves it. @crashtime
+    /// Gathers the facts of this process and writes the JSON report into the crash store. Catches
+    /// every exception; a failure costs the report. @crashtime
     static void writeCrashReport();
 
   private:
@@ -127,22 +133,24 @@ class HCRPT_EXPORT HCrptLinuxExceptionHandler : public HCrptExceptionHandlerBase
     HCrptLinuxExceptionHandler();
     ~HCrptLinuxExceptionHandler() override;
 
-    /// SIGILL, SIGFPE, SIGBUS, SIGABRT and SIGQUIT, on the normal stack; then signalSegvInstall().
+    /// Installs the crash handler for SIGILL, SIGFPE, SIGBUS, SIGABRT and SIGQUIT on the normal
+    /// stack, then calls signalSegvInstall().
     bool install() override;
-    /// Writes the filtered, demangled frames to fd, by way of the raw trace file. @crashtime
-    /// @return false when the raw trace file cannot be made (prints a line).
+    /// Writes the raw trace file, then its filtered and demangled frames to fd. @crashtime
+    /// @return false when the raw trace file cannot be created (prints a line).
     bool printTrace(int fd, unsigned long maxFrames) override;
-    /// Writes the frames one by one, each on disk before the next is looked for, then replaces them
-    /// by the whole trace. A fault while walking leaves what was found so far. @signalsafe
-    /// @param frames not used: up to 199 frames are written
+    /// Writes the frames one by one and syncs each to the disk before it unwinds further, then
+    /// replaces them by the whole trace. If the unwinder faults, the frames found so far stay.
+    /// @signalsafe
+    /// @param frames unused; up to 199 frames are written
     bool printTraceMangled(int fd, unsigned long frames) override;
 
-    /// SIGSEGV on an alternate stack of 8,192 bytes of the calling thread. Each call allocates a
-    /// further one.
-    /// @return false when a step failed; SIGSEGV's action is then unchanged.
+    /// Installs the crash handler for SIGSEGV and gives the calling thread an alternate stack of
+    /// 8,192 bytes. Each call allocates another stack.
+    /// @return false when a step failed; the action of SIGSEGV is then unchanged.
     bool signalSegvInstall();
-    /// Writes one trace line to fd with its name demangled, by means of the two scratch buffers;
-    /// unchanged when they are taken or there is nothing to demangle. @crashtime
+    /// Writes one trace line to fd with its name demangled. Uses both scratch buffers; writes the
+    /// line unchanged when they are taken or the line has no mangled name. @crashtime
     void demangle(int fd, char* line);
 
     /// The crash handler: trace, report, end with 128 + sig. Never returns. Only one thread of a
@@ -162,21 +170,22 @@ class HCRPT_EXPORT HCrptSelfLinuxExceptionHandler : public HCrptLinuxExceptionHa
     HCrptSelfLinuxExceptionHandler();
     ~HCrptSelfLinuxExceptionHandler() override;
 
-    /// The host's installation with the host's crash handler, then SIGINT ignored.
+    /// Installs the host's crash handler as in a host, then ignores SIGINT.
     bool install() override;
 
-    /// Deletes the crash store and ends with 128 + sig. Kept, not installed. @crashtime
+    /// Deletes the crash store and ends the process with status 128 + sig. No handler installs it.
+    /// @crashtime
     static void crptSelfLinuxSignalHandler(int sig);
 
   private:
-    [[maybe_unused]] void (*m_selfSignalHandler)(int);  // kept, not installed
+    [[maybe_unused]] void (*m_selfSignalHandler)(int);  // no handler installs it
 };
 
-/// Through which handlers are obtained and installed. Stateless.
+/// Gives access to the handlers and installs them. Stateless.
 class HCRPT_EXPORT HCrptExceptionMgr {
   public:
     static HCrptExceptionMgr* get();
-    /// HCrptExceptionHandlerBase::get()
+    /// Returns HCrptExceptionHandlerBase::get() of the name.
     HCrptExceptionHandlerBase* getHandler(std::string name);
     /// Installs the host's handler.
     void registerSignalHandlers();
@@ -186,19 +195,19 @@ class HCRPT_EXPORT HCrptExceptionMgr {
 
 }  // namespace HCrashReporter
 
-/// Failures on purpose, for debugging commands of the host. Stateless. @ordinary
+/// Triggers failures, for debugging commands of the host. Stateless. @ordinary
 class HCRPT_EXPORT HCrashRptDebug {
   public:
-    /// Calls itself without end and never returns. Built without optimisation it overflows the
-    /// stack; an optimised build turns the call into a loop and the process spins for ever.
+    /// Calls itself endlessly and never returns. Without optimisation it overflows the stack; an
+    /// optimising compiler turns the call into a loop, and the process spins forever.
     static void forceStackOverflow(int value);
-    /// Starts a copy of this process that dies of SIGABRT, by way of the installed handler, while
-    /// this process goes on. The copy's traces carry the id of the process that installed the
-    /// handler. The caller waits for the copy as for any child.
-    /// @return the copy's process id; -1 when there could be none.
+    /// Forks a copy of this process, which raises SIGABRT and so runs the installed handler. This
+    /// process continues. The copy's traces carry the id of the process that installed the handler.
+    /// The caller waits for the copy as for any child.
+    /// @return the copy's process id; -1 when fork() failed.
     static int forceCoreDump();
-    /// Lifts the limit on the size of core files, the hard one too. Prints "[Crash Reporter] Error:
-    /// Unable to set core dump size to unlimited" when that is not allowed. Core files are written
-    /// only where no handler is installed: the crash handler ends by exit.
+    /// Lifts the soft and hard limits on the size of core files. Prints "[Crash Reporter] Error:
+    /// Unable to set core dump size to unlimited" when the system refuses. A process with a crash
+    /// handler leaves no core file, because the handler ends it by exit.
     static void setCoreFileSizeLimit();
 };

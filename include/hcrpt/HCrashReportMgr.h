@@ -1,5 +1,5 @@
 /// @file
-/// Finds the crash reports that wait in the crash store, and demangles raw traces on the way.
+/// Demangles the raw traces of the crash store and lists the crash reports that wait there.
 #pragma once
 
 #include <string>
@@ -16,7 +16,7 @@ namespace HCrashReportMgr {
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): the slots are fixed.
 class HCRPT_EXPORT HCrashReportHandler {
   public:
-    /// Full paths of the reports in the crash store, in directory order.
+    /// Returns the full paths of the reports in the crash store, in directory order.
     virtual std::vector<std::string> getReportsInCrashStore() = 0;
 };
 
@@ -27,21 +27,21 @@ class HCRPT_EXPORT CompleteCrashReportHandler : public HCrashReportHandler {
     std::vector<std::string> getReportsInCrashStore() override;
 };
 
-/// Turns every raw trace of the crash store into its stack-trace log, then lists the reports. Raw
-/// traces stay where they are, and each call sees to all of them: a log is written again unless
-/// this process has written it already and neither it nor its raw trace has changed since.
+/// Writes a stack-trace log for each raw trace of the crash store, then lists the reports. Raw
+/// traces stay in place. Each call covers all of them, but writes no log again that this process
+/// has written already while neither the log nor its raw trace has changed since.
 // NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): the slots are fixed.
 class HCRPT_EXPORT MangledStackTraceHandler : public HCrashReportHandler {
   public:
     std::vector<std::string> getReportsInCrashStore() override;
-    /// demangleBTFile() of each path, in order, empty results included.
+    /// Returns the results of demangleBTFile() for each path, in order, empty results included.
     std::vector<std::string> generateDemangledBTFiles(const std::vector<std::string>& rawTraces);
     /// Writes the stack-trace log of one raw trace beside it, under the path without its first
     /// "mangled_": lines without directories, without frames of this library and of the in-house
-    /// stream library, without empty lines, with demangled names. The log appears whole under its
-    /// name; a log of that name is replaced. On a full disk it is cut short.
+    /// stream library, without empty lines, with demangled names. The log appears complete under
+    /// its name and replaces an earlier one. A full disk cuts it short.
     /// @return the log's path, also when the raw trace cannot be read or is a named pipe, which is
-    ///         not opened; empty when the path holds no "mangled_".
+    ///         not opened; empty when the path contains no "mangled_".
     /// @throws std::out_of_range for a path of fewer than 18 characters.
     std::string demangleBTFile(const std::string& rawTrace);
 };
@@ -49,7 +49,7 @@ class HCRPT_EXPORT MangledStackTraceHandler : public HCrashReportHandler {
 /// @return a new handler, owned by the caller; null for a value that is no ReportType.
 HCRPT_EXPORT HCrashReportHandler* getReportHandler(HCrashRptSettings::ReportType type);
 
-/// Makes raw traces readable and returns the full paths of the reports to send.
+/// Demangles the raw traces and returns the full paths of the reports to send.
 HCRPT_EXPORT std::vector<std::string> probeAndGetCrashReports();
 
 }  // namespace HCrashReportMgr

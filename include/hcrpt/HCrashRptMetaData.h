@@ -1,5 +1,5 @@
 /// @file
-/// The facts of a crash report: a tree of texts, and the probes that fill it.
+/// The facts of a crash report: a tree of texts and the probes that fill it.
 #pragma once
 
 #include <string>
@@ -8,14 +8,14 @@
 #include "hcrpt/HCrptExport.h"
 
 /// Grade: @crashtime, on the crashing thread. Nodes lie in the crash-time arena (HCrptResourceMgr)
-/// and are never freed singly; their texts and lists use the heap.
+/// and are never freed singly. Their texts and lists use the heap.
 namespace HCrashRptMetaData {
 
-/// One node: a text and an ordered list of children. Its shape alone gives its meaning:
+/// A node: a text and an ordered list of children. Its shape gives its meaning:
 ///
 /// | shape | built by | meaning |
 /// |---|---|---|
-/// | leaf: no children | TableNode(key) | a bare text |
+/// | leaf: no children | TableNode(key) | a text |
 /// | pair: one child, a leaf | TableNode(key, value) | name and value |
 /// | table: any children | TableNode(key, children) | name and ordered list |
 ///
@@ -24,10 +24,11 @@ namespace HCrashRptMetaData {
 class HCRPT_EXPORT TableNode {
   public:
     TableNode();
-    /// A text may stand wherever a node is asked for.
+    /// Makes a leaf; implicit, so that a text can be passed as a node.
     // NOLINTNEXTLINE(google-explicit-constructor)
     TableNode(const std::string& key);
-    /// The value's leaf comes from the arena. When that is exhausted, the one child is null.
+    /// Makes a pair. The arena provides the value's leaf; when it is exhausted, the only child is
+    /// null.
     TableNode(const std::string& key, const std::string& value);
     TableNode(const std::string& key, const std::vector<TableNode*>& children);
     ~TableNode();
@@ -41,17 +42,17 @@ class HCRPT_EXPORT TableNode {
     std::vector<TableNode*> treeTable;
 };
 
-/// The items of one report, and what gathers them. Lives for the writing of that report.
+/// Gathers and holds the items of one report.
 class HCRPT_EXPORT Manager {
   public:
     Manager();
     ~Manager();
 
-    /// The top-level items, in the order of their adding.
+    /// Returns the top-level items in the order in which they were added.
     const std::vector<TableNode*>& getTable() const;
 
-    // Each addItem takes the node's memory from the arena. When that is exhausted, nothing is added
-    // and nothing is said.
+    // Each addItem takes the node's memory from the arena. When the arena is exhausted, the item is
+    // dropped without a message.
 
     /// Appends a pair to the list.
     void addItem(std::vector<TableNode*>& into, const std::string& key, const std::string& value);
@@ -67,15 +68,14 @@ class HCRPT_EXPORT Manager {
 
     // --- Assembly ---------------------------------------------------------------------------
 
-    /// Starts the report afresh with its thirteen items about machine, process and product, in
-    /// their fixed order. Starts four shell pipelines.
-    /// @throws std::runtime_error "popen() failed!", std::out_of_range for an odd line of the
-    /// memory
-    ///         table. Items added before stay.
+    /// Removes all items, then adds the thirteen items about machine, process and product in their
+    /// fixed order. Runs four shell pipelines.
+    /// @throws std::runtime_error "popen() failed!", std::out_of_range for a malformed line of the
+    /// memory table. Items added before stay. table. Items added before stay.
     void populate();
-    /// Adds the content of a file: "stack-trace" the stack-trace log, "gui-str-dump" the dump of
-    /// the host's user-interface strings. Any other type is ignored.
-    /// @return what the reader of that file returns; true for an unknown type.
+    /// Adds the content of the file at path: a stack-trace log for the type "stack-trace", the dump
+    /// of the host's user-interface strings for "gui-str-dump". Any other type is ignored.
+    /// @return the result of the function that reads the file; true for any other type.
     bool appendToMetaData(const std::string& type, const std::string& path);
 
     // --- Machine and process ----------------------------------------------------------------
@@ -86,45 +86,46 @@ class HCRPT_EXPORT Manager {
     /// counts as one that prints nothing.
     /// @throws std::runtime_error "popen() failed!"
     std::string execLinuxCommand(std::string cmd) const;
-    /// The first "model name" of /proc/cpuinfo; empty when there is none.
+    /// Returns the first "model name" of /proc/cpuinfo; empty when there is none.
     std::string extract_cpuModel() const;
-    /// One leaf for each line of /proc/meminfo: name, " : ", value.
+    /// Returns a leaf "name : value" for each line of /proc/meminfo.
     /// @throws std::out_of_range for a line whose value is empty or blank.
     std::vector<TableNode*> extract_memInfo() const;
-    /// First line of the release files, a blank, and the machine type.
+    /// Returns the first line of the release files, a blank and the machine type.
     std::string extract_osInfo() const;
-    /// Total of this process's memory map, such as 123456K.
+    /// Returns the total of this process's memory map, such as 123456K.
     std::string getTotalMemory() const;
-    /// This process's share of the processor and of the memory, followed by " %". Both are cut from
-    /// fixed columns.
+    /// Return this process's share of the processor and of the memory in percent, followed by " %".
+    /// Both are cut from fixed columns of the output of ps.
     std::string getCpuUtilization() const;
     std::string getMemoryUtilization() const;
 
     // --- Run of the host --------------------------------------------------------------------
 
-    /// Command line with the directories of its program cut off.
+    /// Returns the command line without the directories of its program.
     std::string getCmdline() const;
-    /// The script named after "-source"; inside the maker's network with the working directory put
-    /// in front, even when it is absolute. Empty when there is none.
+    /// Returns the script named after "-source"; empty when there is none. Inside the maker's
+    /// network the working directory stands before the script, even before an absolute path.
     std::string getTestcase(std::string cmdline) const;
-    /// Adds "GuiStrDump", a leaf for each line. Nothing for an empty path or a file that cannot be
-    /// opened. @return true
+    /// Adds the table "GuiStrDump" with a leaf for each line of the file. Adds no item for an empty
+    /// path or a file that cannot be opened. @return true
     bool addGuiStrFileContentToMetaDataTable(const std::string& path);
 
     // --- Stack trace ------------------------------------------------------------------------
 
-    /// Reads a stack-trace log: adds "signalNumber" for each line that tells of the error,
-    /// "subSystem" and "functionName" of the failing frame, and "stacktrace" with all lines.
-    /// @return false when the log does not exist (nothing is added) or cannot be opened (prints a
-    ///         line, adds an empty "stacktrace").
+    /// Reads a stack-trace log. Adds "signalNumber" for each line with "An unexpected error has
+    /// occurred", "subSystem" and "functionName" of the failing frame, and "stacktrace" with all
+    /// lines.
+    /// @return false when the log does not exist (adds no item) or cannot be opened (prints a line,
+    ///         adds an empty "stacktrace").
     bool addStackTraceToMetaDataTable(const std::string& path);
-    /// Judges one frame of an in-house library; adds "subSystem" and "functionName" and sets found
-    /// unless the frame has no name or is one of the standard library.
-    /// @param subsystem carries the first subsystem met from call to call.
+    /// Examines one frame of an in-house library. Adds "subSystem" and "functionName" and sets
+    /// found, unless the frame has no name or belongs to the standard library.
+    /// @param subsystem the first subsystem seen; the caller passes the same text to each call.
     void addFailingFuncAndSubsystemName(const std::string& line, std::string& subsystem,
                                         bool& found);
-    /// The text between the first "(" and the first ")"; without the one, from the start; without
-    /// the other, or when it stands before, to the end.
+    /// Returns the text between the first "(" and the first ")". Without "(" it begins at the
+    /// line's start; without ")", or when ")" stands before "(", it ends at the line's end.
     std::string getSignalNumber(std::string line);
 
   private:

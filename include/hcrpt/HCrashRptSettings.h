@@ -6,21 +6,22 @@
 
 #include "hcrpt/HCrptExport.h"
 
-/// Every fixed choice of the system in one place. No state: each getter asks the environment and
-/// the platform library again and returns a new string, so a change of the environment between
-/// two calls changes the answer. Nothing is created or deleted here.
+/// All fixed choices of the system. No state: each getter reads the environment and the platform
+/// library again and returns a new string, so a change of the environment between two calls changes
+/// the result. No function creates or deletes a file.
 ///
 /// Grade: @crashtime (strings come from the heap). Threads: any; setCrptAlreadyRunning() changes
-/// the environment and must not race with other readers or writers of it. No messages; only
-/// exhausted memory raises (std::bad_alloc).
+/// the environment and must not race with other readers or writers of it. No messages; the only
+/// exception is std::bad_alloc.
 class HCRPT_EXPORT HCrashRptSettings {
   public:
-    /// Whether the user lets reports be sent. The values are fixed: they are stored and compared.
+    /// The user's answer to the question if reports may be sent. The values are fixed: they are
+    /// stored and compared.
     enum ConsentType {
-        CONSENT_NOT_ASKED = 0,  ///< not known yet; the consent form is to be asked
+        CONSENT_NOT_ASKED = 0,  ///< not known yet; the consent form gives the answer
         CONSENT_GIVEN = 1,      ///< reports may be sent
         CONSENT_LATER = 2,      ///< reports are filed, to be sent later
-        CONSENT_REFUSED = 3,    ///< nothing is sent or filed
+        CONSENT_REFUSED = 3,    ///< no report is sent or filed
     };
 
     /// How a report's upload ended; the suffix of its file in the backup store.
@@ -30,7 +31,7 @@ class HCRPT_EXPORT HCrashRptSettings {
         SEND_LATER = 2,    ///< not sent now; "send_later"
     };
 
-    /// What a report handler looks for in the crash store.
+    /// What a report handler searches the crash store for.
     enum ReportType {
         MANGLED_STACK_TRACE = 0,    ///< raw traces, which become stack-trace logs
         COMPLETE_CRASH_REPORT = 1,  ///< finished reports
@@ -38,20 +39,20 @@ class HCRPT_EXPORT HCrashRptSettings {
 
     // --- Switches -------------------------------------------------------------------------
 
-    /// "CRPT_OFF": unset, or exactly "false", leaves reporting on; every other value, an empty
-    /// one too, switches it off.
+    /// Returns true when "CRPT_OFF" switches reporting off: it is set to any value, even an empty
+    /// one, except exactly "false".
     static bool isCrptEnvironVarOff();
-    /// Whether this machine is on the maker's own network, as the platform library says.
+    /// Returns true when the platform library says that this machine is on the maker's own network.
     static bool isRunningOnInternalHost();
-    /// False for products without crash reporting. The name is compared as it is passed, letter
-    /// case included.
+    /// Returns false for products without crash reporting. Letter case matters.
     static bool isSupportedProduct(const std::string& product);
-    /// True when reporting is not switched off, the machine is inside the maker's network and the
-    /// product is supported; tested in this order.
+    /// Returns true when reporting is not switched off, the machine is inside the maker's network
+    /// and the product is supported, tested in this order.
     static bool isCrashReporterEnabled(const std::string& product);
-    /// "CRPT_ALREADY_RUNNING" is exactly "true".
+    /// Returns true when "CRPT_ALREADY_RUNNING" is exactly "true".
     static bool isCrptAlreadyRunning();
-    /// Sets "CRPT_ALREADY_RUNNING" to "true" for this process and those it starts from now on.
+    /// Sets "CRPT_ALREADY_RUNNING" to "true" for this process and the processes that it starts from
+    /// now on.
     static void setCrptAlreadyRunning();
 
     // --- Names and limits -----------------------------------------------------------------
@@ -65,31 +66,31 @@ class HCRPT_EXPORT HCrashRptSettings {
     /// URL of the report server: "https://", the host of the deployment,
     /// "/cgi-bin/crashreporter.cgi"
     static std::string getKorServerUrl();
-    /// "CrashReport_", with which finished reports begin
+    /// "CrashReport_", the beginning of the names of finished reports
     static std::string getCrashRptPrefix();
-    /// "hs_mangled_err_pid", with which raw traces begin
+    /// "hs_mangled_err_pid", the beginning of the names of raw traces
     static std::string getMangledStackTraceFilePrefix();
-    /// "hs_err_pid", with which stack-trace logs begin
+    /// "hs_err_pid", the beginning of the names of stack-trace logs
     static std::string getDemangledStackTraceFilePrefix();
-    /// 30: how many reports one pass of the reporter uploads at the most
+    /// 30, the number of reports that one pass of the crash reporter uploads at most
     static int getMaxRptsToSend();
 
     // --- Directories and files ------------------------------------------------------------
-    // "ZEB_SESSION_INFO" holds the launch directory and the session id, separated by the first
+    // "ZEB_SESSION_INFO" contains the launch directory and the session id, separated by the first
     // ":". Parts are joined with one separator and never normalised, so an empty part leaves two
     // separators side by side.
 
-    /// The launch directory L; empty when "ZEB_SESSION_INFO" is unset, the whole value when it
-    /// has no colon.
+    /// Returns the launch directory L; empty when "ZEB_SESSION_INFO" is unset, the whole value when
+    /// it has no colon.
     static std::string getSessionLaunchDir();
-    /// The session id S, all that follows the first colon; empty when unset, the whole value when
-    /// there is no colon.
+    /// Returns the session id S, the text after the first colon; empty when "ZEB_SESSION_INFO" is
+    /// unset, the whole value when it has no colon.
     static std::string getSessionId();
     /// L/.crashReporter
     static std::string getCrashReporterScratchDir();
     /// L/.crashReporter/S
     static std::string getCrashReporterSessionDir();
-    /// The same directory: there the reporter's log lies.
+    /// The same directory, where the crash reporter's log lies
     static std::string crashReporterLogDir();
     /// L/.crashReporter/S/crashStore
     static std::string getCrashStorePath();
@@ -101,14 +102,14 @@ class HCRPT_EXPORT HCrashRptSettings {
     static std::string getGuiStrDumpFileName();
     /// The working directory, where a crashing process writes its raw trace
     static std::string getStackTraceLogPath();
-    /// Full path of a program shipped with the product, or empty when it is missing or cannot be
-    /// executed by this user.
+    /// Returns the full path of a program shipped with the product; empty when it is missing or
+    /// this user may not execute it.
     static std::string getAppPath(const std::string& name);
 };
 
-/// Whether the user consents to sending.
+/// Asks the user for consent to sending.
 class HCRPT_EXPORT HCrashRptConsentForm {
   public:
-    /// Always CONSENT_GIVEN: there is no dialog.
+    /// Returns CONSENT_GIVEN: there is no dialog.
     static HCrashRptSettings::ConsentType getCustomerConsent();
 };

@@ -1,15 +1,15 @@
 /// @file
-/// Upload of a report: what the two ends need, the upload tool, one report's upload.
+/// Uploads reports: settings of client and server, the upload tool, the upload of one report.
 #pragma once
 
 #include <string>
 
 #include "hcrpt/HCrptExport.h"
 
-/// This machine's end of an upload. Plain values; setters neither check nor trim.
+/// The client's settings of an upload. Setters store the value unchanged and unchecked.
 class HCRPT_EXPORT ClientInfoCL {
   public:
-    /// Empty fields, then the three probes in the order of their declaration; may therefore create
+    /// Empties all fields, then runs the three probes in the order of their declaration. May create
     /// the temporary directory.
     ClientInfoCL();
 
@@ -28,8 +28,10 @@ class HCRPT_EXPORT ClientInfoCL {
     std::string probeAndGetRegId();
     /// Always empty.
     std::string probeAndGetCoreDumpDir();
-    /// Canonical path of "CrashReporter" in the platform's temporary directory, created when
-    /// missing (prints which way that ended); empty when it cannot be had.
+    /// Returns the canonical path of the directory "CrashReporter" in the platform's temporary
+    /// directory. Creates it when it is missing and prints "[Crash Reporter] created tmp dir :...",
+    /// or "[Crash Reporter] Error: Could not create tmp dir: ..." on failure. Empty when it does
+    /// not exist and cannot be created.
     std::string probeAndGetTempDir();
 
   private:
@@ -40,7 +42,7 @@ class HCRPT_EXPORT ClientInfoCL {
     std::string m_cacert;
 };
 
-/// The report server's end of an upload. Plain values; setters neither check nor trim.
+/// The report server's settings of an upload. Setters store the value unchanged and unchecked.
 class HCRPT_EXPORT ServerInfoCL {
   public:
     ServerInfoCL();
@@ -58,44 +60,46 @@ class HCRPT_EXPORT ServerInfoCL {
     std::string m_access;
 };
 
-/// Runs the upload tool on a report and judges its log. Stateless; one upload at a time, as the log
-/// has a fixed name.
+/// Runs the upload tool on a report and checks its log. Stateless. One upload at a time, because
+/// the log has a fixed name.
 class HCRPT_EXPORT HCrashRptCurlMgr {
   public:
-    /// UploadUsingVelcurlApp() of the same arguments.
+    /// Calls UploadUsingVelcurlApp() with the same arguments.
     static bool uploadHttps(std::string report, const ServerInfoCL& server,
                             const ClientInfoCL& client);
-    /// Uploads one report. A missing tool gives false without a message and without running or
-    /// deleting anything; otherwise the log is deleted before the return.
+    /// Uploads one report and deletes the tool's log. If the tool is missing, returns false at
+    /// once, without a message.
     static bool UploadUsingVelcurlApp(std::string report, const ServerInfoCL& server,
                                       const ClientInfoCL& client);
-    /// The tool's arguments. Only the report's path is quoted.
+    /// Returns the tool's arguments. Only the report's path is quoted.
     static std::string buildArgs(std::string report, const ServerInfoCL& server,
                                  const ClientInfoCL& client);
-    /// Prints the command, runs it through the shell, waits, echoes its log.
-    /// @return whether it ended with 0 and the log shows success.
+    /// Prints the command, runs it through the shell, waits for its end and echoes its log.
+    /// @return true when the command ended with status 0 and the log shows success.
     static bool launchProcessSystem(const std::string& command, const std::string& log);
-    /// The same through HUTFork; the upload does not use it.
+    /// Does the same by means of HUTFork. The upload does not use it.
     static bool launchProcess(const std::string& command, const std::string& log);
-    /// Echoes the log line by line up to the first that holds "HTTP/1.1 200 OK".
-    /// @return whether there is such a line; false, without a message, when it cannot be opened.
+    /// Echoes the log line by line, up to the first line that contains "HTTP/1.1 200 OK".
+    /// @return true when there is such a line; false, without a message, when the log cannot be
+    ///         opened.
     static bool isUploadSuccess(const std::string& log);
 };
 
-/// Uploads a report with settings gathered afresh. Stateless; one thread.
+/// Uploads a report with freshly gathered settings. Stateless. Threads: one.
 class HCRPT_EXPORT HCrashRptFileTransmitMgr {
   public:
-    /// This machine's settings; the CA certificate file is empty when there is none.
+    /// Returns this machine's settings; the path of the CA certificate file is empty when there is
+    /// none.
     static ClientInfoCL getClientInfo();
-    /// The report server's settings.
+    /// Returns the report server's settings.
     static ServerInfoCL getVelServerInfo();
-    /// Sends one report to the report server. Without a CA certificate file, and when the report's
-    /// name holds a character that a shell acts on within double quotes ($ ` " \ and line feed),
-    /// prints a line and sends nothing.
-    /// @return whether the server accepted it.
+    /// Sends one report to the report server. Prints a line and sends nothing when there is no CA
+    /// certificate file, and when the report's name contains a character that a shell acts on
+    /// within double quotes ($ ` " \ and line feed).
+    /// @return true when the server accepted the report.
     static bool uploadToServer(std::string report);
-    /// Uploads and prints the outcome. The line of a failure has no line feed and is not flushed:
-    /// the next message continues it.
+    /// Uploads the report and prints the outcome. The line of a failure has no line feed and is not
+    /// flushed: the next message continues it.
     static bool uploadHttps(std::string report, const ServerInfoCL& server,
                             const ClientInfoCL& client);
 };
