@@ -1,4 +1,5 @@
-/// @file Allocates the nodes of a report.
+/// @file
+/// Allocates the nodes of a report.
 #pragma once
 
 #include <new>

@@ -1,4 +1,5 @@
-/// @file Parses the system's texts for the probes.
+/// @file
+/// Parses the system's texts for the probes.
 #pragma once
 
 #include <istream>

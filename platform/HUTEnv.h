@@ -1,5 +1,5 @@
-/// @file Facts about machine, user, process and product. docs/environment.md names the source of
-/// each.
+/// @file
+/// Facts about machine, user, process and product. docs/environment.md names the source of each.
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
-/// @file Runs a command line.
+/// @file
+/// Runs a command line.
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
-/// @file The server's answers to a client.
+/// @file
+/// The server's answers to a client.
 #pragma once
 
 #include <optional>

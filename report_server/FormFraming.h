@@ -1,4 +1,5 @@
-/// @file Checks the frame of a multipart form: where its parts begin and end.
+/// @file
+/// Checks the frame of a multipart form: where its parts begin and end.
 #pragma once
 
 #include <optional>

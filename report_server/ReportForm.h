@@ -1,4 +1,5 @@
-/// @file Decodes the form that an upload sends.
+/// @file
+/// Decodes the form that an upload sends.
 #pragma once
 
 #include <optional>

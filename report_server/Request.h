@@ -1,4 +1,5 @@
-/// @file Reads a request as the web server hands it to a CGI program.
+/// @file
+/// Reads a request as the web server hands it to a CGI program.
 #pragma once
 
 #include <cstdint>

@@ -14,13 +14,13 @@
 
 namespace {
 
-/// Length of "hs_mangled_err_pid", after which a raw trace's bare name shows its process id.
+/// Length of "hs_mangled_err_pid"; the process id follows it in a raw trace's name.
 constexpr std::size_t kMinimumPathLength = 18;
 
 using hcrpt::TraceMemory;
 
-/// The raw traces that are to be demangled in this pass. A pass sees to all traces of the session,
-/// whose number only grows, so it leaves out those whose logs this process has written for good.
+/// Returns the raw traces that this pass has to demangle. The number of traces of a session only
+/// grows, so a pass skips those whose final logs this process has written already.
 std::vector<std::string> notYetDemangled(const std::vector<std::string>& rawTraces) {
     TraceMemory& memory = TraceMemory::ofLibrary();
     memory.keepOnly(rawTraces);
@@ -41,10 +41,10 @@ std::vector<std::string> MangledStackTraceHandler::getReportsInCrashStore() {
                                  HCrashRptSettings::getCrashStorePath());
     const std::vector<std::string> traces = notYetDemangled(found[0]);
     if (traces.empty()) return found[1];
-    // Wanted for the files that it leaves: crashing processes wait for their stack-trace logs.
+    // Only the files matter here: crashing processes wait for their stack-trace logs.
     generateDemangledBTFiles(traces);
-    // Listed again: a process may have written its report meanwhile.
-    // The base has no virtual destructor: the handler is released as what it is.
+    // Lists again, because a process may have written its report meanwhile. The base has no virtual
+    // destructor, so the handler is deleted through its own type.
     const std::unique_ptr<CompleteCrashReportHandler> reports(
         static_cast<CompleteCrashReportHandler*>(
             getReportHandler(HCrashRptSettings::COMPLETE_CRASH_REPORT)));
@@ -60,27 +60,28 @@ std::vector<std::string> MangledStackTraceHandler::generateDemangledBTFiles(
 }
 
 std::string MangledStackTraceHandler::demangleBTFile(const std::string& rawTrace) {
-    // Contract: an exception, unlike all other failures: no path to a raw trace is that short, so
-    // the caller is at fault.
+    // Contract: throws, unlike all other failures: no path of a raw trace is that short, so the
+    // caller is at fault.
     if (rawTrace.size() < kMinimumPathLength)
         throw std::out_of_range("too short for a raw trace: " + rawTrace);
 
-    // Contract: the first mark of the whole path is removed, also where a directory holds it.
+    // Contract: removes the first mark of the whole path, even one in a directory's name.
     const std::size_t mark = rawTrace.find(hcrpt::kRawTraceMark);
     if (mark == std::string::npos) return std::string();
     std::string log = rawTrace;
     log.erase(mark, std::strlen(hcrpt::kRawTraceMark));
 
-    if (hcrpt::isNamedPipe(rawTrace)) return log;  // would hold up all that wait for other traces
+    if (hcrpt::isNamedPipe(rawTrace))
+        return log;  // opening it would delay all processes that wait for other traces
     const auto asRead = hcrpt::TraceIdentity::of(rawTrace);
     std::ifstream raw(rawTrace, std::ios::binary);
     if (!raw.is_open()) return log;
-    // A crashing process goes on as soon as the log exists, so it appears whole.
+    // A crashing process continues as soon as the log exists, so it must appear complete.
     hcrpt::AtomicFile readable(log);
     if (!readable.isOpen()) return log;
     hcrpt::demangleTrace(raw, readable.stream());
     const bool isWhole = readable.stream().flush().good() && !raw.bad();
-    // Also when the disk was full: half a trace tells more than none.
+    // Keeps the log when a full disk cut it short: half a trace tells more than none.
     if (readable.commitPart() && isWhole && asRead)
         TraceMemory::ofLibrary().setDemangled(rawTrace, *asRead, log);
     return log;

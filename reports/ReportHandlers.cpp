@@ -15,7 +15,7 @@ HCrashReportHandler* getReportHandler(HCrashRptSettings::ReportType type) {
 }
 
 std::vector<std::string> probeAndGetCrashReports() {
-    // The base has no virtual destructor: the handler is released as what it is.
+    // The base has no virtual destructor, so the handler is deleted through its own type.
     const std::unique_ptr<MangledStackTraceHandler> handler(static_cast<MangledStackTraceHandler*>(
         getReportHandler(HCrashRptSettings::MANGLED_STACK_TRACE)));
     if (handler == nullptr) return {};

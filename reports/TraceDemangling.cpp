@@ -9,14 +9,15 @@
 namespace hcrpt {
 namespace {
 
-/// A word, and which of its letters is the rarest in a trace: each line is searched for that one.
+/// A word and the index of its letter that is rarest in traces. Each line is searched for that
+/// letter first.
 struct Word {
     std::string_view text;
     std::size_t rarest;
 };
 
-/// Frames that say nothing about the fault: of this library, whose name holds the first word, and
-/// of the in-house stream library.
+/// Frames that tell nothing about the fault: those of this library, whose name contains the first
+/// word, and those of the in-house stream library.
 constexpr Word kUnwantedFrames[] = {{"HCrashReporter", 0}, {"libopx_iostreams", 5}};
 
 constexpr std::size_t kPieceSize = 64UL * 1024;  // bytes written at once
@@ -35,8 +36,8 @@ bool isUnwanted(std::string_view line) {
     return false;
 }
 
-/// The line as HCrashRptUtils::removeFullPathToLibrary() leaves it: it ends at its first zero, and
-/// a slash that leads it stays.
+/// Returns the line as HCrashRptUtils::removeFullPathToLibrary() leaves it: it ends at its first
+/// zero and keeps a slash at its start.
 std::string_view withoutPath(const std::string& line) {
     const std::size_t length = std::strlen(line.c_str());
     const void* const slash = memrchr(line.data(), '/', length);
@@ -54,9 +55,9 @@ void demangleTrace(std::istream& raw, std::ostream& readable) {
     while (std::getline(raw, line)) {
         if (line.empty()) continue;
         const std::string_view frame = withoutPath(line);
-        // Looked at once its path is gone, so that a directory's name never hides a frame.
+        // Checked after the path has been removed, so that a directory's name never drops a frame.
         if (isUnwanted(frame)) continue;
-        // A line of which nothing is left is written as an empty one.
+        // A line that is empty now is written as an empty line.
         demangler.append(frame, piece);
         piece += '\n';
         if (piece.size() < kPieceSize) continue;

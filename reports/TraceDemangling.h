@@ -1,5 +1,5 @@
 /// @file
-/// The text of a stack-trace log.
+/// Makes the text of a stack-trace log from a raw trace.
 #pragma once
 
 #include <istream>
@@ -7,9 +7,9 @@
 
 namespace hcrpt {
 
-/// Reads a raw trace line by line and writes what readers want to see of it: lines without
-/// directories, without frames of this library and of the in-house stream library, without empty
-/// lines, with demangled names. A line may be of any length. Grade: @ordinary.
+/// Reads a raw trace line by line and writes its frames with demangled names and without
+/// directories. Skips empty lines and frames of this library and of the in-house stream library. A
+/// line may have any length. Grade: @ordinary.
 void demangleTrace(std::istream& raw, std::ostream& readable);
 
 }  // namespace hcrpt

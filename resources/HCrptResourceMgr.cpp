@@ -12,8 +12,8 @@ namespace {
 constexpr std::size_t kArenaSize = 50000;    // bytes
 constexpr std::size_t kScratchSize = 10000;  // bytes
 
-// A crash during the exit of the process, after the singleton's destructor, still needs an arena.
-// This one takes its place then; until it is written to it costs no memory.
+// The arena for a crash during the exit of the process, after the singleton's destructor. It costs
+// no memory until it is written to.
 char s_arenaAfterExit[kArenaSize];
 bool s_released = false;
 
@@ -48,8 +48,8 @@ HCrptResourceMgr::HCrptResourceMgr() {
 
 HCrptResourceMgr::~HCrptResourceMgr() {
     s_released = true;
-    // Null where the constructor did not get that far. The pointers keep their values: nothing
-    // looks at them once s_released is set.
+    // A pointer is null when the constructor failed before that allocation. The pointers keep their
+    // values, because no function uses them once s_released is set.
     delete[] mp_buffer;
     delete[] mp_scratchBuffer1;
     delete[] mp_scratchBuffer2;
@@ -59,7 +59,7 @@ void* HCrptResourceMgr::allocateMem(std::size_t n) {
     get();
     char* const arena = s_released ? s_arenaAfterExit : mp_buffer;
     if (arena == nullptr) return nullptr;
-    // Compared without adding: m_offset + n would wrap around for a huge n.
+    // Subtracts instead of adding: m_offset + n would wrap around for a huge n.
     if (n > kArenaSize - m_offset) return nullptr;
     char* const block = arena + m_offset;
     m_offset += n;
@@ -104,8 +104,8 @@ const std::string& HCrptResourceMgr::getStacktraceTempFilePath() {
 
 char* HCrptResourceMgr::getNextLineFromBuffer(char* src, std::size_t last, char* dest,
                                               std::size_t cap, std::size_t& offset, bool skip) {
-    // last is the index of the final readable byte. The end of the bytes is looked at before cap,
-    // and a cap of 0 before skip: callers rely on both.
+    // last is the index of the final readable byte. The end of the bytes is checked before cap, and
+    // a cap of 0 before skip: callers rely on both.
     if (offset > last || cap == 0) {
         if (!skip) dest[0] = '\0';
         return dest;
@@ -127,8 +127,8 @@ char* HCrptResourceMgr::getNextLineFromBuffer(char* src, std::size_t last, char*
             offset += copied;
             break;
         }
-        // A line without line feed at the end of the bytes leaves the offset where it was: so the
-        // caller tells it from a whole one.
+        // A line without a line feed at the end of the bytes leaves the offset unchanged, so that
+        // the caller can distinguish it from a complete line.
         if (offset + copied > last) break;
         if (copied == cap) {
             offset += copied;

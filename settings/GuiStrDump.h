@@ -1,13 +1,13 @@
 /// @file
-/// Where hosts leave the texts of their user interface.
+/// The file into which hosts write the texts of their user interface.
 #pragma once
 
 #include <string>
 
 namespace hcrpt {
 
-/// The dump of any process of this session; HCrashRptSettings::getGuiStrDumpFileName() is that of
-/// the calling one. @crashtime
+/// Returns the path of the dump of any process of this session.
+/// HCrashRptSettings::getGuiStrDumpFileName() returns that of the calling process. @crashtime
 std::string guiStrDumpPath(std::string product, const std::string& processId);
 
 }  // namespace hcrpt

@@ -1,6 +1,6 @@
 #include "hcrpt/HCrashRptSettings.h"
 
 HCrashRptSettings::ConsentType HCrashRptConsentForm::getCustomerConsent() {
-    // On purpose: there is no dialog. Reports are made inside the maker's own network only.
+    // Contract: no dialog: crash reporting is on only inside the maker's own network.
     return HCrashRptSettings::CONSENT_GIVEN;
 }

@@ -1,5 +1,5 @@
-// Every directory and file of the system. Parts are joined with one separator and never normalised:
-// processes that build a path from the same environment get the same text, even from an odd one.
+// All directories and files of the system. Parts are joined with one separator and never
+// normalised: processes with the same environment build the same text, even from a malformed value.
 
 #include <cctype>
 #include <cstdlib>
@@ -15,7 +15,7 @@ namespace {
 constexpr char kSessionVariable[] = "ZEB_SESSION_INFO";
 constexpr char kSessionDelimiter = ':';
 
-/// The session's description; empty when there is none.
+/// Returns the value of the session variable; empty when it is not set.
 std::string sessionInfo() {
     const char* value = std::getenv(kSessionVariable);
     return value == nullptr ? std::string() : std::string(value);
@@ -30,8 +30,8 @@ std::string HCrashRptSettings::getSessionLaunchDir() {
 
 std::string HCrashRptSettings::getSessionId() {
     const std::string info = sessionInfo();
-    // On purpose: without a delimiter the position wraps to 0, so that the whole value is the
-    // session id as well as the launch directory.
+    // Contract: without a delimiter the position wraps to 0, so that the whole value is both
+    // session id and launch directory.
     return info.substr(info.find(kSessionDelimiter) + 1);
 }
 
@@ -52,7 +52,8 @@ std::string HCrashRptSettings::getCrashStorePath() {
 }
 
 std::string HCrashRptSettings::getProcRegFileFullPath() {
-    // Inside the crash store on purpose: who deletes the store deletes the registrations too.
+    // Contract: the file lies inside the crash store: deleting the store also deletes the
+    // registrations.
     return getCrashStorePath() + getDirSeparator() + hcrpt::kRegistrationFile;
 }
 

@@ -20,8 +20,8 @@ constexpr int kMaxReportsPerPass = 30;
 bool HCrashRptSettings::isCrptEnvironVarOff() {
     const char* value = std::getenv(kOffVariable);
     if (value == nullptr) return false;
-    // On purpose: whatever a user writes into the variable, an empty text too, switches reporting
-    // off; only the one explicit "false" does not.
+    // Contract: any value of the variable, even an empty one, switches reporting off; only "false"
+    // does not.
     return std::string(value) != kFalse;
 }
 
@@ -31,14 +31,14 @@ bool HCrashRptSettings::isRunningOnInternalHost() {
 
 bool HCrashRptSettings::isSupportedProduct(const std::string& product) {
     static const std::unordered_set<std::string> unsupported = {"corvo_kit"};
-    // On purpose: letter case counts; a product that spells the name otherwise is supported.
+    // Contract: letter case matters: a product that spells the name differently is supported.
     return unsupported.count(product) == 0;
 }
 
 bool HCrashRptSettings::isCrashReporterEnabled(const std::string& product) {
-    // The environment costs least, so it is asked first.
+    // The environment is tested first because that costs least.
     if (isCrptEnvironVarOff()) return false;
-    // On purpose: reporting is for machines inside the maker's own network only.
+    // Contract: only machines inside the maker's own network report crashes.
     if (!isRunningOnInternalHost()) return false;
     return isSupportedProduct(product);
 }

@@ -1,5 +1,5 @@
-// Stands in for pthread_create(), so that each thread of a host is registered before its own code
-// runs, without a change to the host.
+// Replaces pthread_create(), so that each thread of a host is registered before its own code runs.
+// The host needs no change.
 #include <dlfcn.h>
 #include <pthread.h>
 
@@ -21,7 +21,7 @@ struct Start {
 void* registerAndRun(void* self) {
     const Start start = *static_cast<Start*>(self);
     delete static_cast<Start*>(self);
-    // A thread that cannot be registered runs all the same.
+    // A thread that cannot be registered runs nevertheless.
     HCrashReporter::registerThisThread();
     return start.routine(start.argument);
 }

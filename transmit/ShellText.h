@@ -1,4 +1,5 @@
-/// @file Checks of texts that go into a shell's command line.
+/// @file
+/// Checks of texts that go into a shell's command line.
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
-/// @file Keeps uploads apart, in all processes that use one temporary directory.
+/// @file
+/// Keeps uploads apart, in all processes that use one temporary directory.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,5 @@
-/// @file Advice for the reader of the log of an upload that failed.
+/// @file
+/// Advice for the reader of the log of an upload that failed.
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
-/// @file Builds the command line for curl.
+/// @file
+/// Builds the command line for curl.
 #pragma once
 
 #include <optional>

@@ -1,4 +1,5 @@
-/// @file Builds the environment for curl.
+/// @file
+/// Builds the environment for curl.
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
-/// @file Finds the system's curl.
+/// @file
+/// Finds the system's curl.
 #pragma once
 
 #include <optional>

@@ -1,4 +1,5 @@
-/// @file Reads curl's verbose trace of an upload.
+/// @file
+/// Reads curl's verbose trace of an upload.
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
-/// @file Tests of texts.
+/// @file
+/// Tests of texts.
 #pragma once
 
 #include <string>

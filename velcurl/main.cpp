@@ -1,5 +1,6 @@
-/// @file velcurl: takes curl's options, runs the system's curl and says why an upload was not
-/// accepted. See docs/velcurl.md.
+/// @file
+/// velcurl: takes curl's options, runs the system's curl and says why an upload was not accepted.
+/// See docs/velcurl.md.
 
 #include <signal.h>
 #include <sys/resource.h>

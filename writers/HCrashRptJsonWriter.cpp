@@ -18,7 +18,8 @@ namespace {
 
 constexpr unsigned kIndentWidth = 2;  // blanks
 
-/// The node's text as a string of the document. It ends at its first NUL, on purpose.
+/// Returns the node's text as a string of the document.
+/// Contract: the string ends at the text's first NUL, so that no report contains one.
 rapidjson::Value copyOfKey(const TableNode& node, rapidjson::Document::AllocatorType& allocator) {
     const std::string key = node.getKey();
     const auto length = static_cast<rapidjson::SizeType>(std::strlen(key.c_str()));
@@ -44,18 +45,18 @@ bool hcrpt::writeJsonReport(const std::string& path, const Manager& manager) {
         hcrpt::logError("file " + path + " is not writable.");
         return false;
     }
-    // The crash reporter may list the directory at any moment and sends what it finds.
+    // The crash reporter may list the directory at any moment and sends every report that it finds.
     hcrpt::AtomicFile file(path);
     if (!file.isOpen()) {
-        // On purpose no blank after the colon.
+        // Contract: no blank after the colon: tools search logs for this line in this form.
         hcrpt::logError("Could not open crash report file for write:" + path);
         return false;
     }
     rapidjson::Document document(rapidjson::kObjectType);
     HCrashRptJsonWriter::populateDocWithMetaData(document, manager);
     writeIndented(document, file.stream());
-    // Leaves no half report, cut off by a full disk: it would be sent as if it were a whole one.
-    // Contract: a failed write is not reported: the caller could not act on it.
+    // Leaves no file when a full disk cut the report short: the crash reporter would send it as if
+    // it were complete. Contract: a failed write is not reported: the caller could not act on it.
     static_cast<void>(file.commit());
     return true;
 }
@@ -67,7 +68,7 @@ std::string HCrashRptJsonWriter::getCrashReportJsonName() {
 void HCrashRptJsonWriter::populateDocWithMetaData(rapidjson::Document& document,
                                                   const Manager& manager) {
     rapidjson::Document::AllocatorType& allocator = document.GetAllocator();
-    // A name that occurs twice stays twice: a log with two error lines has two signal numbers.
+    // A name may occur twice: a log with two error lines has two signal numbers.
     for (const TableNode* node : manager.getTable())
         document.AddMember(copyOfKey(*node, allocator), setValRec(node->getTreeTable(), allocator),
                            allocator);

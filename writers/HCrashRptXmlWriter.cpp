@@ -11,7 +11,7 @@ using HCrashRptMetaData::TableNode;
 
 namespace {
 
-/// Items of this name, written exactly so, are gathered at the end of the document.
+/// Items with exactly this name are collected at the end of the document.
 constexpr char kStackTraceKey[] = "stacktrace";
 
 }  // namespace
@@ -22,13 +22,13 @@ std::string HCrashRptXmlWriter::writeXmlRpt(const std::string& directory, Manage
         hcrpt::logError("file " + path + " is not writable.");
         return "";
     }
-    // The directory may be one whose reports are sent as soon as they are listed.
+    // The directory may be one from which reports are sent as soon as they are listed.
     hcrpt::AtomicFile file(path);
-    // On purpose no test whether it is open, unlike the JSON writer: a stream that is not takes the
-    // document and loses it without a message.
+    // Contract: the stream is not checked, unlike in the JSON writer: if the file could not be
+    // opened, the document is lost without a message.
     writeXmlFromMetaData(file.stream(), manager);
-    // Leaves no half report, cut off by a full disk: it would be sent as if it were a whole one.
-    // Contract: a failed write is not reported: the caller could not act on it.
+    // Leaves no file when a full disk cut the report short: it would be sent as if it were
+    // complete. Contract: a failed write is not reported: the caller could not act on it.
     static_cast<void>(file.commit());
     return path;
 }
@@ -54,7 +54,7 @@ void HCrashRptXmlWriter::writeXmlFromMetaData(std::ofstream& stream, Manager& ma
 }
 
 std::string HCrashRptXmlWriter::getXmlMarkUp(std::string tag, std::string value) {
-    // On purpose nothing is escaped: readers of these files take the text as it is.
+    // Contract: no character is escaped: readers of these files take the text unchanged.
     return "<" + tag + ">" + value + "</" + tag + ">";
 }
 

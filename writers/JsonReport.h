@@ -1,5 +1,5 @@
 /// @file
-/// A JSON report at a place of the caller's choice.
+/// Writes a JSON report at any path.
 #pragma once
 
 #include <string>
@@ -8,8 +8,8 @@
 
 namespace hcrpt {
 
-/// What HCrashRptJsonWriter::writeJsonRpt() does, for a file of any name. @crashtime
-/// @return false when the file cannot be made; true also when a write fails.
+/// Does the same as HCrashRptJsonWriter::writeJsonRpt(), for a file of any name. @crashtime
+/// @return false when the file cannot be created; true even when a write fails
 [[nodiscard]] bool writeJsonReport(const std::string& path,
                                    const HCrashRptMetaData::Manager& manager);
 

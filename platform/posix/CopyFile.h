@@ -1,4 +1,5 @@
-/// @file Copies a file so that the copy appears complete or not at all.
+/// @file
+/// Copies a file so that the copy appears complete or not at all.
 #pragma once
 
 #include <string>

@@ -1,5 +1,5 @@
-/// @file Where the product's directories are: each has an environment variable that overrides a
-/// default.
+/// @file
+/// Where the product's directories are: each has an environment variable that overrides a default.
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
-/// @file Iterates over the entries of a directory.
+/// @file
+/// Iterates over the entries of a directory.
 #pragma once
 
 #include <dirent.h>

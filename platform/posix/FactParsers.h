@@ -1,4 +1,5 @@
-/// @file Extracts facts about machine and user from texts. No function here calls the system.
+/// @file
+/// Extracts facts about machine and user from texts. No function here calls the system.
 ///
 /// Host name, user name and domain become parts of file names and of a shell command line. These
 /// functions return none of them with a character that is special there.

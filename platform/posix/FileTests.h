@@ -1,4 +1,5 @@
-/// @file Tests of a path, see HUTFile.
+/// @file
+/// Tests of a path, see HUTFile.
 #pragma once
 
 #include <string>

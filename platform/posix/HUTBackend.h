@@ -1,4 +1,5 @@
-/// @file The object that answers for HUTEnv, HUTFile and HUTFork. Tests replace it.
+/// @file
+/// The object that answers for HUTEnv, HUTFile and HUTFork. Tests replace it.
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
-/// @file Facts that a host gives to this platform library.
+/// @file
+/// Facts that a host gives to this platform library.
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
-/// @file Starts a command line in a child process.
+/// @file
+/// Starts a command line in a child process.
 #pragma once
 
 #include <string>

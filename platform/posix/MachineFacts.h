@@ -1,4 +1,5 @@
-/// @file Facts about machine, user and process, read once when the library is loaded.
+/// @file
+/// Facts about machine, user and process, read once when the library is loaded.
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
-/// @file Creates directories for their owner only.
+/// @file
+/// Creates directories for their owner only.
 #pragma once
 
 #include <string>

@@ -1,4 +1,5 @@
-/// @file Works on paths as text. No function here uses the file system.
+/// @file
+/// Works on paths as text. No function here uses the file system.
 #pragma once
 
 #include <string>

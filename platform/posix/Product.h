@@ -1,4 +1,5 @@
-/// @file The product's facts, as the host has set them.
+/// @file
+/// The product's facts, as the host has set them.
 #pragma once
 
 #include "HUTPlatform.h"

@@ -1,4 +1,5 @@
-/// @file Removes directory trees.
+/// @file
+/// Removes directory trees.
 #pragma once
 
 #include <string>

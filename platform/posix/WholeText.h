@@ -1,4 +1,5 @@
-/// @file Reads small system files.
+/// @file
+/// Reads small system files.
 #pragma once
 
 #include <string>
