@@ -1,4 +1,5 @@
-// A raw trace of real names demangled, beside the demangler alone and beside c++filt.
+// Demangles a raw trace with real names. Yardsticks: the C++ library's demangler alone, and
+// c++filt.
 #include <benchmark/benchmark.h>
 #include <cxxabi.h>
 
@@ -27,7 +28,7 @@ void conversion(benchmark::State& state) {
 }
 BENCHMARK(conversion)->Apply(lineCounts);
 
-// The yardstick: names in memory, one after the other, nothing else.
+// The yardstick: demangles names in memory and does nothing else.
 void demanglerAlone(benchmark::State& state) {
     const std::vector<std::string>& names = bench::realNames();
     const auto lines = static_cast<std::size_t>(state.range(0));

@@ -1,4 +1,4 @@
-// Whether any registered process still runs, beside the least that takes: reading the file and one
+// Tests if a registered process still runs. Yardstick: the minimum, reading the file and one
 // existence test for each record.
 #include <benchmark/benchmark.h>
 #include <sys/stat.h>

@@ -1,4 +1,4 @@
-// A look into a crash store in which there is nothing to do.
+// A pass over a crash store without work.
 #include <benchmark/benchmark.h>
 #include <dirent.h>
 #include <fcntl.h>
@@ -59,14 +59,14 @@ void oneListing(benchmark::State& state) {
 }
 BENCHMARK(oneListing)->Apply(fileCounts);
 
-// A store for each number of traces, made once, since traces have to grow old.
+// One store for each number of traces, filled once, because the traces must reach a certain age.
 const bench::Session& oldTraces(long traces) {
     static std::map<long, std::unique_ptr<bench::Session>> sessions;
     std::unique_ptr<bench::Session>& session = sessions[traces];
     if (session == nullptr) {
         session = std::make_unique<bench::Session>();
         fillWithTraces(*session, traces);
-        // What has only just been written is read again in each pass, whatever its times say.
+        // A pass reads traces again that were written a moment ago, whatever their times are.
         sleep(3);
     }
     session->enter();

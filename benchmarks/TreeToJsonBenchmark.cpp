@@ -1,5 +1,5 @@
-// A tree as large as the crash-time arena allows, written as a report, beside rapidjson writing the
-// same document.
+// Writes a tree as large as the crash-time arena allows as a report. Yardstick: rapidjson writes
+// the same document.
 #include <benchmark/benchmark.h>
 #include <rapidjson/document.h>
 #include <rapidjson/ostreamwrapper.h>
@@ -18,7 +18,7 @@ namespace {
 using HCrashRptMetaData::Manager;
 using HCrashRptMetaData::TableNode;
 
-// As many leaves as fit into the arena's 50,000 bytes beside the few nodes above them.
+// The number of leaves that fit into the arena's 50,000 bytes besides the few nodes above them.
 constexpr long kFullArena = 50000 / sizeof(TableNode) - 10;
 
 void leafCounts(benchmark::internal::Benchmark* it) {
@@ -31,8 +31,8 @@ std::string frame(std::size_t i) {
     return "libzeb_mesh.so(" + names[i % names.size()] + "+0x1a)[0x7f3a2c1d4e5f]";
 }
 
-// Leaves come from the arena, which is never given back, so there is one tree for each process and
-// the smaller ones are its first leaves.
+// Leaves come from the arena, which frees no block, so a process has one tree; smaller trees use
+// its first leaves.
 const std::vector<TableNode*>& leaves() {
     static const std::vector<TableNode*> all = [] {
         Manager manager;

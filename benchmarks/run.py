@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Runs the benchmarks of a build directory and writes docs/performance.md; see scripts/bench.
 
-Every figure stands beside a yardstick that was measured in the same run, in turn with it. Figures
-are medians. Needs nothing but Python 3; plots are drawn by gnuplot.
+Each figure has a yardstick that was measured alternately with it in the same run. Figures are
+medians. The script needs only Python 3; gnuplot draws the plots.
 """
 import argparse
 import contextlib
@@ -24,8 +24,8 @@ DOCUMENT = ROOT / "docs/performance.md"
 PLOTS = ROOT / "docs/performance"
 MARK = "<!-- made by scripts/bench -->"
 
-RUNS = 15          # of a whole process, at least
-REPETITIONS = 9    # of a benchmark inside a process
+RUNS = 15          # minimum for a program
+REPETITIONS = 9    # for a benchmark inside a process
 CRASHES = 100
 REPORTS = 30
 IDLE_SECONDS = 60
@@ -50,7 +50,7 @@ class Bench:
 
     @contextlib.contextmanager
     def session(self, parent=None):
-        """A session of its own; yields its directory and the environment that leads to it."""
+        """Makes a session; yields its directory and the environment that leads to it."""
         with tempfile.TemporaryDirectory(prefix="hcrpt-bench.", dir=parent) as directory:
             path = pathlib.Path(directory)
             for name in ("appdata", "data/telemon", "tmp", "work"):
@@ -64,7 +64,7 @@ class Bench:
 
     @contextlib.contextmanager
     def crash_reporter(self, directory, environment):
-        """A crash reporter that has made its registration file."""
+        """Starts a crash reporter; yields it once it has made its registration file."""
         reporter = subprocess.Popen([self.tools / "crash_reporter"], env=environment,
                                     stdout=subprocess.DEVNULL, start_new_session=True)
         try:
@@ -86,7 +86,7 @@ class Bench:
 
     @contextlib.contextmanager
     def idle_host(self, directory, environment):
-        """A registered host that does nothing."""
+        """Starts a registered host that only sleeps."""
         host = subprocess.Popen([self.programs / "deep_host", "-idle"], env=environment,
                                 cwd=directory / "work")
         try:
@@ -96,7 +96,7 @@ class Bench:
             host.wait()
 
     def stopwatch(self, *arguments, environment=None, status=None):
-        """Nanoseconds and error output of a program under the stopwatch."""
+        """Returns nanoseconds and error output of a program under the stopwatch."""
         done = subprocess.run([self.programs / "stopwatch", *map(str, arguments)], env=environment,
                               capture_output=True, text=True, check=True)
         nanoseconds, ended = map(int, done.stdout.split())
@@ -105,7 +105,7 @@ class Bench:
         return nanoseconds, done.stderr
 
     def library(self):
-        """Median nanoseconds of each benchmark inside a process, by name."""
+        """Returns the median nanoseconds of each benchmark inside a process, by name."""
         if self._library is None:
             with tempfile.NamedTemporaryFile(suffix=".json") as out:
                 subprocess.run(
@@ -148,8 +148,8 @@ class Bench:
         self.growth["raw trace, tmpfs"] = ("frames", series)
 
     def raw_trace(self, frames, parent):
-        """Medians of the library and of the bare loop with as many lines."""
-        own_frames = 8  # of the crash handler and the signal, above those of the host
+        """Returns the medians of the library and of the bare loop with as many lines."""
+        own_frames = 8  # frames of the crash handler and the signal, above the host's
         ours, bare = [], []
         with self.session(parent) as (path, environment):
             work = path / "work"
@@ -194,7 +194,7 @@ class Bench:
     def end(self):
         ends = []
         with self.session(self.build) as (path, environment):
-            # While one host lives the crash reporter stays, as in a session at work.
+            # The crash reporter runs as long as a host runs, like in a real session.
             with self.crash_reporter(path, environment), self.idle_host(path, environment):
                 for _ in range(CRASHES):
                     ends.append(self.stopwatch("-exit", path / "work", self.programs / "deep_host",
@@ -298,7 +298,7 @@ class Bench:
                              times(figure / base), "≤ 1.1 ×", figure <= 1.1 * base))
 
     def shell_loop(self, paths, host, port, ca, directory):
-        """Nanoseconds of the same curl command for each report, by a loop of the shell."""
+        """Returns the nanoseconds of a shell loop with the same curl command for each report."""
         loop = """for report in "$@"; do
             curl -q --http1.1 --no-progress-meter --connect-timeout 10 --max-time 120 \
                 --connect-to "$HOST:443:127.0.0.1:$PORT" --noproxy '*' --verbose --cacert "$CA" \
@@ -315,7 +315,7 @@ class Bench:
         with self.session() as (path, environment):
             with self.crash_reporter(path, environment) as reporter, \
                     self.idle_host(path, environment):
-                time.sleep(20)  # beyond all that belongs to its start
+                time.sleep(20)  # until the work of its start is over
                 before = of_process(reporter.pid)
                 time.sleep(IDLE_SECONDS)
                 after = of_process(reporter.pid)
@@ -336,7 +336,7 @@ def store(directory):
 
 
 def memory():
-    """A directory in memory."""
+    """Returns a directory in memory."""
     return "/dev/shm"
 
 
@@ -383,8 +383,8 @@ def machine(build):
 
 
 def plot(growth):
-    """One panel for each series, both axes logarithmic: what grows with its input is a line of
-    slope one."""
+    """Draws one panel for each series with logarithmic axes: linear growth is a line of slope
+    one."""
     PLOTS.mkdir(exist_ok=True)
     columns = 2
     rows = (len(growth) + columns - 1) // columns

@@ -1,5 +1,5 @@
-# Values that the deployment agrees with its report server. They end in settings and transmit
-# sources as compile definitions; a value of the wrong form stops the configuration.
+# Values on which the deployment and its report server agree. The sources of settings and transmit
+# get them as compile definitions. A malformed value stops the configuration.
 
 set(HCRPT_REPORT_HOST "crash-reports.veltra.example" CACHE STRING
     "Host name of the report server")
@@ -13,8 +13,8 @@ function(hcrpt_require_host_name variable)
     if(value STREQUAL "")
         message(FATAL_ERROR "${variable} is empty; it must be a host name.")
     endif()
-    # The value stands unquoted in a shell command line, so only letters, digits, "-" and "."
-    # are let through.
+    # The value stands unquoted in a shell command line, so it may contain only letters, digits, "-"
+    # and ".".
     set(label "[A-Za-z0-9]([A-Za-z0-9-]*[A-Za-z0-9])?")
     if(NOT value MATCHES "^${label}(\\.${label})*$")
         message(FATAL_ERROR "${variable}='${value}' is not a host name.")

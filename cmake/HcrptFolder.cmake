@@ -1,4 +1,4 @@
-# Functions by which each folder declares what it is made of.
+# Functions with which each folder declares its targets.
 
 # hcrpt_own_headers(<out> <folder>): sets <out> to an include directory in which nothing but the
 # headers of this source folder is found, as "<folder's name>/<header>.h".
@@ -57,7 +57,7 @@ function(hcrpt_folder name)
     set_target_properties(hcrpt_${name}_border PROPERTIES
         LINKER_LANGUAGE CXX LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/border)
     target_link_libraries(hcrpt_${name}_border PRIVATE ${uses} hcrpt_platform hcrpt_base hcrpt_flags)
-    if(NOT HCRPT_SANITIZE)  # a sanitizer's own symbols are resolved in the program only
+    if(NOT HCRPT_SANITIZE)  # only a program resolves a sanitizer's own symbols
         target_link_options(hcrpt_${name}_border PRIVATE -Wl,-z,defs)
     endif()
 
@@ -80,7 +80,7 @@ function(hcrpt_folder name)
     set_property(GLOBAL APPEND PROPERTY HCRPT_FOLDERS ${name})
 endfunction()
 
-# Reads the folder names that hcrpt_folder() has collected so far.
+# Sets out to the folder names that hcrpt_folder() has collected so far.
 function(hcrpt_all_folders out)
     get_property(folders GLOBAL PROPERTY HCRPT_FOLDERS)
     set(${out} ${folders} PARENT_SCOPE)

@@ -1,5 +1,5 @@
-# Installation: the tree that the programs expect (root/bin/unwrapped/lnx64.o, root/lib/lnx64.o), the
-# public headers and a CMake package, so that a host finds hcrpt::hcrpt with find_package(hcrpt).
+# Installs the tree that the programs expect (root/bin/unwrapped/lnx64.o, root/lib/lnx64.o), the
+# public headers, and a CMake package with which a host finds hcrpt::hcrpt by find_package(hcrpt).
 
 include(CMakePackageConfigHelpers)
 set(package_dir lib/cmake/hcrpt)

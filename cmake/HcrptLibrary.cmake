@@ -1,13 +1,13 @@
-# The installed shared library: the objects of all folders. (Linked from static libraries it
-# would lose the classes that only callers outside use.)
+# The installed shared library, made of the objects of all folders. (Made of static libraries, it
+# would lose classes that only hosts use.)
 
 hcrpt_all_folders(folders)
 list(TRANSFORM folders REPLACE "(.+)" "$<TARGET_OBJECTS:hcrpt_\\1_objects>" OUTPUT_VARIABLE objects)
 
 add_library(hcrpt SHARED ${objects})
 add_library(hcrpt::hcrpt ALIAS hcrpt)
-# The word HCrashReporter in the file name is what trace readers go by to drop the library's
-# own frames; see docs/architecture.md.
+# Readers of traces recognise the library's own frames by the word HCrashReporter in the file name;
+# see docs/architecture.md.
 set_target_properties(hcrpt PROPERTIES OUTPUT_NAME zeb_HCrashReporter LINKER_LANGUAGE CXX)
 hcrpt_shared_library(hcrpt)
 target_include_directories(hcrpt PUBLIC

@@ -22,24 +22,23 @@ if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
     set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
 endif()
 
-# Every private compile and link flag of this project travels in this one target.
+# This target has all private compile and link flags of the project.
 add_library(hcrpt_flags INTERFACE)
 target_compile_options(hcrpt_flags INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion
-    # Unwinding needs tables in every function, and whole frames demangle traces.
+    # The unwinder needs tables for every function; frame pointers keep every frame in a trace.
     -fasynchronous-unwind-tables -fno-omit-frame-pointer
     $<$<BOOL:${HCRPT_WERROR}>:-Werror>)
-# Immediate binding: resolving a lazily bound symbol costs about 3 KiB of stack, which the
-# 8 KiB alternate signal stack does not have.
+# Immediate binding: resolving a lazily bound symbol needs about 3 KiB of stack, which the 8 KiB
+# alternate signal stack cannot spare.
 target_link_options(hcrpt_flags INTERFACE -Wl,-z,relro -Wl,-z,now)
 
 if(HCRPT_SANITIZE)
-    # The crash-time arena hands out blocks without alignment on purpose, so UBSan's alignment
-    # check is off. vptr needs type information across library borders that hidden symbols
-    # do not give.
+    # Contract: the crash-time arena's blocks are not aligned, so UBSan's alignment check is off.
+    # The vptr check needs type information that hidden symbols do not give across libraries.
     target_compile_options(hcrpt_flags INTERFACE
         -fsanitize=address,undefined -fno-sanitize=alignment,vptr -fno-sanitize-recover=undefined
-        # GCC loses track of initialisations in instrumented code, such as that of std::regex.
+        # GCC warns wrongly in instrumented code, such as that of std::regex.
         $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(hcrpt_flags INTERFACE -fsanitize=address,undefined)
 endif()
@@ -58,7 +57,7 @@ if(HCRPT_BUILD_FUZZERS)
         -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/fuzz/sanitizer-ignorelist.txt)
 endif()
 
-# The build tree is laid out like an installation, so that programs find each other in it.
+# The build tree has the layout of an installation, so that programs find each other there.
 set(HCRPT_ROOT_DIR ${CMAKE_BINARY_DIR}/root)
 set(HCRPT_BIN_SUBDIR bin/unwrapped/lnx64.o)
 set(HCRPT_LIB_SUBDIR lib/lnx64.o)

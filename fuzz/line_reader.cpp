@@ -1,4 +1,4 @@
-// The line reader of a crashing process, on buffers of exactly the size that it may touch.
+// The line reader of a crashing process, with buffers of exactly the size that it may use.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <algorithm>
@@ -15,7 +15,7 @@ struct Reading {
     std::size_t offset = 0;
 };
 
-/// The contract, said in another way: by the position of the next line feed.
+/// The documented behaviour, computed in another way: from the position of the next line feed.
 Reading expectedReading(const std::string& bytes, std::size_t cap, std::size_t offset, bool skip) {
     if (offset >= bytes.size() || cap == 0) return {"", offset};
     const std::size_t lineFeed = bytes.find('\n', offset);
@@ -26,7 +26,7 @@ Reading expectedReading(const std::string& bytes, std::size_t cap, std::size_t o
     return {bytes.substr(offset, end - offset), next};
 }
 
-/// Compares one call with the contract. @return the new offset
+/// Compares one call with the expected result. @return the new offset
 std::size_t checkCall(std::string& bytes, char* source, std::size_t cap, std::size_t offset,
                       bool skip) {
     constexpr char kUntouched = '\x7f';
@@ -51,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto start = input.ConsumeIntegralInRange<std::size_t>(0, 40);
     const auto modes = input.ConsumeIntegral<std::uint16_t>();
     std::string bytes = input.ConsumeRemainingBytesAsString();
-    if (bytes.empty()) return 0;  // there is always a last readable byte
+    if (bytes.empty()) return 0;  // the function requires a last readable byte
     const std::unique_ptr<char[]> source(new char[bytes.size()]);
     std::memcpy(source.get(), bytes.data(), bytes.size());
 
@@ -60,7 +60,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (int call = 0; call < 16; ++call)
         offset = checkCall(bytes, source.get(), cap, offset, (modes >> call & 1) != 0);
 
-    // Reading on until the offset stays gives all bytes, once each.
+    // Repeated calls until the offset stays give all bytes, once each.
     std::string all;
     offset = 0;
     while (cap > 0) {

@@ -1,4 +1,4 @@
-// Names that nobody mangled: the demangler's bounds, and its own results within them.
+// The demangler with arbitrary names: its limits, and its results within them.
 #include <cxxabi.h>
 #include <sys/resource.h>
 
@@ -23,7 +23,7 @@ double processorTime() {
     return seconds;
 }
 
-/// Whether the name has nothing that could repeat one of its parts.
+/// Returns true when the name has no element that could repeat one of its parts.
 bool expandsNowhere(const std::string& name) {
     return name.size() <= 1000 && name.find_first_of("STD") == std::string::npos &&
            !fuzz::contains(name, "sp");
@@ -39,7 +39,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_REQUIRE(readable == nullptr || name.size() <= hcrpt::kMaxMangledName);
     FUZZ_REQUIRE(readable == nullptr || std::strlen(readable.get()) <= hcrpt::kMaxDemangledName);
 
-    // The demangler itself may be asked only where it comes back: it just has, or must.
+    // The C++ library's demangler is called only for names for which it returns: it has just
+    // returned, or nothing in the name expands.
     if (readable == nullptr && !expandsNowhere(name)) return 0;
     int status = 0;
     const hcrpt::DemangledName expected(

@@ -1,4 +1,4 @@
-// What processes leave about themselves, and what else may lie in its place.
+// The files of process facts, and any other content in their place.
 #include <algorithm>
 
 #include "facts/ProcessFacts.h"
@@ -23,7 +23,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string path = fuzz::directory() + "/facts";
     const std::string input = fuzz::text(data, size);
 
-    // As a file: what is taken from it can be left and taken again.
+    // The input as a file: facts read from it can be written and read again.
     fuzz::writeFile(path, input);
     const auto read = hcrpt::readFacts(path);
     if (read) {
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         requireSame(*again, *read);
     }
 
-    // As the texts of a process: they come back as they were.
+    // The input as the texts of a process: they are read back unchanged.
     ProcessFacts facts;
     for (std::string ProcessFacts::*text : kTexts) facts.*text = input;
     std::reverse(facts.commandLine.begin(), facts.commandLine.end());

@@ -1,4 +1,4 @@
-// A raw trace becomes a stack-trace log, line by line.
+// The conversion of a raw trace into a stack-trace log.
 #include <cstring>
 
 #include "fuzz/support/Fuzz.h"
@@ -7,7 +7,8 @@
 
 namespace {
 
-/// The stack-trace log by the rules of a line, each of which has a target of its own.
+/// Returns the stack-trace log according to the rules for a single line, each of which has its own
+/// target.
 std::string expectedLog(const std::string& raw) {
     std::string log;
     for (std::string line : fuzz::linesOf(raw)) {

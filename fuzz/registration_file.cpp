@@ -1,4 +1,4 @@
-// The registration file, which processes of any machine write.
+// The registration file, to which processes of any machine write.
 #include <cstdlib>
 #include <filesystem>
 #include <unordered_set>
@@ -56,7 +56,7 @@ void checkIdentity(const std::string& record) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static Session session;
-    if (size == 0) return 0;  // an empty file is waited for
+    if (size == 0) return 0;  // the function waits while the file is empty
     const std::string content = fuzz::text(data, size);
     fuzz::writeFile(HCrashRptSettings::getProcRegFileFullPath(), content);
     HCrashReporter::registeredProcSet.clear();
@@ -79,7 +79,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     FUZZ_REQUIRE(HCrashReporter::registeredProcSet == announced);
     FUZZ_REQUIRE(fuzz::StandardOutput::content() == messages);
 
-    // What has been announced is not announced again.
+    // A record is announced only once.
     fuzz::StandardOutput::clear();
     FUZZ_REQUIRE(HCrashReporter::isExitCondition() == isOver);
     FUZZ_REQUIRE(fuzz::StandardOutput::content().empty());

@@ -1,4 +1,4 @@
-// The report server's form: any content type and body, and forms that a client could have sent.
+// The report server's form: arbitrary content types and bodies, and forms as a client sends them.
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <optional>
@@ -24,7 +24,8 @@ void checkName(const std::string& clientName) {
     FUZZ_REQUIRE(report_server::safeName(name) == name);
 }
 
-/// Nothing of the form is anything but a part of the body, in its order and once.
+/// Checks that each field of the form is a part of the body, and that the fields come in the body's
+/// order, once each.
 void checkAgainst(const std::optional<ReportForm>& form, const std::string& contentType,
                   const std::string& body) {
     if (!form) return;
@@ -35,7 +36,7 @@ void checkAgainst(const std::optional<ReportForm>& form, const std::string& cont
     FUZZ_REQUIRE(body.find("--" + *boundary, closing + 1) == std::string::npos);
     for (const std::string* part : {&form->content, &form->domain, &form->regid, &form->access})
         FUZZ_REQUIRE(fuzz::contains(body, *part) && !fuzz::contains(*part, "--" + *boundary));
-    // The decoder takes file names as URL-encoded, so they need not stand in the body.
+    // The decoder decodes file names as URLs, so the body need not contain them.
     FUZZ_REQUIRE(form->fileName.size() <= body.size());
     FUZZ_REQUIRE(form->hasFile || (form->content.empty() && form->fileName.empty()));
     checkName(form->fileName);
@@ -48,7 +49,7 @@ void checkAnyBody(FuzzedDataProvider& input) {
     checkAgainst(report_server::decodeForm(contentType, body), contentType, body);
 }
 
-/// A form in the way of the upload tool is decoded byte for byte.
+/// Checks that a form like the upload tool's is decoded byte for byte.
 void checkUpload(FuzzedDataProvider& input) {
     const std::string delimiter = "--b0undary";
     const std::string code = std::to_string(input.ConsumeIntegral<unsigned>());
@@ -69,7 +70,7 @@ void checkUpload(FuzzedDataProvider& input) {
     FUZZ_REQUIRE(form->content == content);
     FUZZ_REQUIRE(form->fileName == "CrashReport_1.json" && form->access == code);
     FUZZ_REQUIRE(form->domain.empty() && form->regid.empty());
-    // Cut off anywhere before its closing delimiter it is no form.
+    // A body that is cut off before its closing delimiter is refused.
     const std::size_t end = body.size() - std::string("--\r\n").size();
     FUZZ_REQUIRE(!report_server::decodeForm(contentType, body.substr(0, end)));
 }

@@ -41,7 +41,7 @@ std::string subsystemOf(const std::string& frame) {
     return end == npos || end < start + length ? rest : rest.substr(0, end - start - length);
 }
 
-/// The failing function's name, if the frame may be the failing one.
+/// Returns the function's name if the frame can be the failing frame.
 std::optional<std::string> functionOf(const std::string& frame) {
     const std::size_t open = frame.find('(');
     const std::string from = open == npos ? frame : frame.substr(open + 1);

@@ -1,5 +1,5 @@
-// One line of a trace: its path is cut off, its name demangled; in the crash reporter and, with
-// memory that was reserved, in the crashing process.
+// One line of a trace: its path is removed and its name demangled, both in the crash reporter and,
+// with reserved memory, in the crashing process.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -16,7 +16,8 @@ namespace {
 
 constexpr std::size_t kScratchSize = 10000;  // bytes
 
-/// The text without its path, from a buffer of its very size: a byte too far is seen.
+/// Returns the text without its path. The buffer has exactly the text's size, so that
+/// AddressSanitizer finds an access beyond it.
 std::string withoutPath(const std::string& text) {
     const std::unique_ptr<char[]> buffer(new char[text.size() + 1]);
     std::memcpy(buffer.get(), text.c_str(), text.size() + 1);
@@ -47,7 +48,7 @@ void checkReporter(const std::string& line) {
     FUZZ_REQUIRE(result == expected);
 }
 
-/// What the handler of a crashing process writes for the line.
+/// Returns the line that the handler of a crashing process writes.
 std::string byHandler(const std::string& line) {
     static HCrashReporter::HCrptLinuxExceptionHandler handler;
     static const int file = memfd_create("trace", MFD_CLOEXEC);

@@ -1,4 +1,5 @@
-// Any tree becomes a JSON text that parses and reads back equal, also when the arena was exhausted.
+// Any tree gives a JSON text that can be parsed and equals the tree, even when the arena is
+// exhausted.
 #include <fuzzer/FuzzedDataProvider.h>
 #include <rapidjson/document.h>
 
@@ -40,8 +41,8 @@ bool isText(const rapidjson::Value& value, const std::string& text) {
            std::string(value.GetString(), value.GetStringLength()) == text.c_str();
 }
 
-/// Whether the value says what the children say. A text ends at its first NUL; a null child is one
-/// for which there was no memory.
+/// Returns true when the value equals the children. A text ends at its first NUL; a null child is
+/// one for which the arena had no memory.
 bool isEqual(const rapidjson::Value& value, const Nodes& children) {
     if (children.empty() || (children.size() == 1 && children.front() == nullptr))
         return isText(value, "");

@@ -1,4 +1,4 @@
-// The upload tool's log, which holds what a server has sent.
+// The upload tool's log, which contains text from a server.
 #include "fuzz/support/Fuzz.h"
 #include "hcrpt/HCrashRptTransmit.h"
 
@@ -8,7 +8,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     fuzz::writeFile(path, log);
     fuzz::StandardOutput::clear();
 
-    // The log is echoed up to the line that tells of success.
+    // The log is echoed up to the line of a success.
     bool isSuccess = false;
     std::string echo;
     for (const std::string& line : fuzz::linesOf(log)) {

@@ -1,10 +1,10 @@
 /// @file
-/// Frames of a shared library of their own, as those of a host are.
+/// Makes frames in a separate shared library, like those of a host.
 #pragma once
 
 namespace bench {
 
-/// Calls itself depth times, each time in a new frame, and then the function.
+/// Calls itself depth times, each time in a new frame, then calls the function.
 [[gnu::visibility("default")]] void callDeep(int depth, void (*function)());
 
 }  // namespace bench

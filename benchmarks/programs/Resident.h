@@ -1,5 +1,5 @@
 /// @file
-/// How much memory this process holds.
+/// Measures the memory of this process.
 #pragma once
 
 #include <unistd.h>
@@ -8,8 +8,8 @@
 
 namespace bench {
 
-/// Prints in KiB the resident memory of this process, and how much of it no other process and no
-/// file shares.
+/// Prints, in KiB, the resident memory of this process and the part of it that it shares with no
+/// other process and no file.
 inline void printResident() {
     FILE* const file = std::fopen("/proc/self/smaps_rollup", "r");
     if (file == nullptr) _exit(1);

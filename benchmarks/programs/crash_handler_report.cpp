@@ -1,5 +1,6 @@
-// What a crashing process does after its wait (facts, analysis, JSON), and the shell pipelines that
-// belong to it alone. Prints "routine NANOSECONDS" and "pipelines NANOSECONDS" in turn.
+// Measures the work of a crashing process after its wait (facts, analysis, JSON), and the shell
+// pipelines of that work alone. Prints "routine NANOSECONDS" and "pipelines NANOSECONDS"
+// alternately.
 //
 //   crash_handler_report RUNS READABLE_LOG
 #include <sys/wait.h>
@@ -18,7 +19,7 @@
 
 namespace {
 
-// In a child each time: the arena of a report is never given back.
+// Each run has its own child process, because the arena frees no block.
 template <class Function>
 void timeInChild(const char* name, Function function) {
     std::fflush(stdout);

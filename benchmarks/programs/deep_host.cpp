@@ -1,4 +1,4 @@
-// A host with the library.
+// A host that uses the library.
 //
 //   deep_host -start           registers, prints its resident memory and ends
 //   deep_host -crash DEPTH     dies of a null write in a call so deep, with handlers alone
@@ -37,7 +37,7 @@ int main(int argc, char** argv) {
         HCrashReporter::registration();
 
     if (std::strcmp(task, "-start") == 0) {
-        // As start_only does.
+        // Does the same work as start_only.
         std::ifstream file("/proc/self/comm");
         std::string name;
         file >> name;

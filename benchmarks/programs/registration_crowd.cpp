@@ -1,5 +1,5 @@
-// Many processes that register at the same moment. Prints how many did, how many records the file
-// holds, and the longest time that one took, in nanoseconds.
+// Starts many processes that register at the same moment. Prints how many registered, how many
+// records the file has, and the longest time that a registration took, in nanoseconds.
 //
 //   registration_crowd PROCESSES
 #include <sys/mman.h>

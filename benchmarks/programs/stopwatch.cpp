@@ -1,11 +1,12 @@
-// Runs a program in a directory and prints how long it took, in nanoseconds.
+// Runs a program in a directory and prints the time it took in nanoseconds.
 //
 //   stopwatch -file NAME DIRECTORY PROGRAM [ARGUMENT...]   from the program's mark until the file
 //                                                          has been closed; then ends the program
 //   stopwatch -exit DIRECTORY PROGRAM [ARGUMENT...]        from the program's mark until its end
 //   stopwatch -run DIRECTORY PROGRAM [ARGUMENT...]         from its start until its end
 //
-// The second figure is the program's status as a shell has it. Its output goes to standard error.
+// The second figure is the program's exit status as a shell reports it. The program's output goes
+// to standard error.
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>

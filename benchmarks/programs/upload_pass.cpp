@@ -1,5 +1,5 @@
-// One pass of the crash reporter over the reports of the session in the environment. Prints its
-// nanoseconds.
+// Runs one pass of the crash reporter over the reports of the session that the environment names.
+// Prints its time in nanoseconds.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>

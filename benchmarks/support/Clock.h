@@ -11,7 +11,7 @@ inline std::int64_t nanoseconds(const timespec& time) {
     return std::int64_t{1000000000} * time.tv_sec + time.tv_nsec;
 }
 
-/// Nanoseconds of a clock that is never set.
+/// Returns the nanoseconds of a monotonic clock.
 inline std::int64_t now() {
     timespec time = {};
     clock_gettime(CLOCK_MONOTONIC, &time);

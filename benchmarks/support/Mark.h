@@ -1,5 +1,5 @@
 /// @file
-/// The moment from which benchmarks/programs/stopwatch counts.
+/// Marks the moment from which benchmarks/programs/stopwatch measures.
 #pragma once
 
 #include <unistd.h>
@@ -10,7 +10,7 @@ namespace bench {
 
 constexpr int kMarkDescriptor = 3;
 
-/// Tells the stopwatch that started this program that what is to be measured begins now.
+/// Tells the stopwatch that started this program to begin its measurement now.
 inline void markNow() {
     timespec now = {};
     clock_gettime(CLOCK_MONOTONIC, &now);

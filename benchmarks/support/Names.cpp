@@ -12,7 +12,8 @@
 namespace bench {
 namespace {
 
-// The dynamic symbol table is followed by the names of its symbols, which gives their number.
+// The names of the symbols follow the dynamic symbol table, so their address gives the number of
+// symbols.
 void addNames(const link_map& library, std::vector<std::string>& names) {
     const ElfW(Sym)* symbols = nullptr;
     const char* texts = nullptr;

@@ -1,5 +1,5 @@
 /// @file
-/// Traces with the names of real C++ functions.
+/// Makes traces with the names of real C++ functions.
 #pragma once
 
 #include <string>
@@ -7,11 +7,11 @@
 
 namespace bench {
 
-/// The mangled names of the functions that the C++ library of this machine exports.
+/// Returns the mangled names of the functions that this machine's C++ library exports.
 const std::vector<std::string>& realNames();
 
-/// A raw trace of so many lines, in the form of backtrace_symbols_fd(); names repeat once all have
-/// been used.
+/// Returns a raw trace with that number of lines in the form of backtrace_symbols_fd(). Names
+/// repeat when all have been used.
 std::string rawTrace(std::size_t lines);
 
 }  // namespace bench

@@ -1,5 +1,5 @@
 /// @file
-/// A session of a benchmark's own.
+/// A session for a benchmark.
 #pragma once
 
 #include <string>
@@ -8,14 +8,14 @@
 
 namespace bench {
 
-/// A session that this process is in from its making on, with an empty crash store.
+/// A session with an empty crash store. The constructor sets the environment of this process to it.
 class Session : public test_support::Session {
   public:
     Session();
 };
 
-/// Ends the program with a message if the condition does not hold: a figure of something that did
-/// not happen is worth nothing.
+/// Ends the program with a message if the condition does not hold: a figure of work that was not
+/// done is worthless.
 void require(bool condition, const char* what);
 
 std::string readFile(const std::string& path);

@@ -1,5 +1,5 @@
-// The bare loop behind a raw trace: a walk one frame deeper, one line and one fsync for each frame;
-// then all lines at once. Without a signal, a handler or any care.
+// The bare loop behind a raw trace: for each frame an unwind that goes one frame deeper, one line
+// and one fsync; then all lines at once. It has no signal, no handler and no checks.
 //
 //   raw_trace_loop DEPTH FILE     calls itself so deep, then writes the trace into the file
 #include <execinfo.h>
@@ -32,7 +32,7 @@ void takeTrace() {
     backtrace_symbols_fd(s_frames, found, fd);
     fsync(fd);
     close(fd);
-    pause();  // until the stopwatch ends it, like the host that waits for its stack-trace log
+    pause();  // the stopwatch ends this process, like the host that waits for its stack-trace log
 }
 
 }  // namespace
@@ -40,7 +40,7 @@ void takeTrace() {
 int main(int argc, char** argv) {
     if (argc != 3) return EXIT_FAILURE;
     s_path = argv[2];
-    // Loads what the first walk needs, as the library does at load.
+    // The first backtrace loads the unwinder; the library does this when it is loaded.
     const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
     backtrace_symbols_fd(s_frames, backtrace(s_frames, kMaxFrames), null);
     bench::callDeep(std::atoi(argv[1]), &takeTrace);

@@ -1,5 +1,5 @@
-// What deep_host -start costs without the library. A C++ program like any host: the C++ library is
-// there before ours.
+// The cost of deep_host -start without the library. Like any host it is a C++ program, so the C++
+// library is loaded anyway.
 #include <fstream>
 #include <iostream>
 #include <string>

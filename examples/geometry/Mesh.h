@@ -1,5 +1,5 @@
 /// @file
-/// An in-house library of the example host: it fails when it is asked to.
+/// An in-house library of the example host with functions that fail.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 
 namespace zeb::geometry {
 
-/// A list of heights. Each of these members fails in its own way.
+/// A list of heights. Each member function fails in its own way.
 class Mesh {
   public:
     explicit Mesh(std::size_t size);

@@ -17,9 +17,9 @@ bool startCrashReporting() {
     const bool launched = HCrashReporter::launchCrashReporter();
     if (getpid() != self) _exit(127);  // the copy of this process in which exec failed
 
-    // In a fresh session the file to register in is made by the crash reporter that has just been
-    // started: registration() came too early, and an unregistered host is not waited for. Where
-    // there was a file already, a second record does no harm.
+    // In a fresh session the crash reporter, which has just been started, creates the registration
+    // file. registration() came too early for it, and the crash reporter would not wait for an
+    // unregistered host. If the file existed already, the second record does no harm.
     if (launched) HCrashReporter::registerThisProcess();
     return true;
 }

@@ -1,4 +1,4 @@
-// A host application in small: starts crash reporting, works for a while, and fails on demand.
+// A small host application: starts crash reporting, works for a while, and fails on demand.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -77,7 +77,7 @@ void writeXmlReport() {
     std::fflush(stdout);
 }
 
-/// Lets a copy of this process die, and waits for it: its report is finished then.
+/// Lets a copy of this process crash and waits for its end. Its report is complete then.
 void forceCoreDump() {
     const pid_t child = HCrashRptDebug::forceCoreDump();
     int status = 0;

@@ -62,8 +62,9 @@ void Solver::step(int iteration) {
 }
 
 void Solver::giveUp() {
-    // By way of a pointer, which does not say that it never returns: else the call would be the
-    // function's last instruction, and its return address, beyond the function's end, nameless.
+    // Called through a pointer, because the compiler knows that abort() never returns. A direct
+    // call would be the function's last instruction, and its return address would lie beyond the
+    // function's end, so the trace would show no name.
     void (*const volatile end)() = std::abort;
     end();
 }
@@ -74,7 +75,7 @@ void Solver::interrupt() {
 
 long Solver::relax(long depth) {
     long volatile residue = depth;
-    if (residue < 0) return 0;  // never: the stack ends first
+    if (residue < 0) return 0;  // never true: the stack overflows first
     return relax(residue + 1) + residue;
 }
 

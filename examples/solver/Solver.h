@@ -1,12 +1,12 @@
 /// @file
-/// The other in-house library of the example host.
+/// The second in-house library of the example host.
 #pragma once
 
 #include <string>
 
 namespace zeb::solver {
 
-/// The ways in which a run can end early.
+/// How a run can fail.
 enum class Failure {
     none,
     nullWrite,
@@ -18,11 +18,11 @@ enum class Failure {
     stackOverflow,
 };
 
-/// The failure of that name: null-write, illegal-instruction, division-by-zero, beyond-file, abort,
-/// quit, stack-overflow, none. Throws std::invalid_argument for any other.
+/// Returns the failure with that name: null-write, illegal-instruction, division-by-zero,
+/// beyond-file, abort, quit, stack-overflow, none. @throws std::invalid_argument for any other name
 Failure failureOf(const std::string& name);
 
-/// A run over a mesh, some calls deep.
+/// Runs over a mesh, a few calls deep.
 class Solver {
   public:
     explicit Solver(Failure failure);
@@ -32,7 +32,7 @@ class Solver {
     void step(int iteration);
     void giveUp();           ///< abort()
     void interrupt();        ///< raises SIGQUIT
-    long relax(long depth);  ///< calls itself without end
+    long relax(long depth);  ///< calls itself endlessly
 
     Failure m_failure;
 };

@@ -1,5 +1,5 @@
-// Defines all of HCrptResourceMgr that the metadata tree uses, so that the linker leaves the real
-// one out.
+// Defines all functions of HCrptResourceMgr that the metadata tree uses, so that the linker does
+// not take the real class.
 #include "fuzz/support/FreeableArena.h"
 
 #include <cstdlib>

@@ -6,13 +6,13 @@
 
 namespace fuzz {
 
-/// Stands in for HCrptResourceMgr where a target is linked with FreeableArena.cpp. Each block is
-/// one of the heap, so that AddressSanitizer sees its borders.
+/// Replaces HCrptResourceMgr in a target that is linked with FreeableArena.cpp. Each block comes
+/// from the heap, so that AddressSanitizer finds accesses beyond its ends.
 class FreeableArena {
   public:
-    /// So many more blocks are handed out; then the arena counts as exhausted.
+    /// The arena counts as exhausted after that number of blocks.
     explicit FreeableArena(std::size_t blocks);
-    /// Destroys the nodes in the blocks and gives the blocks back.
+    /// Destroys the nodes in the blocks and frees the blocks.
     ~FreeableArena();
     FreeableArena(const FreeableArena&) = delete;
     FreeableArena& operator=(const FreeableArena&) = delete;
