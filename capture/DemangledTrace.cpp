@@ -32,8 +32,8 @@ bool isOfInterest(const char* line) {
            std::strstr(line, "libopx_iostreams") == nullptr;
 }
 
-// Writes the demangled frames of one chunk. The limit is applied after a frame has been written, so
-// that a chunk yields maxFrames + 1 of them; and to each chunk anew. Both are kept on purpose.
+// Writes the demangled frames of one chunk. Contract: the limit is checked after a frame has been
+// written, and for each chunk anew, so each chunk gives up to maxFrames + 1 frames.
 void writeChunk(HCrptLinuxExceptionHandler& handler, int fd, char* chunk, char* line,
                 unsigned long maxFrames) {
     std::size_t offset = 0;
@@ -74,7 +74,7 @@ bool HCrptLinuxExceptionHandler::printTrace(int fd, unsigned long maxFrames) {
     const char* const path = HCrptResourceMgr::getStacktraceTempFilePath().c_str();
 
     int trace = open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
-    if (trace < 1) {  // on purpose: descriptor 0 counts as a failure too, and is closed
+    if (trace < 1) {  // Contract: descriptor 0 counts as a failure, too, and is closed
         hcrpt::putStdout("Error opening File. Could not write stacktrace!\n");
         hcrpt::flushStdout();
         close(trace);

@@ -15,8 +15,9 @@ HCrptSelfLinuxExceptionHandler::HCrptSelfLinuxExceptionHandler()
 HCrptSelfLinuxExceptionHandler::~HCrptSelfLinuxExceptionHandler() = default;
 
 bool HCrptSelfLinuxExceptionHandler::install() {
-    // On purpose the inherited routine: a crash of the crash reporter is reported like any other,
-    // and the waiting reports stay. m_selfSignalHandler, which would delete them, is only kept.
+    // Contract: installs the inherited crash handler: a crash of the crash reporter is reported
+    // like any other, and the waiting reports stay. m_selfSignalHandler, which would delete them,
+    // is never installed.
     const bool installed = HCrptLinuxExceptionHandler::install();
     signal(SIGINT, SIG_IGN);
     return installed;

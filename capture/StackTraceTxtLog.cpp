@@ -18,7 +18,7 @@ void announce(int sig) {
     char buffer[96];
     hcrpt::TextBuilder line(buffer, sizeof buffer);
     line.add("Error: Abnormal program termination (").add(sig).add(") of process id ");
-    line.add(HUTEnv::getPid()).add(". ");  // on purpose no line feed: the next message follows
+    line.add(HUTEnv::getPid()).add(". ");  // Contract: no line feed; the next message continues
     hcrpt::putStdout(line.text(), line.length());
 }
 

@@ -44,8 +44,8 @@ bool makeSendPass(const SendPassSources& sources) {
             continue;
         }
         if (!HCrashRptFileTransmitMgr::uploadToServer(report)) {
-            // On purpose for the rest of this pass: what is sent after a failure is filed as one
-            // too. The next pass starts afresh.
+            // Contract: the status holds for the rest of this pass: reports sent after a failure
+            // are filed as failures, too. The next pass starts afresh.
             status = HCrashRptSettings::SEND_FAIL;
             HCrashRptUtils::moveFileToBackupStore(report, status);
             continue;

@@ -78,8 +78,8 @@ bool registerThisProcess() {
 bool writeProcIdToFile(std::string path) {
     const int fd = HCrashRptUtils::fileOpen(path);
     if (fd == -1) {
-        // On purpose: every open is paired with a close, a failed one as well. Closing -1 does
-        // nothing but set errno.
+        // Contract: every open is paired with a close, even a failed open. Closing -1 only sets
+        // errno.
         HCrashRptUtils::fileClose(fd);
         return false;
     }

@@ -15,7 +15,7 @@ bool launchCrashReporter() {
     const std::string path = HCrashRptSettings::getAppPath(HCrashRptSettings::getCrptAppName());
     if (!isEnabled("")) return false;
     if (HCrashRptSettings::isCrptAlreadyRunning() || path.empty()) return false;
-    // On purpose not even the program's name: the crash reporter relies on no argument.
+    // Contract: the list lacks even the program's name: the crash reporter uses no argument.
     std::vector<std::string> noArguments;
     const bool launched = HCrashRptUtils::forkNewProcess(path, noArguments);
     // Only now: the flag is for this process and what it starts later, and a failed fork may be

@@ -15,7 +15,7 @@ std::string HClientProcessInfo::extractHostName(const std::string line) const {
 }
 
 std::string HClientProcessInfo::extractProcId(const std::string line) const {
-    // On purpose: without a colon, npos + 1 wraps to 0 and the whole text is the process id too.
+    // Contract: without a colon, npos + 1 wraps to 0, and the whole text is the process id, too.
     return line.substr(line.find(':') + 1);
 }
 

@@ -43,8 +43,8 @@ void moveFileToBackupStore(std::string path, HCrashRptSettings::RptBackupStatus 
     const std::string destination = storePath + HCrashRptSettings::getDirSeparator() +
                                     report.getName() + "." + backupStatusToString(status);
     if (!report.exists()) return;
-    // This order on purpose, whatever becomes of the copy: a report that stayed in the crash store
-    // would be sent again in every pass.
+    // Contract: the report is removed even when the copy failed: a report that stayed in the crash
+    // store would be sent again in every pass.
     copyFile(path, destination);
     hcrpt::logInfo("Moved crash report to backup store at " + destination);
     report.rm();

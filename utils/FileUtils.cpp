@@ -38,7 +38,7 @@ bool isFileEmpty(std::string path) {
 }
 
 bool handleIfEmptyFile(std::string path) {
-    // On purpose: an empty path is an empty report, of which there is no file to remove.
+    // Contract: an empty path counts as an empty report; there is no file to remove.
     if (!path.empty()) {
         if (!isFileEmpty(path)) return false;
         HUTFile(path).rm();

@@ -25,8 +25,8 @@ const std::string* LineDemangler::demangledName() {
 
 void LineDemangler::append(std::string_view line, std::string& to) {
     const std::size_t parenthesis = line.find('(');
-    // On purpose from the start of the line: the "+" of a library's file name is found first, and
-    // the unsigned length below wraps, which makes the whole rest of the line the candidate.
+    // Contract: searched from the start of the line: a "+" in a library's file name is found first.
+    // The unsigned length below then wraps, and the whole rest of the line is the candidate.
     const std::size_t plus = line.find('+');
     if (parenthesis == std::string_view::npos || plus == std::string_view::npos) {
         to.append(line);

@@ -12,7 +12,8 @@ void removeFullPathToLibrary(char* text) {
     if (length == 0) return;
     std::size_t slash = length - 1;
     while (slash > 0 && text[slash] != '/') --slash;
-    // At 0 there is no slash, or the only one leads the text, which keeps it on purpose.
+    // Contract: at 0 there is no slash, or the only slash is the first character; the text keeps
+    // it.
     if (slash == 0) return;
     const std::size_t start = slash + 1;
     for (std::size_t i = start; i <= length; ++i) text[i - start] = text[i];
