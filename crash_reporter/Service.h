@@ -26,15 +26,17 @@ namespace crash_reporter {
 /// record arrives, a registered process or a pass ends, SIGTERM comes, or a deadline of the
 /// schedule is due.
 ///
-/// | state          | waits for                             | leads on |
-/// |----------------|---------------------------------------|----------------------------------------|
-/// | earlierSession | the passes over the reports that an   | no pass is due: replaces the store |
-/// |                | earlier session has left              | unless it is needed, then serving |
-/// | serving        | traces, reports, records, ends of     | no process runs, no report waits:
-/// ends | |                | processes                             | | | stopping       | the end
-/// of the pass that runs         | no pass runs: ends                     | | superseded     |
-/// nothing                               | registers the living processes with    | | | | the other
-/// crash reporter, ends         |
+/// | state          | waits for                            | then                              |
+/// |----------------|--------------------------------------|-----------------------------------|
+/// | earlierSession | passes over the reports that an      | when no pass is due: replaces the |
+/// |                | earlier session has left             | store unless it is needed; then   |
+/// |                |                                      | serving                           |
+/// | serving        | traces, reports, records, ends of    | ends when no process runs and no  |
+/// |                | processes                            | report waits                      |
+/// | stopping       | the end of the running pass          | ends when no pass runs            |
+/// | superseded     | nothing                              | registers the living processes    |
+/// |                |                                      | with the other crash reporter,    |
+/// |                |                                      | ends                              |
 ///
 /// It begins with earlierSession when the registration file holds records, else with serving.
 /// SIGTERM leads from both to stopping. From every state it becomes superseded when it finds that
