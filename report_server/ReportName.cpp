@@ -7,8 +7,7 @@
 namespace report_server {
 namespace {
 
-constexpr std::size_t kMaxName =
-    200;  // leaves room for the stamp within the 255 bytes of a file name
+constexpr std::size_t kMaxName = 200;  // a file name has 255 bytes; the stamp needs the rest
 const std::string kSafeCharacters =
     "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ._-";
 
