@@ -53,7 +53,7 @@ struct ForkedChildBounds {
 /// If no child can be made, the body runs in the calling thread.
 /// @signalsafe as far as the body is. The host sees nothing of the child: no SIGCHLD, no status.
 /// @return true when the body came to its end.
-bool runInSharedChild(void (*body)(void*), void* argument);
+bool runInSharedChild(void (*body)(void*) noexcept, void* argument);
 
 /// The body calls this after each step and then has time for the next one. Does nothing outside a
 /// shared child. @signalsafe

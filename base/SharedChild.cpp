@@ -38,7 +38,7 @@ void takeDefaultActions() {
     sigprocmask(SIG_SETMASK, &blocked, nullptr);
 }
 
-[[noreturn, gnu::noinline]] void childMain(void (*body)(void*), void* argument) {
+[[noreturn, gnu::noinline]] void childMain(void (*body)(void*) noexcept, void* argument) {
     s_inChild = true;
     takeDefaultActions();
     sharedChildProgress();
@@ -74,7 +74,7 @@ void sharedChildProgress() {
     setitimer(ITIMER_REAL, &timer, nullptr);
 }
 
-bool runInSharedChild(void (*body)(void*), void* argument) {
+bool runInSharedChild(void (*body)(void*) noexcept, void* argument) {
     s_cameToItsEnd = false;
     s_inChild = false;  // this may be the copy of a process that was about to walk
     const DumpsOff dumpsOff;

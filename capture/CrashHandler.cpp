@@ -51,7 +51,7 @@ void keepOwnersRights() {
     umask(umask(kOthers) & kOthers);
 }
 
-void handleCrash(void* signal) {
+void handleCrash(void* signal) noexcept {
     const int sig = *static_cast<const int*>(signal);
     // Before any call that a sandbox may forbid. The file is a sibling's while that crashes.
     if (hcrpt::SiblingLock::tryAcquire()) hcrpt::FirstTrace::write(sig);

@@ -43,7 +43,7 @@ void writeReport() {
         hcrpt::SiblingLock::note(hcrpt::SiblingLock::Stage::reported);
 }
 
-void writeReportNoThrow(void*) {
+void writeReportNoThrow(void*) noexcept {
     hcrpt::Watchdog::set(hcrpt::Watchdog::kReport);
     // Nothing of the report can be had without the heap; the traces are on disk.
     if (!hcrpt::heapIsUsable()) return;

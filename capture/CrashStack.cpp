@@ -9,7 +9,7 @@
 #include <sanitizer/common_interface_defs.h>
 #endif
 
-// void hcrptCallOnStack(void* top, void (*body)(void*), void* argument)
+// void hcrptCallOnStack(void* top, void (*body)(void*) noexcept, void* argument)
 //
 // Calls the body with the stack pointer at top and comes back on the old stack. The frame is
 // described by %rbp, so debuggers and unwinders walk through it.
@@ -33,7 +33,7 @@ hcrptCallOnStack:
     .cfi_endproc
     .size   hcrptCallOnStack, . - hcrptCallOnStack
 )");
-extern "C" void hcrptCallOnStack(void* top, void (*body)(void*), void* argument);
+extern "C" void hcrptCallOnStack(void* top, void (*body)(void*) noexcept, void* argument);
 
 namespace hcrpt::CrashStack {
 namespace {
@@ -46,12 +46,12 @@ bool s_inUse = false;
 // Where an exception unwinds, AddressSanitizer clears its marks of the current stack. It has to be
 // told which one that is.
 struct AnnouncedCall {
-    void (*body)(void*);
+    void (*body)(void*) noexcept;
     void* argument;
     const void* callersLow = nullptr;
     std::size_t callersSize = 0;
 
-    static void run(void* self) {
+    static void run(void* self) noexcept {
         auto& call = *static_cast<AnnouncedCall*>(self);
         __sanitizer_finish_switch_fiber(nullptr, &call.callersLow, &call.callersSize);
         call.body(call.argument);
@@ -59,7 +59,7 @@ struct AnnouncedCall {
     }
 };
 
-void callOnStack(void (*body)(void*), void* argument) {
+void callOnStack(void (*body)(void*) noexcept, void* argument) {
     AnnouncedCall call{body, argument};
     void* fakeStack = nullptr;
     __sanitizer_start_switch_fiber(&fakeStack, s_low, static_cast<std::size_t>(s_top - s_low));
@@ -67,7 +67,7 @@ void callOnStack(void (*body)(void*), void* argument) {
     __sanitizer_finish_switch_fiber(fakeStack, nullptr, nullptr);
 }
 #else
-void callOnStack(void (*body)(void*), void* argument) {
+void callOnStack(void (*body)(void*) noexcept, void* argument) {
     hcrptCallOnStack(s_top, body, argument);
 }
 #endif
@@ -97,14 +97,14 @@ void adopt(void* low, std::size_t size) {
     s_top = top - reinterpret_cast<std::uintptr_t>(top) % 16;
 }
 
-void run(void (*body)(void*), void* argument) {
+void run(void (*body)(void*) noexcept, void* argument) {
     if (s_inUse)
         body(argument);
     else
         enter(body, argument);
 }
 
-void enter(void (*body)(void*), void* argument) {
+void enter(void (*body)(void*) noexcept, void* argument) {
     if (s_top == nullptr || isCurrent()) {
         body(argument);
         return;

@@ -22,12 +22,12 @@ bool reserve();
 void adopt(void* low, std::size_t size);
 
 /// Runs body(argument) on the reserved stack and returns after it. Where there is none, or it is in
-/// use already, runs it on the current one. The body must not let an exception out.
-/// @signalsafe as far as the body is.
-void run(void (*body)(void*), void* argument);
+/// use already, runs it on the current one. The body is noexcept, because no caller could
+/// handle an exception. @signalsafe as far as the body is.
+void run(void (*body)(void*) noexcept, void* argument);
 
 /// Does so for the thread that has claimed the crash: no other use counts but its own. What another
 /// thread left there belongs to a process of which this one is a copy. @signalsafe
-void enter(void (*body)(void*), void* argument);
+void enter(void (*body)(void*) noexcept, void* argument);
 
 }  // namespace hcrpt::CrashStack

@@ -12,7 +12,7 @@ namespace {
 // library keeps none ready for a thread, so its lock is needed.
 constexpr std::size_t kSizes[] = {24, 600, 2000, 9000};
 
-void takeMemory(void*) {
+void takeMemory(void*) noexcept {
     void* volatile blocks[sizeof kSizes / sizeof *kSizes];
     for (std::size_t i = 0; i < sizeof kSizes / sizeof *kSizes; ++i)
         blocks[i] = std::malloc(kSizes[i]);

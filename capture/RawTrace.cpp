@@ -99,14 +99,14 @@ void writeWholeTrace(const Walk& walk, int frames, off_t linesSize) {
 
 // In a child only, which costs no frame where it faults: the stack may be damaged above a caller
 // that is no signal handler.
-void findWhatWasInterrupted(void* self) {
+void findWhatWasInterrupted(void* self) noexcept {
     Walk& walk = *static_cast<Walk*>(self);
     if (getpid() == walk.process || !findInterruption(walk.interruption)) return;
     walk.isAfterJump = findBadCallTarget(walk.interruption, walk.jump);
     if (!walk.isAfterJump) findFrameChain(walk.interruption, walk.chain);
 }
 
-void unwindOnce(void* self) {
+void unwindOnce(void* self) noexcept {
     const Walk& walk = *static_cast<const Walk*>(self);
     // One frame deeper each time: where the stack is damaged the walk itself may fault, and then
     // the notice and all frames up to there are on disk.

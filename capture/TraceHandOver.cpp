@@ -130,7 +130,7 @@ void TraceHandOver::prepare() {
     if (s_prepared == nullptr) s_prepared = new Prepared;
 }
 
-void TraceHandOver::run(void* self) {
+void TraceHandOver::run(void* self) noexcept {
     try {
         handOver(static_cast<const TraceHandOver*>(self)->copyRawTrace);
     } catch (...) {

@@ -13,8 +13,8 @@ struct TraceHandOver {
 
     /// Makes at start-up what is needed then. @ordinary
     static void prepare();
-    /// For CrashStack::run(): lets no exception out.
-    static void run(void* handOver);
+    /// For CrashStack::run().
+    static void run(void* handOver) noexcept;
 };
 
 }  // namespace hcrpt

@@ -51,17 +51,17 @@ pid_t processId() {
     return static_cast<pid_t>(syscall(SYS_getpid));
 }
 
-void notePid(void* pid) {
+void notePid(void* pid) noexcept {
     *static_cast<pid_t*>(pid) = processId();
 }
 
-void noteAndFault(void* number) {
+void noteAndFault(void* number) noexcept {
     *static_cast<int*>(number) = 42;
     int volatile* volatile null = nullptr;
     *null = 1;
 }
 
-void hang(void*) {
+void hang(void*) noexcept {
     for (;;) pause();
 }
 
@@ -92,7 +92,7 @@ TEST(SharedChildTest, AFaultEndsTheChildEvenWhereItsSignalIsBlockedOrIgnored) {
         sigfillset(&all);
         sigprocmask(SIG_SETMASK, &all, nullptr);
         signal(SIGABRT, SIG_IGN);
-        return runInSharedChild([](void*) { raise(SIGABRT); }, nullptr) ? 1 : 0;
+        return runInSharedChild([](void*) noexcept { raise(SIGABRT); }, nullptr) ? 1 : 0;
     });
     EXPECT_EQ(exitedWith(0), host.wait());
 }
@@ -114,7 +114,7 @@ TEST(SharedChildTest, ABodyThatHangsIsEndedAfterOneStep) {
 
 TEST(SharedChildTest, ABodyThatMakesProgressHasItsTime) {
     EXPECT_TRUE(runInSharedChild(
-        [](void*) {
+        [](void*) noexcept {
             for (int step = 0; step < 2; ++step) {
                 wait(kSharedChildStepSeconds - 2);
                 hcrpt::sharedChildProgress();
@@ -178,7 +178,7 @@ TEST(SharedChildTest, TheHostsSignalsTimerAndLimitsStay) {
 
 // --- Where no child can be made -----------------------------------------------------------------
 
-void noteDumpable(void* dumpable) {
+void noteDumpable(void* dumpable) noexcept {
     *static_cast<int*>(dumpable) = prctl(PR_GET_DUMPABLE);
 }
 

@@ -24,7 +24,7 @@ using Address = std::uintptr_t;
 
 #define FRAME_ADDRESS() reinterpret_cast<Address>(__builtin_frame_address(0))
 
-void noteFrame(void* into) {
+void noteFrame(void* into) noexcept {
     *static_cast<Address*>(into) = FRAME_ADDRESS();
 }
 
@@ -94,7 +94,7 @@ struct Nested {
     Address afterwards = 0;
 };
 
-void runNested(void* argument) {
+void runNested(void* argument) noexcept {
     Nested& nested = *static_cast<Nested*>(argument);
     nested.outer = FRAME_ADDRESS();
     CrashStack::run(&noteFrame, &nested.inner);
@@ -117,7 +117,7 @@ TEST(CrashStackTest, ANestedRunStaysOnTheStackBelowTheOuterOne) {
 TEST(CrashStackTest, AnEntryFromTheStackItselfStaysBelow) {
     ASSERT_TRUE(CrashStack::reserve());
     Nested nested;
-    const auto enterNested = [](void* argument) {
+    const auto enterNested = [](void* argument) noexcept {
         auto& frames = *static_cast<Nested*>(argument);
         frames.outer = FRAME_ADDRESS();
         CrashStack::enter(&noteFrame, &frames.inner);
@@ -131,7 +131,7 @@ TEST(CrashStackTest, AnEntryFromTheStackItselfStaysBelow) {
 TEST(CrashStackTest, OneThreadUsesItAtATime) {
     ASSERT_TRUE(CrashStack::reserve());
     Nested nested;
-    const auto runOnThread = [](void* argument) {
+    const auto runOnThread = [](void* argument) noexcept {
         auto& frames = *static_cast<Nested*>(argument);
         frames.outer = FRAME_ADDRESS();
         std::thread([&] { frames.inner = frameOfRun(); }).join();
@@ -144,7 +144,7 @@ TEST(CrashStackTest, OneThreadUsesItAtATime) {
 TEST(CrashStackTest, TheThreadThatEntersItHasItWhoeverUsedItBefore) {
     ASSERT_TRUE(CrashStack::reserve());
     Nested nested;
-    const auto enterOnThread = [](void* argument) {
+    const auto enterOnThread = [](void* argument) noexcept {
         auto& frames = *static_cast<Nested*>(argument);
         frames.outer = FRAME_ADDRESS();
         // The copy has the one thread that made it.
@@ -197,7 +197,7 @@ TEST(CrashStackTest, APageBeneathItCannotBeTouched) {
     EXPECT_TRUE(found);
 }
 
-void throwAndCatch(void* caught) {
+void throwAndCatch(void* caught) noexcept {
     try {
         throw std::runtime_error("within");
     } catch (const std::runtime_error&) {
@@ -217,7 +217,7 @@ TEST(CrashStackTest, ExceptionsWithinTheBodyWork) {
 // Outside the unnamed namespace: it must show by name in a trace.
 std::string s_traceOfBody;
 
-void noteTrace(void*) {
+void noteTrace(void*) noexcept {
     void* frames[50];
     const int count = backtrace(frames, 50);
     char** const lines = backtrace_symbols(frames, count);
