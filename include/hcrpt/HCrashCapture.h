@@ -104,9 +104,10 @@ class HCRPT_EXPORT HCrptExceptionHandlerBase {
     /// Installs the handlers. @return true when the handler of SIGSEGV was installed.
     virtual bool install() = 0;
     /// Writes a demangled trace of about maxFrames frames at most to the descriptor fd. @crashtime
+    /// @return false when it could write no trace.
     virtual bool printTrace(int fd, unsigned long maxFrames) = 0;
-    /// Writes a raw trace to the descriptor fd. The base class writes nothing. @signalsafe @return
-    /// true
+    /// Writes a raw trace to the descriptor fd. The base class writes nothing. @signalsafe
+    /// @return true
     virtual bool printTraceMangled(int fd, unsigned long frames);
 
     /// Returns the process's handler. The first call creates it: the host's for "", the crash
@@ -184,6 +185,7 @@ class HCRPT_EXPORT HCrptSelfLinuxExceptionHandler : public HCrptLinuxExceptionHa
 /// Gives access to the handlers and installs them. Stateless.
 class HCRPT_EXPORT HCrptExceptionMgr {
   public:
+    /// Returns the single instance.
     static HCrptExceptionMgr* get();
     /// Returns HCrptExceptionHandlerBase::get() of the name.
     HCrptExceptionHandlerBase* getHandler(std::string name);
@@ -200,6 +202,7 @@ class HCRPT_EXPORT HCrashRptDebug {
   public:
     /// Calls itself endlessly and never returns. Without optimisation it overflows the stack; an
     /// optimising compiler turns the call into a loop, and the process spins forever.
+    /// @param value each call passes it on; it has no effect
     static void forceStackOverflow(int value);
     /// Forks a copy of this process, which raises SIGABRT and so runs the installed handler. This
     /// process continues. The copy's traces carry the id of the process that installed the handler.
