@@ -115,10 +115,10 @@ class HCRPT_EXPORT HCrptExceptionHandlerBase {
     /// every name. Null also when the arena is exhausted. Start-up thread only.
     static HCrptExceptionHandlerBase* get(std::string name);
 
-    /// Writes the raw trace, hands it to the crash store and waits up to 100 seconds for the
-    /// stack-trace log. Where descriptor 0 is closed it fails, but within the crash handler, which
-    /// opens the null device there. Needs little of the current stack: all but the trace itself
-    /// runs on the crash stack. Messages on standard output tell where the trace is. @crashtime
+    /// Writes the raw trace, copies it into the crash store and waits up to 100 seconds for the
+    /// stack-trace log. Fails when descriptor 0 is closed; the crash handler opens the null device
+    /// there first. Uses little of the current stack: everything but the trace itself runs on the
+    /// crash stack. Messages on standard output name the trace's path. @crashtime
     static void writeStackTraceTxtLog(int sig);
     /// Gathers the facts of this process and writes the JSON report into the crash store. Catches
     /// every exception; a failure costs the report. @crashtime
@@ -154,11 +154,12 @@ class HCRPT_EXPORT HCrptLinuxExceptionHandler : public HCrptExceptionHandlerBase
     /// line unchanged when they are taken or the line has no mangled name. @crashtime
     void demangle(int fd, char* line);
 
-    /// The crash handler: trace, report, end with 128 + sig. Never returns. Only one thread of a
-    /// process gets to that; another one waits here for the end. A fault of the crash handler
-    /// itself ends the process at once. A child that shares its parent's memory (vfork()) does all
-    /// this in a copy of itself. While it runs, fatal signals of other processes are ignored, the
-    /// host's interval timers are stopped, and threads that call exit() are held. @crashtime
+    /// The crash handler: writes trace and report and ends the process with status 128 + sig. Never
+    /// returns. Only one thread of a process does this; any other thread waits here for the end of
+    /// the process. A fault of the crash handler itself ends the process at once. A child that
+    /// shares its parent's memory (vfork()) does all this in a copy of itself. While the crash
+    /// handler runs, it ignores fatal signals from other processes, stops the host's interval
+    /// timers and holds threads that call exit(). @crashtime
     static void crptDefaultLinuxHandler(int sig);
 
   private:

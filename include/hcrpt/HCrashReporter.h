@@ -55,9 +55,10 @@ extern HCRPT_EXPORT HCrashRptSettings::ConsentType consentType;
 
 // --- Host application ---------------------------------------------------------------------
 
-/// Registers this process, then installs the crash handlers, whether or not it could register.
-/// Takes about 2 seconds when there is no registration file, 3 when its lock is held. An alternate
-/// stack of more than 8,192 bytes that the thread had before stays its alternate stack.
+/// Registers this process, then installs the crash handlers, even when the registration failed.
+/// Takes about 2 seconds when there is no registration file, 3 when another process holds its lock.
+/// An alternate stack of more than 8,192 bytes that the thread had before stays its alternate
+/// stack.
 HCRPT_EXPORT void registration();
 /// Appends this process's record to the registration file. Waits up to 2 seconds for that file and
 /// never creates it. No messages.

@@ -114,7 +114,7 @@ bool copyFileToDirectory(const std::string& path, const std::string& directory,
     struct stat there = {};
     if (fstatat(target.get(), name, &there, AT_SYMLINK_NOFOLLOW) == 0) {
         if (mode == HUTFile::COPY_KEEP) return false;
-        if (hcrpt::isSameFile(from, there)) return true;  // the file itself: nothing to do
+        if (hcrpt::isSameFile(from, there)) return true;  // the source file itself
     }
     TemporaryFile copy(target.get());
     if (!copy.isThere() || !copyContent(source.get(), copy.get()) || !copy.close()) return false;
