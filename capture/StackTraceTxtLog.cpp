@@ -28,7 +28,7 @@ void HCrptExceptionHandlerBase::writeStackTraceTxtLog(int sig) {
     announce(sig);
 
     const int fd = hcrpt::openRawTrace();
-    if (fd < 1) {  // on purpose: descriptor 0 counts as a failure too
+    if (fd < 1) {  // Contract: descriptor 0 counts as a failure, too
         hcrpt::putStdout(
             "Unable to write a stacktrace file, probably because current directory is not "
             "writable.\n");

@@ -17,7 +17,8 @@
 namespace hcrpt {
 namespace {
 
-/// Children of a process by its number or "self", whichever of its threads has started them.
+/// Returns the children of a process, given by its id or "self", that any of its threads has
+/// started.
 std::vector<pid_t> childrenOf(const std::string& process) {
     std::vector<pid_t> children;
     const HUTFile threads("/proc/" + process + "/task");
@@ -46,7 +47,7 @@ pid_t childThatWritesTo(int pipe) {
     return -1;
 }
 
-/// A process that is stopped starts no further one.
+/// Stops each process first: a stopped process starts no further process.
 void endWithDescendants(pid_t process) {
     kill(process, SIGSTOP);
     for (const pid_t child : childrenOf(std::to_string(process))) endWithDescendants(child);

@@ -25,8 +25,8 @@ Pipeline::Pipeline(const std::string& command)
 }
 
 Pipeline::~Pipeline() {
-    // pclose() waits as long as the shell lives. One that cannot be ended is left behind: this
-    // process ends soon.
+    // pclose() waits for the shell's end. A shell that could not be ended is left behind, because
+    // this process ends soon.
     if (!m_isLate || endWriterOf(fileno(m_stream))) pclose(m_stream);
 }
 
@@ -35,8 +35,8 @@ int Pipeline::next() {
     return static_cast<unsigned char>(m_buffer[m_position++]);
 }
 
-// Reads without stdio: a signal handler of the host that interrupts the read (the end of the
-// command itself raises SIGCHLD) costs nothing.
+// Reads without stdio, so that no character is lost when a signal handler of the host interrupts
+// the read (the end of the command raises SIGCHLD).
 bool Pipeline::fill() {
     if (m_isLate || !awaitOutput()) return false;
     const ssize_t got = TEMP_FAILURE_RETRY(read(fileno(m_stream), m_buffer, sizeof m_buffer));

@@ -1,5 +1,4 @@
-/// @file
-/// Output of a shell command that may never end.
+/// @file Reads the output of a shell command that may never end.
 #pragma once
 
 #include <cstdio>
@@ -8,8 +7,8 @@
 
 namespace hcrpt {
 
-/// Runs a command by popen(). When the object goes, it waits for the shell's end, but not for a
-/// command that is late: that is ended first, with all that it has started. @crashtime
+/// Runs a command by popen(). The destructor waits for the shell's end; it first ends a late
+/// command and all its descendants. @crashtime
 class Pipeline {
   public:
     /// How long a command may take, in seconds.
@@ -21,10 +20,10 @@ class Pipeline {
     Pipeline(const Pipeline&) = delete;
     Pipeline& operator=(const Pipeline&) = delete;
 
-    /// The next character of the command's standard output; -1 after the last one, and when the
+    /// Returns the next character of the command's standard output; -1 at its end and when the
     /// command is late.
     int next();
-    /// True once the command has taken longer than it may.
+    /// Returns true once the command has exceeded kSeconds.
     bool isLate() const { return m_isLate; }
 
   private:

@@ -54,7 +54,7 @@ std::string Manager::execLinuxCommand(std::string cmd) const {
         // unfinished line.
         if (!output.empty()) output.pop_back();
     }
-    // Half an output might be taken for a fact.
+    // Readers of the report could take half an output for a fact.
     return command.isLate() ? std::string() : output;
 }
 

@@ -80,10 +80,10 @@ class HCRPT_EXPORT Manager {
 
     // --- Machine and process ----------------------------------------------------------------
 
-    /// Standard output of a shell command, read in pieces of up to 127 characters of which each
-    /// loses its last one. That drops line ends, and a character of a longer line at each border.
-    /// A command that takes longer than five seconds is ended, with all that it has started, and
-    /// counts as one that prints nothing.
+    /// Returns the standard output of a shell command. It is read in pieces that end at a line feed
+    /// or after 127 characters, and each piece loses its last character: line ends disappear, and
+    /// so does one character of a longer line at each border. If the command takes longer than five
+    /// seconds, it is killed with all its descendants, and the result is empty.
     /// @throws std::runtime_error "popen() failed!"
     std::string execLinuxCommand(std::string cmd) const;
     /// Returns the first "model name" of /proc/cpuinfo; empty when there is none.
