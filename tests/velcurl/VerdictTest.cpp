@@ -82,10 +82,10 @@ TEST(VerdictTest, ControlCharactersOfForeignTextAreReplaced) {
         if (c == '\n' || c == '\r') continue;  // they end the line that is quoted
         const std::string shown = byte < 32 || byte == 127 ? "?" : std::string(1, c);
         const std::string words = std::string("x") + c + "y";
-        EXPECT_NE(verdict(exited(0, answered("HTTP/1.1 500 a"), words + "\n"))
-                      .line.find("\"x" + shown + "y\""),
-                  std::string::npos)
-            << byte;
+        const auto complaint =
+            verdict(exited(0, answered("HTTP/1.1 500 a"), words + "\n")).complaint;
+        ASSERT_TRUE(complaint);
+        EXPECT_NE(complaint->find("\"x" + shown + "y\""), std::string::npos) << byte;
     }
 }
 
