@@ -35,16 +35,6 @@ class TextBuilder {
     bool m_isCut = false;
 };
 
-/// A number as TextBuilder::addHex() writes it. @signalsafe
-class HexText {
-  public:
-    explicit HexText(std::uintptr_t number) { m_text.addHex(number); }
-    const char* text() const { return m_text.text(); }
-    std::size_t length() const { return m_text.length(); }
-
-  private:
-    char m_buffer[2 + 2 * sizeof(std::uintptr_t) + 1];
-    TextBuilder m_text{m_buffer, sizeof m_buffer};
-};
+;
 
 }  // namespace hcrpt

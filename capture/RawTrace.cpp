@@ -27,9 +27,9 @@ namespace {
 
 /// A walk over the stack of the thread that dies.
 struct Walk {
-    int fd;
-    off_t start;              // where the trace begins in the file
-    pid_t process;            // the one that crashes, not its children
+    int fd = -1;
+    off_t start = 0;          // where the trace begins in the file
+    pid_t process = 0;        // the one that crashes, not its children
     bool isByModule = false;  // lines without the names of functions
     Interruption interruption = {};
     bool isAfterJump = false;  // there is a bad call target to return from
@@ -140,9 +140,9 @@ void writeUnreachedFrames(const Walk& walk) {
     const bool isAtHandler = s_btArray[s_framesOnDisk - 1] == walk.interruption.handlersCaller;
     if (!isAtHandler || walk.isAfterJump || walk.chain.caller != nullptr) return;
     if (walk.chain.count == 0) {
+        const auto address = walk.interruption.state->uc_mcontext.gregs[REG_RIP];
         // NOLINTNEXTLINE(performance-no-int-to-ptr): that is how a register holds it
-        writeModuleLine(
-            walk.fd, reinterpret_cast<void*>(walk.interruption.state->uc_mcontext.gregs[REG_RIP]));
+        writeModuleLine(walk.fd, reinterpret_cast<void*>(address));
     }
     writeModuleLines(walk.chain.frames, walk.chain.count, walk.fd);
     sync(walk.fd);

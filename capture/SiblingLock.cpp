@@ -15,9 +15,9 @@ namespace {
 
 /// Lies in memory that parent and children share. It starts as zeros.
 struct Shared {
-    pthread_mutex_t mutex;
+    pthread_mutex_t mutex = {};
     Predecessor holder;
-    std::time_t deadline;  ///< of the holder, seconds of the monotonic clock
+    std::time_t deadline = 0;  ///< of the holder, seconds of the monotonic clock
 };
 Shared* s_shared = nullptr;
 

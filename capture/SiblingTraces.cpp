@@ -62,7 +62,7 @@ class StorePath {
         return found;
     }
 
-    char m_buffer[kPathSize];
+    char m_buffer[kPathSize] = {};
     TextBuilder m_text{m_buffer, sizeof m_buffer};
 };
 

@@ -18,7 +18,8 @@ bool holdTheSame(const std::string& one, const std::string& other) {
     std::ifstream first(one, std::ios::binary);
     std::ifstream second(other, std::ios::binary);
     // Not by stream iterators: they throw where a read fails, as that of a directory does.
-    std::array<char, 4096> ofFirst, ofSecond;
+    std::array<char, 4096> ofFirst = {};
+    std::array<char, 4096> ofSecond = {};
     bool any = false;
     for (;;) {
         const std::streamsize got = first.read(ofFirst.data(), ofFirst.size()).gcount();

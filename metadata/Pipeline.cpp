@@ -20,7 +20,8 @@ std::time_t milliseconds() {
 }  // namespace
 
 Pipeline::Pipeline(const std::string& command)
-    : m_stream(popen(command.c_str(), "r")), m_deadline(milliseconds() + kSeconds * 1000) {
+    : m_stream(popen(command.c_str(), "r")),
+      m_deadline(milliseconds() + std::time_t{kSeconds} * 1000) {
     if (m_stream == nullptr) throw std::runtime_error("popen() failed!");
 }
 

@@ -35,7 +35,7 @@ class Pipeline {
     bool m_isLate = false;
     unsigned m_position = 0;
     unsigned m_filled = 0;
-    char m_buffer[4096];
+    char m_buffer[4096] = {};
 };
 
 }  // namespace hcrpt
