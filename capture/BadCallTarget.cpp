@@ -27,7 +27,7 @@ bool isBadCallTarget(const mcontext_t& state) {
     return state.gregs[REG_TRAPNO] == kPageFault && (state.gregs[REG_ERR] & kInstructionFetch) != 0;
 }
 
-/// Whether the instruction before the address is a call, in any of its forms.
+/// Returns true when the instruction before the address is a call, in any of its forms.
 bool isBehindCall(std::uintptr_t address) {
     constexpr std::ptrdiff_t kMaxLength = 7;
     constexpr std::ptrdiff_t kDirect = 5;

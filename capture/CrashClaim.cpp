@@ -92,7 +92,7 @@ bool isOfOtherThread() {
 }
 
 void awaitEnd() {
-    timespec left = {kLongestCrash, 0};
+    timespec left = {kMaxCrashSeconds, 0};
     while (nanosleep(&left, &left) != 0) {
     }
 }

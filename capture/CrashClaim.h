@@ -5,7 +5,7 @@
 namespace hcrpt::CrashClaim {
 
 /// Longer than the crash handler takes with all its waits. It bounds the waits for its end.
-constexpr int kLongestCrash = 600;  // seconds
+constexpr int kMaxCrashSeconds = 600;  // seconds
 
 enum class Claim {
     taken,          ///< the calling thread handles the crash
@@ -33,7 +33,7 @@ Claim claim(int signal);
 int signalOfCrash();
 /// Returns true while another thread of this process handles a crash. @signalsafe
 bool isOfOtherThread();
-/// Waits for the end of the process, for kLongestCrash at most. @signalsafe
+/// Waits for the end of the process, for kMaxCrashSeconds at most. @signalsafe
 void awaitEnd();
 
 }  // namespace hcrpt::CrashClaim

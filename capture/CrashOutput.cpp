@@ -16,9 +16,9 @@ namespace {
 
 constexpr int kReaderPatience = 1000;  // milliseconds
 
-// Whether a write would be taken: a pipe that is full because nobody reads it any more would hold
-// up the crashing process for ever. Poll promises room for as much as stdio's buffer for a pipe
-// holds.
+// Returns true when a write would not wait. A pipe that is full because nobody reads it any more
+// would hold the crashing process forever. Poll promises room for as much as stdio's buffer for a
+// pipe holds.
 bool takesOutput(int fd) {
     if (fd < 0) return false;
     pollfd output = {fd, POLLOUT, 0};

@@ -29,9 +29,9 @@ std::size_t sizeOf(char* const* entries, std::size_t& count) {
 /// Tells whether getenv() can go over the environment without a fault: it looks at the first
 /// characters of each entry.
 bool isReadable(char* const* entries) {
-    constexpr std::size_t kMostBatches = 256;  // no environment, if it goes on that long
-    for (std::size_t i = 0; i < kMostBatches; ++i, entries += kMostAddresses) {
-        char* batch[kMostAddresses];
+    constexpr std::size_t kMaxBatches = 256;  // no environment, if it goes on that long
+    for (std::size_t i = 0; i < kMaxBatches; ++i, entries += kMaxAddresses) {
+        char* batch[kMaxAddresses];
         const std::ptrdiff_t got = readReadable(entries, batch, sizeof batch);
         if (got < 0) return true;  // cannot be found out
         const std::size_t count = static_cast<std::size_t>(got) / sizeof *batch;
@@ -39,7 +39,7 @@ bool isReadable(char* const* entries) {
         while (used < count && batch[used] != nullptr) ++used;
         if (!canReadAll(batch, used)) return false;
         if (used < count) return true;
-        if (count < kMostAddresses) return false;
+        if (count < kMaxAddresses) return false;
     }
     return false;
 }

@@ -9,7 +9,7 @@
 #include "capture/ModuleLines.h"
 #include "capture/SafeMemory.h"
 
-// Of the unwinder's library, which declares it for itself alone.
+// Belongs to the unwinder's library, which declares it in no public header.
 struct UnwindBases {
     void* text;
     void* data;
@@ -25,8 +25,8 @@ void* toPointer(std::uintptr_t address) {
     return reinterpret_cast<void*>(address);
 }
 
-/// Whether the unwinder's table of the address's module can be read. Where the module's file was
-/// cut since it was loaded, it is gone.
+/// Returns true when the unwinder's table of the address's module can be read. It is gone when the
+/// module's file was cut since it was loaded.
 bool canReadTable(void* address) {
     dl_find_object module = {};
     if (_dl_find_object(address, &module) != 0) return true;  // registered elsewhere, if at all
@@ -64,7 +64,7 @@ void findFrameChain(const Interruption& interruption, FrameChain& chain) {
     chain.interruption = interruption;
     chain.frames[chain.count++] = toPointer(instruction);
     auto at = static_cast<std::uintptr_t>(registers[REG_RBP]);
-    while (chain.count < FrameChain::kMost) {
+    while (chain.count < FrameChain::kMax) {
         Frame frame = {};
         if (at < bottom || at % sizeof at != 0 || at > stack.end - sizeof frame ||
             !readMemory(toPointer(at), &frame, sizeof frame) || !isExecutable(frame.returnAddress))

@@ -13,9 +13,9 @@ namespace hcrpt {
 /// chain of frame pointers leads to. Empty where an unwinder knows the interrupted code, and where
 /// the chain leads nowhere.
 struct FrameChain {
-    static constexpr int kMost = 32;
+    static constexpr int kMax = 32;
 
-    void* frames[kMost] = {};
+    void* frames[kMax] = {};
     int count = 0;
     /// The first caller that an unwinder knows, and its registers; null: none was found.
     void* caller = nullptr;

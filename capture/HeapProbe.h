@@ -1,5 +1,5 @@
 /// @file
-/// Whether a crashing process can still use its heap.
+/// Finds out whether a crashing process can still use its heap.
 #pragma once
 
 namespace hcrpt {

@@ -17,7 +17,7 @@ const void* startOf(const void* address) {
 
 bool ModuleList::add(const void* address) {
     const void* const start = startOf(address);
-    if (start == nullptr || m_count == kMost) return false;
+    if (start == nullptr || m_count == kMax) return false;
     m_starts[m_count++] = start;
     return true;
 }

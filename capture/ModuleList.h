@@ -13,8 +13,8 @@ class ModuleList {
     bool holds(const void* address) const;
 
   private:
-    static constexpr int kMost = 4;
-    const void* m_starts[kMost] = {};
+    static constexpr int kMax = 4;
+    const void* m_starts[kMax] = {};
     int m_count = 0;
 };
 

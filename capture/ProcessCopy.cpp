@@ -37,7 +37,7 @@ void pause() {
 /// Returns the status to end with.
 int statusOf(long copy, int otherwise) {
     int status = 0;
-    for (long poll = 0; poll < CrashClaim::kLongestCrash * kPollsPerSecond; ++poll) {
+    for (long poll = 0; poll < CrashClaim::kMaxCrashSeconds * kPollsPerSecond; ++poll) {
         const long ended = call(SYS_wait4, copy, &status, WNOHANG | __WALL, nullptr);
         if (ended == copy) return WIFEXITED(status) ? WEXITSTATUS(status) : otherwise;
         if (ended < 0 && ended != -EINTR) return otherwise;

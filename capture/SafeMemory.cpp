@@ -21,9 +21,9 @@ bool readMemory(const void* from, void* to, std::size_t size) {
 
 bool canReadAll(const char* const* addresses, std::size_t count) {
     if (count == 0) return true;
-    iovec remote[kMostAddresses];
+    iovec remote[kMaxAddresses];
     for (std::size_t i = 0; i < count; ++i) remote[i] = {const_cast<char*>(addresses[i]), 1};
-    char bytes[kMostAddresses];
+    char bytes[kMaxAddresses];
     const iovec local = {bytes, count};
     return process_vm_readv(getpid(), &local, 1, remote, count, 0) == static_cast<ssize_t>(count);
 }

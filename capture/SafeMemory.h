@@ -14,7 +14,7 @@ std::ptrdiff_t readReadable(const void* from, void* to, std::size_t size);
 bool readMemory(const void* from, void* to, std::size_t size);
 
 /// How many addresses canReadAll() takes.
-constexpr std::size_t kMostAddresses = 32;
+constexpr std::size_t kMaxAddresses = 32;
 
 /// Tells whether there is a byte at each of some addresses. @signalsafe
 bool canReadAll(const char* const* addresses, std::size_t count);

@@ -18,7 +18,7 @@ constexpr int kReport = 60;    ///< facts, four shell pipelines, the report
 void enable(int status);
 
 /// Starts a stretch, which ends the one before: a heap whose lock the dead thread holds, or a pipe
-/// that nobody reads, must not keep the process for ever. @signalsafe
+/// that nobody reads, must not keep the process forever. @signalsafe
 void set(int seconds);
 
 /// Seconds, rounded up, until the deadline; 0 where none is set. @signalsafe

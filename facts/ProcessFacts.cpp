@@ -86,7 +86,7 @@ ProcessFacts factsOfThisProcess() {
 }
 
 bool writeFacts(const std::string& path, const ProcessFacts& facts) {
-    // A pipe in the file's place would be opened as it is, and hold the host up for ever.
+    // A pipe in the file's place would be opened as it is, and hold the host up forever.
     struct stat status = {};
     if (lstat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) return false;
     AtomicFile file(path);

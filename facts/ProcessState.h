@@ -1,5 +1,5 @@
 /// @file
-/// Whether a process that was met earlier is still the one that has its id.
+/// Tells a process from a later one with the same id.
 #pragma once
 
 #include <ctime>

@@ -1,5 +1,5 @@
 /// @file
-/// Whether a registered process still runs.
+/// Tells running registered processes from others with their ids.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// Whether the crash reporter's work is over.
+// Decides when the crash reporter's work is over.
 #include <fstream>
 
 #include "HUTEnv.h"

@@ -40,7 +40,7 @@ std::optional<ProcessFacts> factsOf(const RawTrace& trace) {
     return facts;
 }
 
-/// Whether a file name may hold the text: nothing in the crash store vouches for it.
+/// Returns true when a file name may hold the text: nothing in the crash store vouches for it.
 bool isUserName(const std::string& text) {
     constexpr std::size_t kMaxLength = 64;  // bytes
     if (text.empty() || text.size() > kMaxLength) return false;

@@ -98,8 +98,8 @@ bool showsFrames(const std::string& rawTrace) {
     return false;
 }
 
-/// Whether the report shows the log's lines from the top on, some frames among them: addresses
-/// differ from process to process, but for a forked child.
+/// Returns true when the report shows the log's lines from the top on, with some frames among them.
+/// Addresses differ between processes, except between a parent and its forked child.
 bool isSameTrace(const std::vector<std::string>& reported, const std::vector<std::string>& log) {
     if (reported.size() <= kHeaderLines || reported.size() > log.size()) return false;
     return std::equal(reported.begin(), reported.end(), log.begin());

@@ -16,7 +16,7 @@ namespace {
 
 // A name of that many parts is demangled within milliseconds.
 constexpr std::uint64_t kFewParts = 1UL << 16;
-// Of processor time.
+// Bounds of processor time.
 constexpr std::chrono::microseconds kMaxTime{128000};
 constexpr std::chrono::microseconds kShortestTime{8000};
 
@@ -26,10 +26,10 @@ constexpr bool isReferenceNumber(char c) {
     return c == '_' || c == 'L' || (c >= '0' && c <= '9') || (c >= 'A' && c <= 'Z');
 }
 
-/// Whether the name's parts stay few, whatever they are. A reference to an earlier part or to a
-/// template argument repeats at most all that there is so far, so it doubles the parts at most; a
-/// pack expansion repeats its pattern at most once for each part. Letters of an identifier that
-/// look like one of these only make the estimate larger.
+/// Returns true when the name's parts stay few, whatever they are. A reference to an earlier part
+/// or to a template argument repeats at most all that there is so far, so it doubles the parts at
+/// most; a pack expansion repeats its pattern at most once for each part. Letters of an identifier
+/// that look like one of these only make the estimate larger.
 bool hasFewParts(const char* name, std::size_t length) {
     std::uint64_t parts = length;
     for (std::size_t i = 0; i + 1 < length; ++i) {

@@ -17,7 +17,7 @@ constexpr std::size_t kMaxMangledName = 32UL * 1024;  // bytes
 /// Readable forms longer than that are not given.
 constexpr std::size_t kMaxDemangledName = 1024UL * 1024;  // bytes
 
-/// abi::__cxa_demangle(), which by itself may run for ever: a name of 300 bytes in which each type
+/// abi::__cxa_demangle(), which by itself may run forever: a name of 300 bytes in which each type
 /// repeats the one before has a demangled form of 2^40 bytes, and some such names cost that much
 /// time before the first byte of it.
 ///

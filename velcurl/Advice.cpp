@@ -51,7 +51,7 @@ const char* find(const Advice (&table)[N], int status) {
     return nullptr;
 }
 
-// curl ends with 60 for every problem with a certificate; only its message names the problem.
+// curl ends with 60 forevery problem with a certificate; only its message names the problem.
 std::string onCertificate(const std::string& complaint) {
     const auto says = [&](const char* part) { return complaint.find(part) != std::string::npos; };
     if (says("expired") || says("not yet valid"))

@@ -368,7 +368,7 @@ TEST_F(StackTraceTxtLogTest, AHandlerThatTookNoTraceHandsNothingOverButWaits) {
     EXPECT_FALSE(std::filesystem::exists(scene.store() + "/hs_mangled_err_pid4242.log"));
 }
 
-// A copy that hangs, on a lost file server for one, must not keep the process for ever; the wait
+// A copy that hangs, on a lost file server for one, must not keep the process forever; the wait
 // for the log must not be cut short.
 TEST_F(StackTraceTxtLogTest, TheCopiesAreBoundedTo20SecondsEachAndTheWaitApartFromThem) {
     makeHandler();

@@ -44,7 +44,8 @@ void onThread(Body body) {
     std::thread(body).join();
 }
 
-/// Whether a thread that brings an alternate stack of this size has it still after registration.
+/// Returns true when a thread that brings an alternate stack of this size has it still after
+/// registration.
 bool keepsOwnStackOf(std::size_t size) {
     bool kept = false;
     std::vector<char> own(size);

@@ -45,7 +45,7 @@ class CrashScene : public test_support::Session {
     /// Runs in the test when the process is about to fail.
     std::function<void(test_support::ChildProcess&)> atFailure;
     std::chrono::seconds deadline{40};
-    /// Whether the crash reporter is to write the report: it is waited for.
+    /// True when the crash reporter is to write the report: run() waits for it.
     bool awaitReport = false;
 
     /// Lets it die and looks at what is left.

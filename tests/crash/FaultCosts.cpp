@@ -185,7 +185,8 @@ bool isFollowedBy(const Death& death, std::size_t index, long number) {
                        [&](const Call& other) { return other.number == number; });
 }
 
-/// Whether traces are still being written and copied: the tools of the report come later.
+/// Returns true while traces are still being written and copied: the tools of the report come
+/// later.
 bool isOfTraces(const Death& death, std::size_t index) {
     return isFollowedBy(death, index, SYS_pipe2);
 }
@@ -334,7 +335,7 @@ Cost costOfStat(const Death& death, std::size_t index) {
     return nothing();
 }
 
-/// Whether the call is one of the first trace, which the complete one replaces.
+/// Returns true when the call is one of the first trace, which the complete one replaces.
 bool isOfFirstTrace(const Death& death, std::size_t index) {
     if (death.calls[index].target != kRawTrace) return false;
     const auto opened = std::count_if(

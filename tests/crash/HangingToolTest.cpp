@@ -15,7 +15,7 @@ using namespace crash_test;
 
 namespace {
 
-/// A tool that notes its process and one that it starts, writes half a line and waits for ever.
+/// A tool that notes its process and one that it starts, writes half a line and waits forever.
 void makeHangingTool(const std::string& path, const std::string& ids) {
     test_support::writeFile(path, "#!/bin/sh\necho $$ >>" + ids + "\nsleep 1000 &\necho $! >>" +
                                       ids + "\nprintf ' 12'\nwait\n");

@@ -39,8 +39,8 @@ TEST(SlowEndTest, AFullFileSystemBeneathTheCrashStoreKeepsTheRawTrace) {
     EXPECT_EQ("", outcome.report) << "half a report";
 }
 
-/// Whether the directory can be read but not written from now on, by this process and its children
-/// alone.
+/// Returns true when the directory can be read but not written from now on, by this process and its
+/// children alone.
 bool makeReadOnly(const std::string& directory) {
     const char* const path = directory.c_str();
     return unshare(CLONE_NEWNS) == 0 &&

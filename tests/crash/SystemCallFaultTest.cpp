@@ -42,7 +42,7 @@ std::vector<Fault> faultsOf(const Death& death) {
     return all;
 }
 
-/// Whether the call that failed is the one that was meant.
+/// Returns true when the call that failed is the one that was meant.
 bool isSameCall(const Death& one, const Death& other, std::size_t call) {
     return call < one.calls.size() && call < other.calls.size() &&
            one.calls[call].number == other.calls[call].number &&

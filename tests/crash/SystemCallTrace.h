@@ -61,7 +61,7 @@ class SystemCallTrace {
 
     const std::vector<Call>& calls() const { return m_calls; }
 
-    /// Whether this process may trace its children, and the system tells what they call.
+    /// Returns true when this process may trace its children, and the system tells what they call.
     static bool isAllowed();
 
   private:

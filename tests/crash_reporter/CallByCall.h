@@ -23,7 +23,7 @@ class CallByCall {
                ///< killed
     };
 
-    /// Whether this system lets a process follow its children.
+    /// Returns true when this system lets a process follow its children.
     static bool isPossible();
 
     /// @param before the number of the call, from 1; 0: none.
@@ -34,7 +34,7 @@ class CallByCall {
     /// @param finish called now and then; makes the crash reporter leave when its work is done.
     void run(const std::function<void(pid_t reporter)>& finish);
 
-    /// Whether the chosen call was reached.
+    /// Returns true when the chosen call was reached.
     bool hasKilled() const { return m_killed; }
     test_support::ExitState end() const { return m_end; }
 

@@ -76,7 +76,7 @@ class ServedHost : public ServedSession {
 long sleepsOf(pid_t pid);
 /// Memory of a process that is resident, in KiB.
 long residentKiB(pid_t pid);
-/// Whether it is the crash reporter's program that the process runs.
+/// Returns true when the process runs the crash reporter's program.
 bool isCrashReporter(pid_t pid);
 
 }  // namespace crash_reporter_test

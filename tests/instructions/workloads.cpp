@@ -14,7 +14,8 @@
 
 namespace {
 
-// Of a host's own libraries, so that the counts are the same wherever the C++ library is another.
+// Names of a host's own libraries, so that the counts are the same wherever the C++ library is
+// another.
 constexpr const char* kNames[] = {
     "_ZN4mesh7Builder6refineERKSt6vectorINS_4CellESaIS2_EEd",
     "_ZNSt6vectorIN4mesh4CellESaIS1_EE17_M_realloc_insertIJRKS1_EEEvN9__gnu_cxx17__normal_"

@@ -77,8 +77,8 @@ class CrashSession : public test_support::Session {
     bool eventually(const std::function<bool()>& condition) const;
     bool isLogged(pid_t reporter, const std::string& text) const;
     bool isRegistered(pid_t host) const;
-    /// Whether the crash reporter makes a pass, finds that it is not over, and makes another. It
-    /// is given empty reports to see that by, which it mentions in its log.
+    /// Returns true when the crash reporter makes a pass, finds that it is not over, and makes
+    /// another. It is given empty reports to see that by, which it mentions in its log.
     bool goesOn(pid_t reporter);
 
     const std::string caFile = data + "/telemon/cacert.pem";
@@ -94,7 +94,7 @@ class CrashSession : public test_support::Session {
     std::string m_root;
 };
 
-/// Whether the parts stand in the text, one after the other.
+/// Returns true when the parts stand in the text, one after the other.
 ::testing::AssertionResult standInOrder(const std::string& text,
                                         const std::vector<std::string>& parts);
 using test_support::timesIn;

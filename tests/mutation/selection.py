@@ -1,5 +1,4 @@
 """Which mutants are tried: those of a change, or a sample."""
-import pathlib
 import random
 import re
 import subprocess

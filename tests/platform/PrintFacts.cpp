@@ -7,7 +7,7 @@
 
 namespace {
 
-// Asks for everything again when nearly all else of the process has gone.
+// Asks foreverything again when nearly all else of the process has gone.
 struct AskInExitHandler {
     bool armed = false;
     ~AskInExitHandler() {

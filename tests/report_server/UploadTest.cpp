@@ -257,7 +257,7 @@ bool trustInsteadOfTheSystems(const std::string& directory) {
 
 TEST_F(UploadTest, AuthoritiesOfTheSystemAreNotTrustedBesideTheGivenFile) {
     ReportServer server(dir / "server");
-    // Of another name: a given authority hides those of its name in the directory.
+    // It has another name: a given authority hides those of its name in the directory.
     const std::string other = dir / "other.pem";
     ChildProcess authority = ChildProcess::exec(
         {"openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1",

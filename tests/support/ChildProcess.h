@@ -74,7 +74,7 @@ class ChildProcess {
 bool eventually(const std::function<bool()>& condition,
                 std::chrono::milliseconds deadline = std::chrono::seconds(20));
 
-/// Whether a process of that id runs (a zombie does not).
+/// Returns true when a process of that id runs (a zombie does not).
 bool isRunning(pid_t pid);
 
 }  // namespace test_support

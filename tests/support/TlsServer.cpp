@@ -70,7 +70,8 @@ int portOf(int (*name)(int, sockaddr*, socklen_t*), int socket) {
     return ntohs(address.sin_port);
 }
 
-/// Whether the client has taken all that was sent, as the kernel shows its end of the connection.
+/// Returns true when the client has taken all that was sent, as the kernel shows its end of the
+/// connection.
 bool hasReadAll(int socket) {
     int notArrived = 0;
     if (ioctl(socket, SIOCOUTQ, &notArrived) != 0 || notArrived != 0) return false;

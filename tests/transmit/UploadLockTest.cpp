@@ -19,7 +19,7 @@ class UploadLockTest : public testing::Test {
     bool isThere(const std::string& name) const {
         return std::filesystem::exists(directory / name);
     }
-    /// Whether another process gets the turn within this time.
+    /// Returns true when another process gets the lock within this time.
     bool othersGetIt(std::chrono::milliseconds patience) const {
         ChildProcess child = ChildProcess::fork([&] {
             const auto start = std::chrono::steady_clock::now();

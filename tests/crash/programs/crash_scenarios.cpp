@@ -367,7 +367,7 @@ const std::map<std::string, Action> kScenarios = {
      }},
 };
 
-/// Whether the watch sees what it is there for.
+/// Shows that the watch on the allocator sees a call.
 void allocateAndFail() {
     void* volatile block = std::malloc(100);
     std::free(block);
