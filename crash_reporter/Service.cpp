@@ -92,7 +92,8 @@ Service::State Service::replaceEarlierStore() {
     const StoreReplacement replacement;
     if (HUTFile::exists(registrations()) && !HCrashReporter::isExitCondition())
         return State::serving;
-    replaceStore(replacement);
+    (void)replaceStore(
+        replacement);  // a store that stays is tried again by the next crash reporter
     return State::serving;
 }
 
@@ -107,11 +108,12 @@ void Service::replaceStaleStore() {
     const StoreReplacement replacement;
     followProcesses();
     if (!m_processes.living().empty()) return;
-    logInfo("Only records of other processes are left, making a fresh crash store.");
-    replaceStore(replacement);
+    if (replaceStore(replacement))
+        logInfo("Only records of other processes were left, made a fresh crash store.");
 }
 
-void Service::replaceStore(const StoreReplacement& replacement) {
+/// @return false when the store stays where it is.
+bool Service::replaceStore(const StoreReplacement& replacement) {
     m_carryOver.holdOpen(registrations());
     const bool aside = replacement.putAside();
     HCrashReporter::createProcessRegistrationFile();
@@ -120,6 +122,7 @@ void Service::replaceStore(const StoreReplacement& replacement) {
     allowTimeToRegister(now);
     m_carryOver.begin(now);
     if (!m_store.isInPlace()) m_store.follow(HCrashRptSettings::getCrashStorePath());
+    return aside;
 }
 
 /// The pass that runs ends after its current report.

@@ -58,7 +58,7 @@ class Service {
     [[nodiscard]] State begin();
     [[nodiscard]] State replaceEarlierStore();
     void replaceStaleStore();
-    void replaceStore(const StoreReplacement& replacement);
+    [[nodiscard]] bool replaceStore(const StoreReplacement& replacement);
     [[nodiscard]] State stop();
     [[nodiscard]] bool tryToEnd();
     [[nodiscard]] bool isOver() const;

@@ -27,7 +27,7 @@ class StaleRecordsTest : public testing::Test, protected ServedSession {
         return record.substr(0, record.find(':') + 1) + "\n";
     }
     static constexpr char kFresh[] =
-        "[Crash Reporter] Only records of other processes are left, making a fresh crash store.\n";
+        "[Crash Reporter] Only records of other processes were left, made a fresh crash store.\n";
 };
 
 TEST_F(StaleRecordsTest, DoNotKeepTheCrashReporter) {

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -67,6 +68,20 @@ TEST_F(ProcessFactsTest, WithoutAStoreNothingIsLeftNorSaid) {
     HCrashReporter::leaveProcessFacts();
     EXPECT_FALSE(std::filesystem::exists(store));
     EXPECT_EQ(output.text(), "");
+}
+
+TEST_F(ProcessFactsTest, ThoseOfAnEarlierProcessGoWhereNoOthersCanBeWritten) {
+    test_support::writeFile(ownPath(), R"({"startTime": "1"})");
+    ChildProcess host = ChildProcess::fork([&] {
+        platform.fakePid = getppid();
+        const rlimit none = {0, 0};
+        signal(SIGXFSZ, SIG_IGN);
+        setrlimit(RLIMIT_FSIZE, &none);
+        HCrashReporter::leaveProcessFacts();
+        return 0;
+    });
+    EXPECT_EQ(host.wait(), exitedWith(0));
+    EXPECT_FALSE(std::filesystem::exists(ownPath()));
 }
 
 TEST_F(ProcessFactsTest, APipeInTheirPlaceHoldsNobodyUp) {
