@@ -244,6 +244,11 @@ Cost nextMessage(const Death& death, std::size_t index) {
     return text(parts[part]);
 }
 
+Cost dump() {
+    return {"the dump of the user interface",
+            [](Record& record) { removeItems(record, {"GuiStrDump"}); }};
+}
+
 Cost costOfOpen(const Death& death, std::size_t index) {
     const Call& call = death.calls[index];
     const std::string& target = call.target;
@@ -265,9 +270,7 @@ Cost costOfOpen(const Death& death, std::size_t index) {
             std::string(kReport) + "\n");
     if (target == "/proc/cpuinfo") return value("cpuInfo", "");
     if (target == "/proc/meminfo") return value("memInfo", "");
-    if (target == kDump)
-        return {"the dump of the user interface",
-                [](Record& record) { removeItems(record, {"GuiStrDump"}); }};
+    if (target == kDump) return dump();
     return nothing();
 }
 
@@ -318,6 +321,7 @@ Cost costOfClose(const Death& death, std::size_t index) {
 }
 
 Cost costOfStat(const Death& death, std::size_t index) {
+    if (death.calls[index].target == kDump) return dump();
     const Call& call = death.calls[index];
     const bool isOpen = (call.arguments[3] & AT_EMPTY_PATH) != 0;
     const Cost notWriteable = report("[Crash Reporter] Error: file <directory>/" +

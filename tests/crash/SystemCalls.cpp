@@ -47,6 +47,7 @@ const std::map<long, Kind> kKinds = {
     {SYS_uname, {"uname", {EFAULT}}},
     // These fail for arguments that make no sense, if at all.
     {SYS_getpid, {"getpid", {}}},
+    {SYS_geteuid, {"geteuid", {}}},
     {SYS_umask, {"umask", {}}},
     {SYS_gettid, {"gettid", {}}},
     {SYS_rt_sigprocmask, {"rt_sigprocmask", {}}},

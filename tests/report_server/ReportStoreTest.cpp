@@ -142,7 +142,7 @@ TEST(ReportStoreTest, AReportThatTheDiskLosesWhenItIsClosedIsRefused) {
     const ScopedFault lost(seams::onClose, EIO);
     const StoreResult result = storeReport(dir.path(), "r", "content");
     EXPECT_EQ(lost.met(), 1);
-    EXPECT_EQ(result.name, "");
+    EXPECT_EQ(result.name, std::nullopt);
     EXPECT_EQ(result.error, "cannot store in " + dir.path() + ": " + std::strerror(EIO));
     EXPECT_TRUE(namesIn(dir.path()).empty());
 }
