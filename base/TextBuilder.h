@@ -35,6 +35,5 @@ class TextBuilder {
     bool m_isCut = false;
 };
 
-;
 
 }  // namespace hcrpt

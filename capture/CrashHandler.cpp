@@ -20,6 +20,7 @@
 #include "capture/Environment.h"
 #include "capture/FirstTrace.h"
 #include "capture/FurtherSignals.h"
+#include "capture/Interruption.h"
 #include "capture/ProcessCopy.h"
 #include "capture/SiblingLock.h"
 #include "capture/StandardDescriptors.h"
@@ -51,10 +52,16 @@ void keepOwnersRights() {
     umask(umask(kOthers) & kOthers);
 }
 
-void handleCrash(void* signal) noexcept {
-    const int sig = *static_cast<const int*>(signal);
+struct Crash {
+    int signal;
+    hcrpt::Interruption interruption;
+};
+
+void handleCrash(void* argument) noexcept {
+    const Crash& crash = *static_cast<const Crash*>(argument);
+    const int sig = crash.signal;
     // Before any call that a sandbox may forbid. The file is a sibling's while that crashes.
-    if (hcrpt::SiblingLock::tryAcquire()) hcrpt::FirstTrace::write(sig);
+    if (hcrpt::SiblingLock::tryAcquire()) hcrpt::FirstTrace::write(sig, crash.interruption);
     hcrpt::handleFurtherSignals();
     liftLimits();
     keepOwnersRights();
@@ -81,9 +88,13 @@ void HCrptLinuxExceptionHandler::crptDefaultLinuxHandler(int sig) {
     // would live on.
     pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
     switch (CrashClaim::claim(sig)) {
-        case CrashClaim::Claim::taken:
-            hcrpt::CrashStack::enter(&handleCrash, &sig);
+        case CrashClaim::Claim::taken: {
+            Crash crash = {sig, {}};
+            hcrpt::interruptionOfHandler(static_cast<void**>(__builtin_frame_address(0)),
+                                         crash.interruption);
+            hcrpt::CrashStack::enter(&handleCrash, &crash);
             break;
+        }
         case CrashClaim::Claim::otherThread:
             // It is writing its trace and report, and will end the process.
             CrashClaim::awaitEnd();

@@ -1,4 +1,4 @@
-// Runs on the 8 KiB alternate stack: small frames, no heap, no stdio, no strings.
+// Runs before the raw trace is safe: small frames, no heap, no stdio, no strings.
 #include "capture/FirstTrace.h"
 
 #include <dlfcn.h>
@@ -14,7 +14,6 @@
 
 #include "base/TextBuilder.h"
 #include "base/WriteAll.h"
-#include "capture/Interruption.h"
 #include "capture/TraceFile.h"
 #include "hcrpt/HCrashCapture.h"
 
@@ -66,9 +65,8 @@ void prepare() {
     s_program[length > 0 ? length : 0] = '\0';
 }
 
-void write(int signal) {
-    Interruption interruption;
-    if (!findInterruption(interruption)) return;
+void write(int signal, const Interruption& interruption) {
+    if (interruption.state == nullptr) return;
     blockSignals();
     const int fd = openRawTrace();
     if (fd < 0) return;

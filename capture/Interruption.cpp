@@ -16,10 +16,13 @@ void* toPointer(_Unwind_Ptr address) {
     return reinterpret_cast<void*>(address);
 }
 
+bool isSignalReturn(const void* code) {
+    return code != nullptr && std::memcmp(code, kSignalReturn, sizeof kSignalReturn) == 0;
+}
+
 _Unwind_Reason_Code stopAtSignal(_Unwind_Context* frame, void* to) {
     void* const code = toPointer(_Unwind_GetIP(frame));
-    if (code == nullptr || std::memcmp(code, kSignalReturn, sizeof kSignalReturn) != 0)
-        return _URC_NO_REASON;
+    if (!isSignalReturn(code)) return _URC_NO_REASON;
     // The kernel puts the state of the thread where the stack of this frame begins.
     void* const state = toPointer(_Unwind_GetCFA(frame));
     *static_cast<Interruption*>(to) = {static_cast<ucontext_t*>(state), code};
@@ -27,6 +30,15 @@ _Unwind_Reason_Code stopAtSignal(_Unwind_Context* frame, void* to) {
 }
 
 }  // namespace
+
+bool interruptionOfHandler(void* const* handlersFrame, Interruption& interruption) {
+    // Saved frame pointer, return address, then the state of the thread as the kernel saved it.
+    void* const code = handlersFrame[1];
+    if (!isSignalReturn(code)) return false;
+    void* const state = const_cast<void**>(handlersFrame + 2);
+    interruption = {static_cast<ucontext_t*>(state), code};
+    return true;
+}
 
 bool findInterruption(Interruption& interruption) {
     interruption = {};

@@ -21,13 +21,17 @@ struct Shared {
 };
 Shared* s_shared = nullptr;
 
-bool s_holds = false;
+pid_t s_holder = 0;  // not a child that was forked while its parent crashed
 Predecessor s_predecessor;
 
 std::timespec now() {
     std::timespec time = {};
     clock_gettime(CLOCK_MONOTONIC, &time);
     return time;
+}
+
+bool holds() {
+    return s_holder == getpid();
 }
 
 /// @return whether this thread has the mutex now.
@@ -44,7 +48,7 @@ bool lockWithin(std::time_t seconds) {
 }
 
 void enterHolder() {
-    s_holds = true;
+    s_holder = getpid();
     s_predecessor = s_shared->holder;
     s_shared->holder = {getpid(), Stage::started};
     s_shared->deadline = now().tv_sec + maxHoldSeconds;
@@ -71,7 +75,7 @@ bool prepare() {
 }
 
 void acquire() {
-    if (s_shared == nullptr || s_holds) return;
+    if (s_shared == nullptr || holds()) return;
     constexpr std::time_t kSlice = 1;  // seconds; the holder changes meanwhile, and its deadline
     while (!lockWithin(kSlice))
         if (now().tv_sec > s_shared->deadline) return;
@@ -79,18 +83,18 @@ void acquire() {
 }
 
 bool tryAcquire() {
-    if (s_shared == nullptr || s_holds) return true;
+    if (s_shared == nullptr || holds()) return true;
     if (!hasLocked(pthread_mutex_trylock(&s_shared->mutex))) return false;
     enterHolder();
     return true;
 }
 
 void note(Stage stage) {
-    if (s_holds) s_shared->holder.stage = stage;
+    if (holds()) s_shared->holder.stage = stage;
 }
 
 Predecessor predecessor() {
-    return s_predecessor;
+    return holds() ? s_predecessor : Predecessor{};
 }
 
 }  // namespace hcrpt::SiblingLock

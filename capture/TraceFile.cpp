@@ -13,8 +13,10 @@
 namespace hcrpt {
 
 int openRawTrace() {
+    // A pipe under the name that nobody reads is an error, not something to wait for.
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     const char* const path = HCrptResourceMgr::getStacktraceTempFilePath().c_str();
-    return static_cast<int>(TEMP_FAILURE_RETRY(open(path, O_WRONLY | O_CREAT | O_CLOEXEC, 0644)));
+    return static_cast<int>(TEMP_FAILURE_RETRY(open(path, kFlags, 0644)));
 }
 
 void writeTraceHeader(int fd, int signal) {

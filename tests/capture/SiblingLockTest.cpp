@@ -66,6 +66,19 @@ TEST_F(SiblingLockTest, ASiblingWaitsUntilTheHolderHasEndedAndLearnsHowFarItGot)
     }
 }
 
+TEST_F(SiblingLockTest, AChildThatIsForkedWhileItsParentCrashesWaitsLikeOthers) {
+    ASSERT_TRUE(SiblingLock::prepare());
+    SiblingLock::acquire();
+    ChildProcess child = ChildProcess::fork([] {
+        SiblingLock::note(Stage::reported);  // must not speak for its parent
+        return SiblingLock::tryAcquire() ? 1 : 0;
+    });
+    EXPECT_EQ(exitedWith(0), child.wait());
+    ChildProcess next =
+        ChildProcess::fork([] { return SiblingLock::predecessor().id == 0 ? 0 : 1; });
+    EXPECT_EQ(exitedWith(0), next.wait());
+}
+
 TEST_F(SiblingLockTest, AHolderBeyondItsDeadlineIsNotWaitedFor) {
     SiblingLock::maxHoldSeconds = 0;
     ASSERT_TRUE(SiblingLock::prepare());

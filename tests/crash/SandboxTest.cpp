@@ -1,11 +1,14 @@
 // Hosts in a sandbox (seccomp) that forbids system calls of the crash handler.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <string>
 
 #include "crash/CrashScene.h"
 #include "crash/Expectations.h"
+#include "support/MissingSystemCall.h"
 
 using namespace crash_test;
 
@@ -29,6 +32,17 @@ TEST(SandboxTest, AForbiddenCallThatFailsCostsNoTrace) {
     expectWholeRecord(outcome, SIGSEGV);
     expectNamed(outcome, "zeb::failing::nullWrite()");
     EXPECT_EQ(std::string::npos, outcome.rawTrace.find(kNotice));
+}
+
+TEST(SandboxTest, MemoryThatNobodyMayCopyCostsNoFrames) {
+    CrashScene scene;
+    scene.preparation = [] {
+        if (!test_support::takeAwaySystemCall(SYS_process_vm_readv)) _exit(126);
+    };
+    const Outcome outcome = scene.run("null-write");
+    expectWholeRecord(outcome, SIGSEGV);
+    expectNamed(outcome, "zeb::failing::nullWrite()");
+    EXPECT_NE(std::string::npos, outcome.rawTrace.find("(main+0x")) << outcome.rawTrace;
 }
 
 TEST(SandboxTest, ASignalHandlerThatStandsInForForbiddenCallsIsCalled) {
