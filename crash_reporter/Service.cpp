@@ -90,30 +90,9 @@ Service::State Service::begin() {
 Service::State Service::replaceEarlierStore() {
     if (HUTFile::exists(registrations()) && !hasRecords()) return State::serving;
     const StoreReplacement replacement;
-    if (HUTFile::exists(registrations()) && !HCrashReporter::isExitCondition())
+    if (HUTFile::exists(registrations()) && !HCrashReporter::isExitCondition() &&
+        !hasOnlyStaleRecords())
         return State::serving;
-    (void)replaceStore(
-        replacement);  // a store that stays is tried again by the next crash reporter
-    return State::serving;
-}
-
-/// Replaces a store in which only stale records are left: their process ids belong to other
-/// processes now, or they have none. isExitCondition() knows ids alone, so such a record would keep
-/// the crash reporter forever.
-void Service::replaceStaleStore() {
-    const bool mayBeNeeded = m_pass.isRunning() || m_carryOver.nextPoll() ||
-                             m_processes.nextPoll() || !m_processes.living().empty() ||
-                             !m_snapshot.reports.empty();
-    if (mayBeNeeded || exitCondition().value_or(true)) return;
-    const StoreReplacement replacement;
-    followProcesses();
-    if (!m_processes.living().empty()) return;
-    if (replaceStore(replacement))
-        logInfo("Only records of other processes were left, made a fresh crash store.");
-}
-
-/// @return false when the store stays where it is.
-bool Service::replaceStore(const StoreReplacement& replacement) {
     m_carryOver.holdOpen(registrations());
     const bool aside = replacement.putAside();
     HCrashReporter::createProcessRegistrationFile();
@@ -122,7 +101,17 @@ bool Service::replaceStore(const StoreReplacement& replacement) {
     allowTimeToRegister(now);
     m_carryOver.begin(now);
     if (!m_store.isInPlace()) m_store.follow(HCrashRptSettings::getCrashStorePath());
-    return aside;
+    return State::serving;
+}
+
+/// Returns true when each record of this machine belongs to a process that is gone: its id is
+/// another process's now, or it has none. isExitCondition() knows ids alone, so such a record would
+/// keep the crash reporter forever. What waits in the store is listed anew: isExitCondition() is
+/// false for a report, too.
+bool Service::hasOnlyStaleRecords() const {
+    return m_processes.living().empty() && !m_processes.nextPoll() &&
+           livingOf(recordsIn(registrations())).empty() &&
+           hcrpt::StoreSnapshot::take().reports.empty();
 }
 
 /// The pass that runs ends after its current report.
@@ -139,9 +128,7 @@ bool Service::tryToEnd() {
             exitCondition();
             return false;
         case State::serving:
-            if (isOver()) return leave();
-            replaceStaleStore();
-            return false;
+            return isOver() && leave();
         case State::stopping:
             if (m_pass.isRunning()) return false;
             logInfo("Asked to leave by a signal, leaving. Waiting reports: " +
@@ -161,7 +148,7 @@ bool Service::isOver() const {
     const std::optional<bool> nobodyRuns = exitCondition();
     if (m_pass.isRunning() || m_carryOver.nextPoll()) return false;
     if (!m_processes.living().empty() || !m_snapshot.reports.empty()) return false;
-    if (nobodyRuns) return *nobodyRuns;
+    if (nobodyRuns) return *nobodyRuns || hasOnlyStaleRecords();
     return !m_snapshot.hasRegistrations || m_schedule.isDue(Deadline::firstRecord);
 }
 

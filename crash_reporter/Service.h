@@ -14,7 +14,6 @@
 #include "crash_reporter/Schedule.h"
 #include "crash_reporter/SessionLock.h"
 #include "crash_reporter/StopSignal.h"
-#include "crash_reporter/StoreReplacement.h"
 #include "crash_reporter/StoreRestoration.h"
 #include "crash_reporter/StoreWatch.h"
 #include "crash_reporter/UploadPass.h"
@@ -57,11 +56,10 @@ class Service {
     // --- States ---
     [[nodiscard]] State begin();
     [[nodiscard]] State replaceEarlierStore();
-    void replaceStaleStore();
-    [[nodiscard]] bool replaceStore(const StoreReplacement& replacement);
     [[nodiscard]] State stop();
     [[nodiscard]] bool tryToEnd();
     [[nodiscard]] bool isOver() const;
+    [[nodiscard]] bool hasOnlyStaleRecords() const;
     [[nodiscard]] bool leave();
     void handOver() const;
 

@@ -1,7 +1,9 @@
 #include "crash_reporter/StoreReplacement.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <memory>
 
@@ -34,14 +36,26 @@ std::set<std::string> namesIn(const std::string& directory) {
     return names;
 }
 
+/// Moves a file unless there is one of the new name. @return false when it is still at the old one
+/// for another reason.
+bool moveWithoutReplacing(const std::string& from, const std::string& to) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return true;
+    // NFS knows no such rename, but a link replaces nothing either.
+    const bool isUnknown = errno == EINVAL || errno == ENOSYS;
+    if (isUnknown && link(from.c_str(), to.c_str()) == 0) return unlink(from.c_str()) == 0;
+    return errno == EEXIST;
+}
+
 /// Moves all but some names into the store. A file of that name in the store stays.
-void moveIntoStore(const std::set<std::string>& names, const std::set<std::string>& without) {
+/// @return false when a file could not be moved.
+bool moveIntoStore(const std::set<std::string>& names, const std::set<std::string>& without) {
     const std::string separator = HCrashRptSettings::getDirSeparator();
-    for (const std::string& name : names) {
-        if (without.count(name) > 0) continue;
-        renameat2(AT_FDCWD, (asidePath() + separator + name).c_str(), AT_FDCWD,
-                  (store() + separator + name).c_str(), RENAME_NOREPLACE);
-    }
+    bool areMoved = true;
+    for (const std::string& name : names)
+        if (without.count(name) == 0 &&
+            !moveWithoutReplacing(asidePath() + separator + name, store() + separator + name))
+            areMoved = false;
+    return areMoved;
 }
 
 }  // namespace
@@ -55,8 +69,8 @@ bool StoreReplacement::putAside() const {
 void StoreReplacement::finish() const {
     // Without a new store the old one is kept: undoInterrupted() puts it back later.
     if (!HUTFile(store()).isDir()) return;
-    moveIntoStore(namesIn(asidePath()), m_known);
-    if (HUTFile(asidePath()).rmRecursive())
+    // A file that could not be moved is kept: undoInterrupted() tries again later.
+    if (moveIntoStore(namesIn(asidePath()), m_known) && HUTFile(asidePath()).rmRecursive())
         logInfo("Deleted the crash store of an earlier session.");
     else
         logError("Could not delete " + asidePath() + ".");
@@ -69,8 +83,8 @@ Records StoreReplacement::undoInterrupted() {
     records = recordsIn(registrationsAside());
     // The names that the killed crash reporter had noted are lost, so everything is moved. Traces
     // and reports that nobody needs do no harm.
-    moveIntoStore(namesIn(asidePath()), {HUTFile(registrationsAside()).getName()});
-    HUTFile(asidePath()).rmRecursive();
+    if (moveIntoStore(namesIn(asidePath()), {HUTFile(registrationsAside()).getName()}))
+        HUTFile(asidePath()).rmRecursive();
     return records;
 }
 

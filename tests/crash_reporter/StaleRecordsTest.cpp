@@ -26,8 +26,6 @@ class StaleRecordsTest : public testing::Test, protected ServedSession {
         const std::string record = CrashSession::recordOf(1);
         return record.substr(0, record.find(':') + 1) + "\n";
     }
-    static constexpr char kFresh[] =
-        "[Crash Reporter] Only records of other processes were left, made a fresh crash store.\n";
 };
 
 TEST_F(StaleRecordsTest, DoNotKeepTheCrashReporter) {
@@ -35,8 +33,32 @@ TEST_F(StaleRecordsTest, DoNotKeepTheCrashReporter) {
     session.writeRegistrations(addRecordOfAnEarlierBoot() + recordWithoutId());
     ChildProcess reporter = session.startReporter();
     EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
-    EXPECT_EQ(timesIn(session.log(reporter.pid()), kFresh), 1U);
     EXPECT_EQ(timesIn(session.log(reporter.pid()), kLeaving), 1U);
+}
+
+TEST_F(StaleRecordsTest, OfAnEarlierSessionDoNotKeepItsStore) {
+    session.makeStore();
+    session.writeRegistrations(addRecordOfAnEarlierBoot());
+    const std::string trace = session.add("hs_mangled_err_pid1.log");
+    ChildProcess reporter = session.startReporter();
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
+    EXPECT_FALSE(std::filesystem::exists(trace));
+    EXPECT_EQ(timesIn(session.log(reporter.pid()),
+                      "[Crash Reporter] Deleted the crash store of an earlier session.\n"),
+              1U);
+}
+
+TEST_F(StaleRecordsTest, ButAWaitingReportDoes) {
+    holdUploads();
+    session.makeStore();
+    session.writeRegistrations(recordWithoutId());
+    ChildProcess reporter = session.startReporter();
+    session.addReport("CrashReport_1.json", "{}");
+    ASSERT_TRUE(areUploading(1));
+    EXPECT_FALSE(reporter.hasEnded());
+    release();
+    EXPECT_TRUE(isStoreEmptyOfReports());
+    EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
 }
 
 TEST_F(StaleRecordsTest, AreLeftAloneWhileARegisteredProcessRuns) {
@@ -47,10 +69,8 @@ TEST_F(StaleRecordsTest, AreLeftAloneWhileARegisteredProcessRuns) {
     ChildProcess reporter = session.startReporter();
     EXPECT_TRUE(session.isLogged(reporter.pid(), CrashSession::recordOf(host.pid())));
     EXPECT_TRUE(isReadable(addRawTrace(1)));
-    EXPECT_EQ(timesIn(session.log(reporter.pid()), kFresh), 0U);
     end(host);
     EXPECT_EQ(reporter.wait(session.timeLeft()), exitedWith(0));
-    EXPECT_EQ(timesIn(session.log(reporter.pid()), kFresh), 1U);
 }
 
 }  // namespace
