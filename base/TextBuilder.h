@@ -35,5 +35,4 @@ class TextBuilder {
     bool m_isCut = false;
 };
 
-
 }  // namespace hcrpt

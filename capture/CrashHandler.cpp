@@ -53,7 +53,7 @@ void keepOwnersRights() {
 }
 
 struct Crash {
-    int signal;
+    int signal = 0;
     hcrpt::Interruption interruption;
 };
 
