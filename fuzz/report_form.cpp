@@ -79,7 +79,7 @@ void checkUpload(FuzzedDataProvider& input) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     checkName(fuzz::text(data, size));
-    report_server::decimal(fuzz::text(data, size));
+    static_cast<void>(report_server::decimal(fuzz::text(data, size)));
     FuzzedDataProvider input(data, size);
     if (input.ConsumeBool())
         checkAnyBody(input);
